@@ -1,0 +1,210 @@
+// byte_io.cpp - files and memory behind one set of calls, and the scratch list.
+
+#include "core/byte_io.h"
+
+#include "core/image.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace {
+
+struct memory_stream {
+    uint8_t* base = nullptr;
+    uint32_t size = 0;     // bytes from base that may be touched
+    uint32_t position = 0; // may lie beyond size: then reads give nothing
+};
+
+constexpr size_t scratch_entries = 20;
+
+struct io_state {
+    memory_stream memory;
+    std::array<void*, scratch_entries> scratch{};
+};
+
+io_state state;
+
+// States of the operations that are interrupted by a client callback, innermost last.
+// A client that nests deeper than this gets its inner loads refused by a full scratch list.
+constexpr int max_scopes = 16;
+std::array<io_state, max_scopes> outer_states;
+int scope_count = 0;
+
+int32_t memory_read(void* destination, uint32_t count)
+{
+    memory_stream& m = state.memory;
+    if (m.position >= m.size) return 0;
+    count = std::min(count, m.size - m.position);
+    std::memcpy(destination, m.base + m.position, count);
+    m.position += count;
+    return static_cast<int32_t>(count);
+}
+
+int32_t memory_write(const void* source, uint32_t count)
+{
+    memory_stream& m = state.memory;
+    if (m.position >= m.size) return 0;
+    count = std::min(count, m.size - m.position);
+    std::memcpy(m.base + m.position, source, count);
+    m.position += count;
+    return static_cast<int32_t>(count);
+}
+
+int32_t memory_seek(int32_t offset, int origin)
+{
+    memory_stream& m = state.memory;
+    int64_t position = 0;
+    if (origin == seek_from_start) position = offset;
+    if (origin == seek_from_here) position = int64_t{m.position} + offset;
+    // A position before the block reads like one behind it: nothing is there.
+    m.position =
+        position < 0 ? INT32_MAX : static_cast<uint32_t>(std::min<int64_t>(position, INT32_MAX));
+    return 0;
+}
+
+} // namespace
+
+void reset_mem_io_bounded(const void* base, uint32_t size_bytes)
+{
+    // One stream serves both directions, as one handle value stands for both.
+    state.memory.base = const_cast<uint8_t*>(static_cast<const uint8_t*>(base));
+    state.memory.size = std::min<uint32_t>(size_bytes, INT32_MAX);
+    state.memory.position = 0;
+}
+
+void reset_mem_io_for_reading(const void* base)
+{
+    reset_mem_io_bounded(base, platform_readable_bytes(base));
+}
+
+void reset_mem_io_for_writing(void* base)
+{
+    reset_mem_io_bounded(base, platform_writable_bytes(base));
+}
+
+int32_t img_read_mem(HFILE file, void* destination, int32_t count)
+{
+    if (count <= 0) return 0;
+    if (file == memory_file) return memory_read(destination, static_cast<uint32_t>(count));
+    return static_cast<int32_t>(_lread(file, destination, static_cast<UINT>(count)));
+}
+
+int32_t img_write_mem(HFILE file, const void* source, int32_t count)
+{
+    // A zero-length write would cut the file on Windows.
+    if (count <= 0) return 0;
+    if (file == memory_file) return memory_write(source, static_cast<uint32_t>(count));
+    return static_cast<int32_t>(
+        _lwrite(file, static_cast<const char*>(source), static_cast<UINT>(count)));
+}
+
+int32_t img_seek_mem(HFILE file, int32_t offset, int origin)
+{
+    if (file == memory_file) return memory_seek(offset, origin);
+    return _llseek(file, offset, origin);
+}
+
+int32_t img_filelength(HFILE file)
+{
+    if (file == memory_file) return static_cast<int32_t>(state.memory.position);
+    const LONG position = _llseek(file, 0, FILE_CURRENT);
+    const LONG length = _llseek(file, 0, FILE_END);
+    _llseek(file, position, FILE_BEGIN);
+    return length;
+}
+
+int32_t img_tell(HFILE file)
+{
+    if (file == memory_file) return static_cast<int32_t>(state.memory.position);
+    return _llseek(file, 0, FILE_CURRENT);
+}
+
+int32_t IMG_STD get_save_filesize(void)
+{
+    return static_cast<int32_t>(state.memory.position);
+}
+
+HFILE img_stdopen(const char* name)
+{
+    OFSTRUCT opened;
+    return OpenFile(name, &opened, OF_CREATE);
+}
+
+void img_close(HFILE file)
+{
+    _lclose(file);
+}
+
+void* img_fmalloc(size_t bytes)
+{
+    void* const no_block = reinterpret_cast<void*>(UINTPTR_MAX);
+    const auto entry = std::find(state.scratch.begin(), state.scratch.end(), nullptr);
+    if (entry == state.scratch.end()) return no_block;
+    HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, std::max<size_t>(bytes, 1));
+    if (!handle) return no_block;
+    void* address = GlobalLock(handle);
+    if (!address) GlobalFree(handle);
+    *entry = address;
+    return address;
+}
+
+void img_ffree(void* address)
+{
+    if (!address) return;
+    const auto entry = std::find(state.scratch.begin(), state.scratch.end(), address);
+    if (entry == state.scratch.end()) return;
+    HGLOBAL handle = GlobalHandle(address);
+    GlobalUnlock(handle);
+    GlobalFree(handle);
+    *entry = nullptr;
+}
+
+void img_ffree_all()
+{
+    for (size_t i = scratch_entries; i-- > 0;)
+        img_ffree(state.scratch[i]);
+}
+
+io_scope::io_scope()
+{
+    const int slot = scope_count++;
+    if (slot >= max_scopes) return;
+    outer_states[static_cast<size_t>(slot)] = state;
+    state.scratch = {};
+}
+
+io_scope::~io_scope()
+{
+    const int slot = --scope_count;
+    if (slot >= max_scopes) return;
+    img_ffree_all();
+    // The outermost operation leaves the memory stream where it is: get_save_filesize
+    // tells its position afterwards.
+    if (slot > 0)
+        state = outer_states[static_cast<size_t>(slot)];
+    else
+        state.scratch = {};
+}
+
+void mm_byteswap(void* address, int32_t count)
+{
+    auto* p = static_cast<uint8_t*>(address);
+    for (int32_t i = 0; i < count; ++i, p += 2)
+        std::swap(p[0], p[1]);
+}
+
+void mm_wordswap(void* address, int32_t count)
+{
+    auto* p = static_cast<uint8_t*>(address);
+    for (int32_t i = 0; i < count; ++i, p += 4) {
+        std::swap(p[0], p[3]);
+        std::swap(p[1], p[2]);
+    }
+}
+
+int32_t img_byteswap(void* address, int32_t count)
+{
+    mm_byteswap(address, count);
+    return count;
+}

@@ -1,0 +1,154 @@
+// byte_stream.cpp - buffered reading and writing on top of the byte I/O.
+
+#include "core/byte_stream.h"
+
+#include <algorithm>
+
+byte_source::byte_source(HFILE file, uint32_t buffer_bytes)
+    : file_(file), buffer_(buffer_bytes + slack_bytes), capacity_(buffer_bytes),
+      buffer_position_(img_tell(file))
+{
+    next = end = buffer_.bytes();
+    if (buffer_) std::memset(buffer_.bytes(), 0, slack_bytes);
+}
+
+bool byte_source::refill()
+{
+    if (at_end_ || !buffer_) return false;
+    const size_t kept = available();
+    if (kept == capacity_) return false;
+    buffer_position_ = tell();
+    uint8_t* const start = buffer_.bytes();
+    std::memmove(start, next, kept);
+    next = start;
+    const int32_t got = img_read_mem(file_, start + kept, static_cast<int32_t>(capacity_ - kept));
+    at_end_ = got <= 0;
+    end = start + kept + std::max(got, 0);
+    std::memset(const_cast<uint8_t*>(end), 0, slack_bytes);
+    return !at_end_;
+}
+
+bool byte_source::fill_to(size_t count)
+{
+    while (available() < count)
+        if (!refill()) return false;
+    return true;
+}
+
+size_t byte_source::read(void* destination, size_t count)
+{
+    auto* to = static_cast<uint8_t*>(destination);
+    size_t done = 0;
+    while (done < count) {
+        if (next == end && !refill()) break;
+        const size_t piece = std::min(count - done, available());
+        std::memcpy(to + done, next, piece);
+        next += piece;
+        done += piece;
+    }
+    return done;
+}
+
+void byte_source::skip(uint32_t count)
+{
+    if (count <= available()) {
+        next += count;
+        return;
+    }
+    const int64_t target = int64_t{tell()} + count;
+    seek(static_cast<int32_t>(std::min<int64_t>(target, INT32_MAX)));
+}
+
+void byte_source::seek(int32_t position)
+{
+    img_seek_mem(file_, position, seek_from_start);
+    next = end = buffer_.bytes();
+    buffer_position_ = position;
+    at_end_ = false;
+}
+
+byte_sink::byte_sink(HFILE file, uint32_t buffer_bytes)
+    : file_(file), buffer_(buffer_bytes), capacity_(buffer_bytes)
+{
+}
+
+void byte_sink::drain()
+{
+    if (fill_ && !failed_)
+        failed_ = img_write_mem(file_, buffer_.bytes(), static_cast<int32_t>(fill_)) !=
+                  static_cast<int32_t>(fill_);
+    drained_ += fill_;
+    fill_ = 0;
+}
+
+void byte_sink::put(const void* bytes, size_t count)
+{
+    const auto* from = static_cast<const uint8_t*>(bytes);
+    while (count > 0) {
+        if (fill_ == capacity_) drain();
+        const size_t piece = std::min<size_t>(count, capacity_ - fill_);
+        std::memcpy(buffer_.bytes() + fill_, from, piece);
+        fill_ += static_cast<uint32_t>(piece);
+        from += piece;
+        count -= piece;
+    }
+}
+
+void byte_sink::put_zeros(size_t count)
+{
+    while (count-- > 0)
+        put(uint8_t{0});
+}
+
+void byte_sink::put_u16le(uint32_t value)
+{
+    store_u16le(reserve(2), value);
+    commit(2);
+}
+
+void byte_sink::put_u32le(uint32_t value)
+{
+    store_u32le(reserve(4), value);
+    commit(4);
+}
+
+void byte_sink::put_u16be(uint32_t value)
+{
+    store_u16be(reserve(2), value);
+    commit(2);
+}
+
+void byte_sink::put_u32be(uint32_t value)
+{
+    store_u32be(reserve(4), value);
+    commit(4);
+}
+
+int32_t byte_sink::flush()
+{
+    drain();
+    return failed_ ? err_write : 0;
+}
+
+const uint8_t* byte_reader::take(size_t count)
+{
+    if (!ok_ || count > left_) {
+        ok_ = false;
+        left_ = 0;
+        return nullptr;
+    }
+    const uint8_t* taken = next_;
+    next_ += count;
+    left_ -= count;
+    return taken;
+}
+
+uint32_t byte_reader::number(size_t count)
+{
+    const uint8_t* p = take(count);
+    if (!p) return 0;
+    uint32_t value = 0;
+    for (size_t i = 0; i < count; ++i)
+        value = value << 8 | p[order_ == byte_order::big ? i : count - 1 - i];
+    return value;
+}

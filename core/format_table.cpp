@@ -1,0 +1,115 @@
+// format_table.cpp - one row per format, one per file type.
+
+#include "core/format_table.h"
+
+#include "formats/bmp/bmp_reader.h"
+#include "formats/bmp/bmp_writer.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr auto never = write_mode::never;
+constexpr auto always = write_mode::always;
+constexpr auto interchange_only = write_mode::interchange_only;
+constexpr auto truncate = open_mode::truncate;
+constexpr auto append = open_mode::append;
+constexpr int32_t all_depths = depth_1 + depth_4 + depth_8 + depth_24;
+
+// clang-format off
+constexpr file_type tiff_types[] = {
+    {0,  "tiff",          "TIFF, uncompressed",                 nullptr, always, append, all_depths},
+    {7,  "tiff-huffman",  "TIFF, CCITT modified Huffman",       nullptr, always, append, depth_1},
+    {8,  "tiff-g3",       "TIFF, CCITT Group 3",                nullptr, always, append, depth_1},
+    {9,  "tiff-lzw",      "TIFF, LZW",                          nullptr, always, truncate, all_depths},
+    {10, "tiff-g4",       "TIFF, CCITT Group 4",                nullptr, always, append, depth_1},
+    {16, "tiff-packbits", "TIFF, PackBits",                     nullptr, interchange_only, append, depth_1},
+    {17, "tiff-g3-2d",    "TIFF, CCITT Group 3 two-dimensional", nullptr, never, truncate, 0},
+};
+constexpr file_type bmp_types[] = {
+    {1,  "bmp",     "BMP, uncompressed",          save_bmp_file,      always, truncate, all_depths},
+    {12, "bmp-rle", "BMP, run-length compressed", save_bmp_comp_file, always, truncate, depth_4 + depth_8},
+};
+constexpr file_type pcx_types[] = {{2, "pcx", "PCX", nullptr, always, truncate, all_depths}};
+constexpr file_type targa_types[] = {{3, "targa", "Targa", nullptr, always, truncate, depth_8 + depth_24}};
+constexpr file_type gif_types[] = {{4, "gif", "GIF", nullptr, always, truncate, depth_4 + depth_8}};
+constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitmap", nullptr, always, truncate, depth_1 + depth_4 + depth_8}};
+constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
+constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
+constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", nullptr, always, append, all_depths}};
+constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", nullptr, always, truncate, depth_8 + depth_24}};
+constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", nullptr, always, truncate, all_depths}};
+
+constexpr format_row formats[] = {
+    {".tif", "tif tiff", nullptr,  nullptr, nullptr,          true,  tiff_types},
+    {".bmp", "bmp",      open_bmp, nullptr, bmp_get_filetype, false, bmp_types},
+    {".pcx", "pcx",      nullptr,  nullptr, nullptr,          false, pcx_types},
+    {".tga", "tga",      nullptr,  nullptr, nullptr,          false, targa_types},
+    {".gif", "gif",      nullptr,  nullptr, nullptr,          false, gif_types},
+    {".wpg", "wpg",      nullptr,  nullptr, nullptr,          false, wpg_types},
+    {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
+    {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
+    {".dcx", "dcx",      nullptr,  nullptr, nullptr,          true,  dcx_types},
+    {".jpg", "jpg jpeg", nullptr,  nullptr, nullptr,          false, jpeg_types},
+    {".pct", "pct pict", nullptr,  nullptr, nullptr,          false, pict_types},
+};
+// clang-format on
+
+bool equal_ignoring_case(const char* a, const char* b, size_t count)
+{
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+    for (size_t i = 0; i < count; ++i)
+        if (lower(a[i]) != lower(b[i])) return false;
+    return true;
+}
+
+} // namespace
+
+std::span<const format_row> format_table()
+{
+    return formats;
+}
+
+const file_type* find_file_type(int32_t code, const format_row** format)
+{
+    for (const format_row& row : formats)
+        for (const file_type& type : row.types)
+            if (type.code == code) {
+                if (format) *format = &row;
+                return &type;
+            }
+    return nullptr;
+}
+
+int32_t type_from_extension(const char* file_name)
+{
+    const size_t length = std::strlen(file_name);
+    if (length < 3) return -1;
+    for (const format_row& row : formats)
+        if (equal_ignoring_case(file_name + length - 3, row.extension + 1, 3))
+            return row.types[0].code;
+    return -1;
+}
+
+int32_t IMG_STD IMGX_get_type_info(int32_t index, IMGX_TYPE_INFO* info)
+{
+    if (!info) return err_memory;
+    for (int32_t code = 0; code < 18; ++code) {
+        const format_row* format = nullptr;
+        const file_type* type = find_file_type(code, &format);
+        if (code != index || !type) continue;
+        const bool written = type->save && type->writes != write_mode::never;
+        *info = {type->code,
+                 type->name,
+                 type->description,
+                 format->extensions,
+                 format->open != nullptr,
+                 !written                                       ? 0
+                 : type->writes == write_mode::interchange_only ? 2
+                                                                : 1,
+                 format->multi_page,
+                 written ? type->write_depths : 0};
+        return 0;
+    }
+    return err_unsupported;
+}

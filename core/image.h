@@ -1,0 +1,262 @@
+/* image.h - the exported interface of the Trevolan imaging library, version 4.0.
+ *
+ * Plain C99, usable from C++. Every function returns a 32-bit signed number: a handle, 0 or
+ * another non-negative value on success, a negative error code on failure
+ * (IMGX_error_text gives its text). One operation runs at a time: the library keeps its
+ * state process-wide and is called from one thread. Callbacks may call it again.
+ *
+ * Errors:  -1 memory, or an argument that must not be null    -2 file cannot be opened
+ *          -3 not the expected format, or data ended early    -6 output cannot be created
+ *          -7 type, compression, depth not supported          -9 write came back short
+ *         -11 no such page     -12 corrupt data              -13 handle names no image
+ *         -14 clipboard or device bitmap                     -16 -17 -18 scanner
+ */
+#ifndef TREVOLAN_IMAGE_H
+#define TREVOLAN_IMAGE_H
+
+#include <stdint.h>
+
+#ifdef _WIN32
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+#define IMG_STD __stdcall
+#define IMG_C __cdecl
+#if defined(TREVOLAN_DLL_EXPORTS)
+#define IMG_API __declspec(dllexport)
+#elif defined(TREVOLAN_STATIC)
+#define IMG_API
+#else
+#define IMG_API __declspec(dllimport)
+#endif
+#else
+#include "win32_types.h"
+#define IMG_STD
+#define IMG_C
+#define IMG_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A value of the client's that callbacks get back; wide enough for a pointer. */
+typedef intptr_t IMG_PRIVATE;
+
+/** Gets the header and colour table of an image once, before its first row. A negative
+ *  result ends the load and becomes its result. The memory is the library's: copy it. */
+typedef int32_t(IMG_C* IMG_SET_HEADER)(const BITMAPINFOHEADER* header, IMG_PRIVATE private_data);
+
+/** Gets one row in DIB layout; row 0 is the top of the picture. Negative ends the load. */
+typedef int32_t(IMG_C* IMG_PUT_RASTER)(const void* row, IMG_PRIVATE private_data, int32_t row_index,
+                                       int32_t byte_count);
+
+/** Fills byte_count bytes of one row in DIB layout; row 0 is the top. Negative ends the save. */
+typedef int32_t(IMG_C* IMG_GET_RASTER)(IMG_PRIVATE private_data, void* destination,
+                                       int32_t row_index, int32_t byte_count);
+
+/** Called once per row of high-level loads and saves; height is the picture's. A negative
+ *  result cancels and becomes the result of the call. */
+typedef int32_t(IMG_STD* IMG_STATUS)(IMG_PRIVATE client_value, int32_t height);
+
+/* ---- loading ---------------------------------------------------------------------- */
+
+/** Loads page 0 of a file.  Returns a handle; -2 name empty or file not readable;
+ *  -7 unknown format; else the reader's code. */
+IMG_API int32_t IMG_STD IMG_decompress_bitmap(const char* file_name);
+
+/** Loads from an open file, which stays open, its position undefined.
+ *  offset  of the image in the file, bytes, 0 to 0xFFFFFF     page  0 is the first */
+IMG_API int32_t IMG_STD IMG_decompress_bitmap_fd(HFILE file, int32_t offset, int32_t page);
+
+/** Loads from a whole file in memory; the block must hold it all. Where its size is known,
+ *  IMGX_decompress_bitmap_mem is safer. */
+IMG_API int32_t IMG_STD IMG_decompress_bitmap_mem(const void* address, int32_t page);
+
+/** Streams an image to callbacks without making a handle. Non-negative on success. */
+IMG_API int32_t IMG_STD IMGLOW_decompress_bitmap(HFILE file, int32_t offset, int32_t page,
+                                                 IMG_PUT_RASTER put_raster,
+                                                 IMG_PRIVATE private_data,
+                                                 IMG_SET_HEADER set_header);
+IMG_API int32_t IMG_STD IMGLOW_decompress_bitmap_mem(const void* address, int32_t page,
+                                                     IMG_PUT_RASTER put_raster,
+                                                     IMG_PRIVATE private_data,
+                                                     IMG_SET_HEADER set_header);
+
+/** Copies a packed DIB (header, colour table of full size, rows) into a new image.
+ *  Returns its handle, or -1. */
+IMG_API int32_t IMG_STD IMG_create_handle(const void* packed_dib);
+
+/** Decodes raw fax data from the file's position into a new 1-bit image.
+ *  type        1 Group 3 one-dimensional, 2 Group 3 two-dimensional, 4 Group 4
+ *  fill_order  1 most significant bit first, 2 least significant bit first
+ *  Returns a handle, also where the data end or are damaged: rows not reached are black. */
+IMG_API int32_t IMG_STD IMG_decompress_fax(HFILE source, int32_t width, int32_t height,
+                                           int32_t type, int32_t fill_order);
+
+/** File-type code (0 to 17) from the first bytes of a file; -2, or -7 when unknown. */
+IMG_API int32_t IMG_STD IMGLOW_get_filetype(const char* file_name);
+IMG_API int32_t IMG_STD IMGLOW_get_filetype_fd(HFILE file);
+
+/** Number of pages; 1 for formats without pages and for unknown files; -2 not readable. */
+IMG_API int32_t IMG_STD IMGLOW_get_pages(const char* file_name);
+
+/** Sets (enable not 0) or switches off the status callback.  Returns 0. */
+IMG_API int32_t IMG_STD IMG_set_statusbar(IMG_PRIVATE client_value, IMG_STATUS callback,
+                                          int32_t enable);
+
+/* ---- the image object ------------------------------------------------------------- */
+
+/** Size and depth (1, 4, 8 or 24).  Returns a positive number, or -13. Null outs are skipped. */
+IMG_API int32_t IMG_STD IMG_bitmap_info(int32_t handle, int32_t* width, int32_t* height,
+                                        int32_t* bits_per_pixel);
+
+/** Copies the 40-byte header and the colour table: at most 1064 bytes.  0, -1 or -13. */
+IMG_API int32_t IMG_STD IMGLOW_get_bitmap_header(int32_t handle, void* buffer);
+
+/** The crop rectangle: what is shown, printed and saved; pixels, y from the top.  0 or -13.
+ *  Stored unchecked; each user clips it to the image or refuses it. */
+IMG_API int32_t IMG_STD IMG_get_croprect(int32_t handle, int32_t* x, int32_t* y, int32_t* width,
+                                         int32_t* height);
+IMG_API int32_t IMG_STD IMG_set_croprect(int32_t handle, int32_t x, int32_t y, int32_t width,
+                                         int32_t height);
+
+/** Ternary raster operation for painting; SRCCOPY (0xCC0020) at first.  0 or -13. */
+IMG_API int32_t IMG_STD IMGLOW_set_rop(int32_t handle, uint32_t rop);
+
+/** The identification text (200 bytes) and date (40 bytes) for saved files, with their
+ *  zeros. Set cuts longer texts.  Returns 0. */
+IMG_API int32_t IMG_STD IMGLOW_get_bitmap_name(char* name, char* date);
+IMG_API int32_t IMG_STD IMGLOW_set_bitmap_name(const char* name, const char* date);
+
+/** Frees an image; its handle number is used again.  0, -13, or -1 for handle -1. */
+IMG_API int32_t IMG_STD IMG_delete_bitmap(int32_t handle);
+
+/* ---- saving ----------------------------------------------------------------------- */
+
+/** Saves the crop rectangle. TIFF (not LZW) and DCX types add a page to an existing file.
+ *  type  file-type code, or -1 to choose by the name's last three letters
+ *  Returns non-negative; -6 cannot create; -7 type or depth; -9 disk full; -13.
+ *  What was written before a failure stays in the file. */
+IMG_API int32_t IMG_STD IMG_save_bitmap(int32_t handle, const char* file_name, int32_t type);
+IMG_API int32_t IMG_STD IMG_save_bitmap_fd(int32_t handle, HFILE file, int32_t type);
+
+/** Saves into memory; get_save_filesize then tells the bytes written. The block must be
+ *  large enough. Here the crop rectangle's y counts from the bottom.  0 or a code. */
+IMG_API int32_t IMG_STD IMG_save_bitmap_mem(int32_t handle, void* address, int32_t type);
+
+/** Writes an image whose rows a callback supplies. */
+IMG_API int32_t IMG_STD IMGLOW_save_bitmap(HFILE file, const BITMAPINFOHEADER* header, int32_t type,
+                                           IMG_GET_RASTER get_raster, IMG_PRIVATE private_data);
+IMG_API int32_t IMG_STD IMGLOW_save_bitmap_mem(void* address, const BITMAPINFOHEADER* header,
+                                               int32_t type, IMG_GET_RASTER get_raster,
+                                               IMG_PRIVATE private_data);
+
+/** JPEG quality for later saves. */
+IMG_API int32_t IMG_STD IMGLOW_set_comp_quality(int32_t quality);
+
+/** Position of the memory stream: after a save to memory, the bytes written. */
+IMG_API int32_t IMG_STD get_save_filesize(void);
+
+/* ---- processing and colour -------------------------------------------------------- */
+
+IMG_API int32_t IMG_STD IMG_rotate_bitmap(int32_t handle, int32_t degrees);
+IMG_API int32_t IMG_STD IMG_flip_bitmapx(int32_t handle);
+IMG_API int32_t IMG_STD IMG_flip_bitmapy(int32_t handle);
+IMG_API int32_t IMG_STD IMG_resize_bitmap(int32_t handle, int32_t width, int32_t height);
+IMG_API int32_t IMG_STD IMG_set_lut(int32_t handle, int32_t contrast, int32_t brightness);
+IMG_API int32_t IMG_STD IMG_invert_bitmap(int32_t handle);
+IMG_API int32_t IMG_STD IMG_sharpen_bitmap(int32_t handle, int32_t strength);
+IMG_API int32_t IMG_STD IMG_process_bitmap(int32_t handle, int32_t type, const signed char* kernel);
+IMG_API int32_t IMG_STD IMG_color_gray(int32_t handle);
+IMG_API int32_t IMG_STD IMG_bayer_mono(int32_t handle);
+IMG_API int32_t IMG_STD IMG_halftone_mono(int32_t handle);
+IMG_API int32_t IMG_STD IMG_diffusion_mono(int32_t handle);
+IMG_API int32_t IMG_STD IMG_mediancut_color(int32_t handle);
+IMG_API int32_t IMG_STD IMG_popularity_color(int32_t handle);
+IMG_API int32_t IMG_STD IMG_bayer_color(int32_t handle);
+IMG_API int32_t IMG_STD IMG_diffusion_color(int32_t handle);
+IMG_API int32_t IMG_STD IMG_promote_8(int32_t handle);
+IMG_API int32_t IMG_STD IMG_promote_24(int32_t handle);
+
+/* ---- the library's own additions -------------------------------------------------- */
+
+/** Loads from memory of known size: nothing beyond it is read, and it ends there like a
+ *  file.  A handle, or a code. */
+IMG_API int32_t IMG_STD IMGX_decompress_bitmap_mem(const void* address, uint32_t size,
+                                                   int32_t page);
+
+/** IMGLOW_get_filetype_fd and IMGLOW_get_pages for memory of known size. */
+IMG_API int32_t IMG_STD IMGX_get_filetype_mem(const void* address, uint32_t size);
+IMG_API int32_t IMG_STD IMGX_get_pages_mem(const void* address, uint32_t size);
+
+/** Saves into memory of known size.  Bytes written, -9 when it is full, or a code. */
+IMG_API int32_t IMG_STD IMGX_save_bitmap_mem(int32_t handle, void* address, uint32_t capacity,
+                                             int32_t type);
+
+/** Interchange mode: files as their published standards have them, for other programs to
+ *  read without a warning, and files read as those standards mean them. Off at the start:
+ *  then every byte is the library's classic one.  Returns the previous setting. */
+IMG_API int32_t IMG_STD IMGX_set_interchange(int32_t enable);
+
+/** Tone for printing and for saves by file name or file.
+ *  dot_gain    0 none; printing only
+ *  gamma       hundredths: 100 leaves the picture as it is, 0 is unset
+ *  brightness  -255 to 255, steps of 2 levels
+ *  Returns 0 or -13. */
+IMG_API int32_t IMG_STD IMGX_set_print_tone(int32_t handle, int32_t dot_gain, int32_t gamma,
+                                            int32_t brightness);
+
+/** One row of the table of file types. */
+typedef struct IMGX_TYPE_INFO {
+    int32_t code;            /* file-type code */
+    const char* name;        /* short name, such as "tiff-g4" */
+    const char* description; /* such as "TIFF, CCITT Group 4" */
+    const char* extensions;  /* without dots, the usual one first, separated by spaces */
+    int32_t reads;           /* 1 when files of the type are read */
+    int32_t writes;          /* 1 when they are written, 2 when only in interchange mode */
+    int32_t multi_page;      /* 1 when a file holds several pages */
+    int32_t write_depths;    /* sum of the depths that can be written: 1, 4, 8, 24 */
+} IMGX_TYPE_INFO;
+
+/** Row number index of the table.  0, or -7 behind the last row. */
+IMG_API int32_t IMG_STD IMGX_get_type_info(int32_t index, IMGX_TYPE_INFO* info);
+
+/** Text of a result code, never null.  Version text "4.0.0". */
+IMG_API const char* IMG_STD IMGX_error_text(int32_t code);
+IMG_API const char* IMG_STD IMGX_version(void);
+
+/* ---- Windows only ----------------------------------------------------------------- */
+
+#ifdef _WIN32
+/** Makes the image's palette, selects it into the device context and realises it.
+ *  0, -1 or -13. */
+IMG_API int32_t IMG_STD IMG_bitmap_palette(int32_t handle, HDC dc);
+
+IMG_API int32_t IMG_STD IMG_create_handle_ddb(HBITMAP bitmap, HPALETTE palette);
+IMG_API int32_t IMG_STD IMG_dib_to_ddb(int32_t handle, int32_t width, int32_t height);
+IMG_API int32_t IMG_STD IMG_display_ddb(HBITMAP bitmap, HDC dc, int32_t x, int32_t y);
+IMG_API int32_t IMG_STD IMG_save_clipboard(const char* file_name, HWND window);
+IMG_API int32_t IMG_STD IMG_display_bitmap(int32_t handle, HDC dc, int32_t x, int32_t y,
+                                           int32_t width, int32_t height);
+IMG_API int32_t IMG_STD IMG_zoom_bitmap(int32_t handle, HWND window, int32_t percent);
+IMG_API int32_t IMG_STD IMG_scroll_bitmap(int32_t handle, HWND window, uint32_t wparam,
+                                          int32_t lparam, int32_t message);
+IMG_API int32_t IMG_STD IMG_repaint_scroll(int32_t handle, HDC dc, HWND window, int32_t direction,
+                                           PAINTSTRUCT* paint);
+IMG_API int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x, int32_t y,
+                                         int32_t width, int32_t height);
+IMG_API int32_t IMG_STD IMG_print_bitmap_fast(int32_t handle, HDC printer, int32_t x, int32_t y,
+                                              int32_t width, int32_t height);
+IMG_API int32_t IMG_STD IMG_scan_open_source(HWND window);
+IMG_API int32_t IMG_STD IMG_scan_acquire(HWND window, int32_t show_ui);
+IMG_API int32_t IMG_STD IMG_scan_pages(HWND window, const char* prefix, int32_t type,
+                                       int32_t show_ui);
+#endif
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
