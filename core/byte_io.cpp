@@ -14,6 +14,7 @@ struct memory_stream {
     uint8_t* base = nullptr;
     uint32_t size = 0;     // bytes from base that may be touched
     uint32_t position = 0; // may lie beyond size: then reads give nothing
+    bool bounded = false;  // size is the data's own, not just what can be touched
 };
 
 constexpr size_t scratch_entries = 20;
@@ -71,16 +72,19 @@ void reset_mem_io_bounded(const void* base, uint32_t size_bytes)
     state.memory.base = const_cast<uint8_t*>(static_cast<const uint8_t*>(base));
     state.memory.size = std::min<uint32_t>(size_bytes, INT32_MAX);
     state.memory.position = 0;
+    state.memory.bounded = true;
 }
 
 void reset_mem_io_for_reading(const void* base)
 {
     reset_mem_io_bounded(base, platform_readable_bytes(base));
+    state.memory.bounded = false;
 }
 
 void reset_mem_io_for_writing(void* base)
 {
     reset_mem_io_bounded(base, platform_writable_bytes(base));
+    state.memory.bounded = false;
 }
 
 int32_t img_read_mem(HFILE file, void* destination, int32_t count)
@@ -112,6 +116,12 @@ int32_t img_filelength(HFILE file)
     const LONG length = _llseek(file, 0, FILE_END);
     _llseek(file, position, FILE_BEGIN);
     return length;
+}
+
+int32_t img_data_end(HFILE file)
+{
+    if (file != memory_file) return img_filelength(file);
+    return state.memory.bounded ? static_cast<int32_t>(state.memory.size) : -1;
 }
 
 int32_t img_tell(HFILE file)

@@ -39,6 +39,10 @@ int32_t img_seek_mem(HFILE file, int32_t offset, int origin);
 /// Size of a file. INTENDED: for memory the current position.
 int32_t img_filelength(HFILE file);
 
+/// Where the data end, counted from the start: the size of a file or of a bounded memory
+/// block; -1 for memory of unknown size. For formats that keep something at their end.
+int32_t img_data_end(HFILE file);
+
 /// The position: of a file by a seek of 0, of memory as it is.
 int32_t img_tell(HFILE file);
 

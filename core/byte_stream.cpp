@@ -23,6 +23,7 @@ bool byte_source::refill()
     next = start;
     const int32_t got = img_read_mem(file_, start + kept, static_cast<int32_t>(capacity_ - kept));
     at_end_ = got <= 0;
+    if (got < 0) failed_ = true;
     end = start + kept + std::max(got, 0);
     std::memset(const_cast<uint8_t*>(end), 0, slack_bytes);
     return !at_end_;

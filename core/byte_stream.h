@@ -48,6 +48,9 @@ public:
     /// Puts the source's own position at next, for whoever reads it after this.
     void sync() { img_seek_mem(file_, tell(), seek_from_start); }
 
+    /// True when a read failed, which otherwise looks like the end of the data.
+    bool failed() const { return failed_; }
+
     size_t available() const { return static_cast<size_t>(end - next); }
     size_t capacity() const { return capacity_; }
 
@@ -62,6 +65,7 @@ private:
     uint32_t capacity_;
     int32_t buffer_position_ = 0; // of the first byte in the buffer
     bool at_end_ = false;
+    bool failed_ = false;
 };
 
 /// Collects output and writes it in large pieces. A failure is remembered: put calls after

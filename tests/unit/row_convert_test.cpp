@@ -1,0 +1,185 @@
+// row_convert_test.cpp - the wide row conversions and run scans against plain ones.
+
+#include "core/byte_runs.h"
+#include "core/packbits.h"
+#include "core/row_convert.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace {
+
+using bytes = std::vector<uint8_t>;
+
+bytes random_bytes(size_t count, uint32_t seed, uint32_t run)
+{
+    std::mt19937 random(seed);
+    bytes made(count);
+    uint8_t value = 0;
+    for (uint8_t& b : made)
+        b = random() % run == 0 ? value = static_cast<uint8_t>(random()) : value;
+    return made;
+}
+
+bytes with_slack(bytes data)
+{
+    data.resize(data.size() + run_slack_bytes, 0xEE);
+    return data;
+}
+
+int pixel_of(const bytes& row, size_t x, int bits)
+{
+    const size_t bit = x * static_cast<size_t>(bits);
+    return row[bit / 8] >> (8 - bits - static_cast<int>(bit % 8)) & ((1 << bits) - 1);
+}
+
+} // namespace
+
+TEST(row_convert, planes_match_pixels_at_every_width)
+{
+    for (size_t width = 1; width <= 70; ++width) {
+        const bytes bgr = random_bytes(3 * width, static_cast<uint32_t>(width), 1);
+        bytes red = with_slack(bytes(width)), green = red, blue = red;
+        split_planes(with_slack(bgr).data(), red.data(), green.data(), blue.data(), width);
+        for (size_t x = 0; x < width; ++x) {
+            ASSERT_EQ(blue[x], bgr[3 * x]);
+            ASSERT_EQ(green[x], bgr[3 * x + 1]);
+            ASSERT_EQ(red[x], bgr[3 * x + 2]);
+        }
+        bytes back = with_slack(bytes(3 * width));
+        interleave_planes(red.data(), green.data(), blue.data(), back.data(), width);
+        back.resize(3 * width);
+        ASSERT_EQ(back, bgr) << width;
+    }
+}
+
+TEST(row_convert, bit_planes_and_pairs_match_pixels_at_every_width)
+{
+    for (size_t width = 1; width <= 40; ++width) {
+        const size_t plane_bytes = (width + 7) / 8 + 1;
+        const bytes nibbles =
+            with_slack(random_bytes((width + 1) / 2, static_cast<uint32_t>(width), 1));
+        bytes planes = with_slack(bytes(4 * plane_bytes));
+        split_bit_planes(nibbles.data(), width, planes.data(), plane_bytes);
+        bytes back = with_slack(bytes((width + 1) / 2));
+        merge_bit_planes(planes.data(), plane_bytes, 4, back.data(), width);
+        const bytes pairs = with_slack(random_bytes((width + 3) / 4, 7, 1));
+        bytes wide = with_slack(bytes((width + 1) / 2));
+        widen_2_to_4(pairs.data(), wide.data(), width);
+        for (size_t x = 0; x < width; ++x) {
+            int value = 0;
+            for (size_t plane = 0; plane < 4; ++plane)
+                value |= (planes[plane * plane_bytes + x / 8] >> (7 - x % 8) & 1) << plane;
+            ASSERT_EQ(value, pixel_of(nibbles, x, 4)) << width << " " << x;
+            ASSERT_EQ(pixel_of(back, x, 4), pixel_of(nibbles, x, 4));
+            ASSERT_EQ(pixel_of(wide, x, 4), pixel_of(pairs, x, 2));
+        }
+    }
+}
+
+TEST(row_convert, mirroring_and_padding_at_every_width)
+{
+    for (int bits : {1, 4, 8, 24})
+        for (int32_t width = 1; width <= 35; ++width) {
+            const auto stride = static_cast<size_t>(size_for_long(width, bits));
+            const bytes row = with_slack(random_bytes(stride, static_cast<uint32_t>(width), 1));
+            bytes mirrored = row;
+            mirror_row(mirrored.data(), width, bits);
+            const int unit = bits == 24 ? 8 : bits;
+            const int parts = bits / unit;
+            for (int32_t x = 0; x < width; ++x)
+                for (int part = 0; part < parts; ++part)
+                    ASSERT_EQ(
+                        pixel_of(mirrored, static_cast<size_t>(x * parts + part), unit),
+                        pixel_of(row, static_cast<size_t>((width - 1 - x) * parts + part), unit));
+            bytes cleared = row;
+            clear_row_padding(cleared.data(), width, bits);
+            for (size_t bit = 0; bit < stride * 8; ++bit)
+                ASSERT_EQ(pixel_of(cleared, bit, 1),
+                          bit < static_cast<size_t>(width * bits) ? pixel_of(row, bit, 1) : 0);
+            ASSERT_EQ(cleared[stride], 0xEE);
+        }
+}
+
+TEST(byte_runs, match_plain_scans)
+{
+    for (uint32_t run = 1; run <= 40; ++run) {
+        const bytes data = with_slack(random_bytes(300, run, run));
+        for (size_t at = 0; at < 300; ++at) {
+            const size_t limit = 300 - at;
+            size_t length = 1;
+            while (length < limit && data[at + length] == data[at])
+                ++length;
+            ASSERT_EQ(run_length(data.data() + at, limit), length);
+            size_t distance = 0;
+            while (distance + 3 <= limit && !(data[at + distance] == data[at + distance + 1] &&
+                                              data[at + distance] == data[at + distance + 2]))
+                ++distance;
+            if (distance + 3 > limit) distance = limit;
+            ASSERT_EQ(distance_to_run(data.data() + at, limit), distance) << at;
+        }
+    }
+}
+
+TEST(packbits, writes_the_known_form_and_reads_it_back)
+{
+    // The example of Macintosh technical note 1023.
+    const bytes plain = {0xAA, 0xAA, 0xAA, 0x80, 0x00, 0x2A, 0xAA, 0xAA, 0xAA, 0xAA, 0x80, 0x00,
+                         0x2A, 0x22, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA};
+    const bytes packed = {0xFE, 0xAA, 0x02, 0x80, 0x00, 0x2A, 0xFD, 0xAA,
+                          0x03, 0x80, 0x00, 0x2A, 0x22, 0xF7, 0xAA};
+    bytes made(packbits_bound(plain.size()));
+    made.resize(packbits_pack(with_slack(plain).data(), plain.size(), made.data()));
+    EXPECT_EQ(made, packed);
+
+    for (uint32_t run : {1u, 2u, 3u, 50u, 1000u})
+        for (size_t count : {1u, 2u, 3u, 127u, 128u, 129u, 130u, 1000u}) {
+            const bytes row = random_bytes(count, run, run);
+            bytes code(packbits_bound(count));
+            code.resize(packbits_pack(with_slack(row).data(), count, code.data()));
+            EXPECT_LE(code.size(), count + (count + 127) / 128);
+            const bytes padded = with_slack(code);
+            bytes back = with_slack(bytes(count));
+            const uint8_t* next = padded.data();
+            ASSERT_EQ(packbits_unpack(next, padded.data() + code.size(), back.data(), count,
+                                      packbits_128::no_op),
+                      count);
+            EXPECT_EQ(next, padded.data() + code.size());
+            back.resize(count);
+            EXPECT_EQ(back, row);
+        }
+}
+
+TEST(packbits, takes_128_by_rule_and_stops_at_damage)
+{
+    const struct {
+        const char* what;
+        bytes code;
+        packbits_128 rule;
+        size_t room, made;
+        uint8_t last;
+    } rows[] = {
+        {"128 does nothing", {0x80, 0x00, 7}, packbits_128::no_op, 200, 1, 7},
+        {"128 repeats 129 times", {0x80, 9}, packbits_128::run_of_129, 200, 129, 9},
+        {"a run is cut at the room", {0x81, 5}, packbits_128::no_op, 10, 10, 5},
+        {"a literal is cut at the room", {3, 1, 2, 3, 4}, packbits_128::no_op, 2, 2, 2},
+        {"a literal without all its bytes is left", {0, 6, 3, 1, 2}, packbits_128::no_op, 9, 1, 6},
+        {"a run without its byte is left", {0, 6, 0xFE}, packbits_128::no_op, 9, 1, 6},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.what);
+        const bytes code = with_slack(r.code);
+        bytes to = with_slack(bytes(r.room));
+        const uint8_t* next = code.data();
+        ASSERT_EQ(packbits_unpack(next, code.data() + r.code.size(), to.data(), r.room, r.rule),
+                  r.made);
+        EXPECT_EQ(to[r.made - 1], r.last);
+    }
+    const bytes pairs = with_slack({1, 1, 2, 3, 4, 0xFE, 5, 6, 0x80, 0xFF, 7});
+    bytes to = with_slack(bytes(40));
+    const uint8_t* next = pairs.data();
+    ASSERT_EQ(packbits_unpack_pairs(next, pairs.data() + 11, to.data(), 40), 10u);
+    to.resize(10);
+    EXPECT_EQ(to, (bytes{1, 2, 3, 4, 5, 6, 5, 6, 5, 6}));
+}
