@@ -96,6 +96,9 @@ public:
     }
     void commit(size_t count) { fill_ += static_cast<uint32_t>(count); }
 
+    /// True when a write so far was short: a writer may stop early.
+    bool failed() const { return failed_; }
+
     /// Writes what is collected.  0, or err_write when any write so far was short.
     int32_t flush();
 

@@ -1,0 +1,117 @@
+// fault_sweep.h - drives one operation through a failure at every allocation, lock, read and
+// write that it makes, and holds it to leaving nothing behind.
+#pragma once
+
+#include "core/image.h"
+#include "platform/posix/faults.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <initializer_list>
+
+enum class fault_kind { allocation, lock, failed_read, short_read, failed_write, short_write };
+
+inline const char* fault_name(fault_kind kind)
+{
+    switch (kind) {
+    case fault_kind::allocation: return "allocation";
+    case fault_kind::lock: return "lock";
+    case fault_kind::failed_read: return "failed read";
+    case fault_kind::short_read: return "short read";
+    case fault_kind::failed_write: return "failed write";
+    case fault_kind::short_write: return "short write";
+    }
+    return "";
+}
+
+inline platform_faults fault_at(fault_kind kind, uint32_t number)
+{
+    platform_faults faults;
+    faults.moving_heap = true;
+    switch (kind) {
+    case fault_kind::allocation: faults.fail_allocation = number; break;
+    case fault_kind::lock: faults.fail_lock = number; break;
+    case fault_kind::failed_read: faults.fail_read = number; break;
+    case fault_kind::short_read: faults.short_read = number; break;
+    case fault_kind::failed_write: faults.fail_write = number; break;
+    case fault_kind::short_write: faults.short_write = number; break;
+    }
+    return faults;
+}
+
+inline uint32_t fault_points(fault_kind kind, const platform_counts& counts)
+{
+    switch (kind) {
+    case fault_kind::allocation: return counts.allocations;
+    case fault_kind::lock: return counts.locks;
+    case fault_kind::failed_read:
+    case fault_kind::short_read: return counts.reads;
+    case fault_kind::failed_write:
+    case fault_kind::short_write: return counts.writes;
+    }
+    return 0;
+}
+
+inline constexpr std::initializer_list<fault_kind> memory_faults = {fault_kind::allocation,
+                                                                    fault_kind::lock};
+inline constexpr std::initializer_list<fault_kind> read_faults = {
+    fault_kind::allocation, fault_kind::lock, fault_kind::failed_read, fault_kind::short_read};
+inline constexpr std::initializer_list<fault_kind> write_faults = {
+    fault_kind::allocation, fault_kind::lock, fault_kind::failed_write, fault_kind::short_write};
+
+/// The counts of an operation up to its release_image, which resets them.
+inline platform_counts& sweep_used()
+{
+    static platform_counts used;
+    return used;
+}
+
+/// Deletes an image outside the faults in force, so that a sweep strikes only what it is
+/// about; its locks and allocations are not counted as places.
+inline int32_t release_image(int32_t handle)
+{
+    const platform_counts used = platform_get_counts();
+    platform_set_faults({});
+    IMG_delete_bitmap(handle);
+    sweep_used() = used;
+    return 0;
+}
+
+/// Runs operation() without a fault, then once for each place where one of kinds can strike.
+///   operation   makes its own input and takes everything down again; returns the code of
+///               the call under test
+///   check       gets (kind, result) after each faulty run and holds the code to what is
+///               documented; runs without faults in force
+/// Operations with more places than most_points are sampled evenly.
+template <class Operation, class Check>
+void sweep_faults(std::initializer_list<fault_kind> kinds, Operation operation, Check check,
+                  uint32_t most_points = 400)
+{
+    const auto run = [&](const platform_faults& faults) {
+        const platform_counts before = platform_get_counts();
+        sweep_used() = {};
+        platform_set_faults(faults);
+        const int32_t result = operation();
+        const platform_counts after = platform_get_counts();
+        platform_set_faults({});
+        EXPECT_EQ(after.live_blocks, before.live_blocks) << "a block leaked";
+        EXPECT_EQ(after.live_locks, before.live_locks) << "a lock leaked";
+        return std::pair(result, sweep_used().locks ? sweep_used() : after);
+    };
+    platform_faults none;
+    none.moving_heap = true;
+    operation(); // tables that grow once have grown
+    const auto [clean_result, counts] = run(none);
+    EXPECT_GE(clean_result, 0) << "the operation fails without a fault";
+    for (fault_kind kind : kinds) {
+        const uint32_t points = fault_points(kind, counts);
+        const uint32_t step = std::max(1u, points / most_points);
+        for (uint32_t n = 1; n <= points; n += step) {
+            SCOPED_TRACE(testing::Message()
+                         << fault_name(kind) << " number " << n << " of " << points);
+            const auto [result, used] = run(fault_at(kind, n));
+            check(kind, result);
+            if (testing::Test::HasFailure()) return;
+        }
+    }
+}

@@ -1,0 +1,164 @@
+// images.h - images for tests, made and read back through the exported interface alone.
+#pragma once
+
+#include "core/image.h"
+#include "tests/support/temp_file.h"
+
+#include <cstring>
+#include <random>
+
+inline int32_t test_stride(int32_t width, int32_t bits)
+{
+    return (width * bits + 31) / 32 * 4;
+}
+
+/// A packed DIB that a test fills pixel by pixel; row 0 is the top. Colour tables start as a
+/// grey ramp from black to white.
+class test_dib {
+public:
+    test_dib(int32_t width, int32_t height, int32_t bits)
+        : width_(width), height_(height), bits_(bits)
+    {
+        bytes_.resize(sizeof(BITMAPINFOHEADER) + table_bytes() +
+                      size_t(test_stride(width, bits)) * size_t(height));
+        BITMAPINFOHEADER header{};
+        header.biSize = sizeof header;
+        header.biWidth = width;
+        header.biHeight = height;
+        header.biPlanes = 1;
+        header.biBitCount = static_cast<WORD>(bits);
+        std::memcpy(bytes_.data(), &header, sizeof header);
+        for (int i = 0; bits < 24 && i < 1 << bits; ++i) {
+            const auto level = static_cast<uint8_t>(i * 255 / ((1 << bits) - 1));
+            set_color(i, level, level, level);
+        }
+    }
+
+    BITMAPINFOHEADER* header() { return reinterpret_cast<BITMAPINFOHEADER*>(bytes_.data()); }
+    const void* packed() const { return bytes_.data(); }
+    uint8_t* row(int32_t y)
+    {
+        return bytes_.data() + sizeof(BITMAPINFOHEADER) + table_bytes() +
+               size_t(height_ - 1 - y) * size_t(test_stride(width_, bits_));
+    }
+    void set_color(int index, int red, int green, int blue)
+    {
+        uint8_t* entry = bytes_.data() + sizeof(BITMAPINFOHEADER) + 4 * index;
+        entry[0] = static_cast<uint8_t>(blue);
+        entry[1] = static_cast<uint8_t>(green);
+        entry[2] = static_cast<uint8_t>(red);
+        entry[3] = 0;
+    }
+    /// An index, or 0xRRGGBB at 24 bits.
+    void set_pixel(int32_t x, int32_t y, uint32_t value)
+    {
+        uint8_t* p = row(y);
+        switch (bits_) {
+        case 1:
+            p[x / 8] =
+                static_cast<uint8_t>((p[x / 8] & ~(0x80 >> x % 8)) | (value & 1) << (7 - x % 8));
+            break;
+        case 4:
+            p[x / 2] = static_cast<uint8_t>(x & 1 ? (p[x / 2] & 0xF0) | (value & 15)
+                                                  : (p[x / 2] & 15) | (value & 15) << 4);
+            break;
+        case 8: p[x] = static_cast<uint8_t>(value); break;
+        default:
+            p[3 * x] = static_cast<uint8_t>(value);
+            p[3 * x + 1] = static_cast<uint8_t>(value >> 8);
+            p[3 * x + 2] = static_cast<uint8_t>(value >> 16);
+        }
+    }
+    /// Every pixel random, runs of mean length run.
+    void fill_random(uint32_t seed, int run = 1)
+    {
+        std::mt19937 random(seed);
+        uint32_t value = random();
+        for (int32_t y = 0; y < height_; ++y)
+            for (int32_t x = 0; x < width_; ++x) {
+                if (random() % static_cast<uint32_t>(run) == 0) value = random();
+                set_pixel(x, y, value);
+            }
+    }
+    int32_t create() const { return IMG_create_handle(packed()); }
+    size_t table_bytes() const { return bits_ == 24 ? 0 : size_t{4} << bits_; }
+
+private:
+    int32_t width_, height_, bits_;
+    byte_vector bytes_;
+};
+
+/// An image's header, colour table and rows, taken through a memory save as uncompressed
+/// BMP, whose pad bytes are left out of comparisons.
+struct image_copy {
+    int32_t width = 0, height = 0, bits = 0;
+    byte_vector head; // header and colour table as IMGLOW_get_bitmap_header gives them
+    byte_vector bmp;
+
+    /// An index, or 0xRRGGBB at 24 bits; row 0 is the top.
+    uint32_t pixel(int32_t x, int32_t y) const
+    {
+        const size_t rows = size_t{54} + (bits == 24 ? 0 : size_t{4} << bits);
+        const uint8_t* p =
+            bmp.data() + rows + size_t(height - 1 - y) * size_t(test_stride(width, bits));
+        switch (bits) {
+        case 1: return p[x / 8] >> (7 - x % 8) & 1;
+        case 4: return x & 1 ? p[x / 2] & 15 : p[x / 2] >> 4;
+        case 8: return p[x];
+        default: return p[3 * x] | uint32_t{p[3 * x + 1]} << 8 | uint32_t{p[3 * x + 2]} << 16;
+        }
+    }
+    /// 0xRRGGBB through the colour table.
+    uint32_t color(int32_t x, int32_t y) const
+    {
+        const uint32_t value = pixel(x, y);
+        if (bits == 24) return value;
+        const uint8_t* entry = head.data() + sizeof(BITMAPINFOHEADER) + 4 * value;
+        return entry[0] | uint32_t{entry[1]} << 8 | uint32_t{entry[2]} << 16;
+    }
+};
+
+/// The whole picture of a handle, whatever its crop rectangle.
+inline image_copy copy_image(int32_t handle)
+{
+    image_copy copy;
+    if (IMG_bitmap_info(handle, &copy.width, &copy.height, &copy.bits) < 0) return copy;
+    copy.head.resize(1064);
+    IMGLOW_get_bitmap_header(handle, copy.head.data());
+    copy.bmp.resize(size_t{1200} +
+                    size_t(test_stride(copy.width, copy.bits)) * size_t(copy.height));
+    int32_t x, y, width, height;
+    IMG_get_croprect(handle, &x, &y, &width, &height);
+    IMG_set_croprect(handle, 0, 0, copy.width, copy.height);
+    const int32_t size =
+        IMGX_save_bitmap_mem(handle, copy.bmp.data(), static_cast<uint32_t>(copy.bmp.size()), 1);
+    EXPECT_GT(size, 0);
+    IMG_set_croprect(handle, x, y, width, height);
+    return copy;
+}
+
+/// Fails at the first pixel whose colour differs.
+inline void expect_same_colors(const image_copy& a, const image_copy& b)
+{
+    ASSERT_EQ(a.width, b.width);
+    ASSERT_EQ(a.height, b.height);
+    for (int32_t y = 0; y < a.height; ++y)
+        for (int32_t x = 0; x < a.width; ++x)
+            ASSERT_EQ(a.color(x, y), b.color(x, y)) << "at " << x << ", " << y;
+}
+
+/// Deletes an image at the end of a test.
+class image_guard {
+public:
+    explicit image_guard(int32_t handle) : handle_(handle) {}
+    ~image_guard()
+    {
+        if (handle_ >= 0) IMG_delete_bitmap(handle_);
+    }
+    image_guard(const image_guard&) = delete;
+    image_guard& operator=(const image_guard&) = delete;
+    operator int32_t() const { return handle_; }
+
+private:
+    int32_t handle_;
+};
