@@ -1,0 +1,26 @@
+// jpeg_reader.h - reads JPEG files: sequential Huffman coding (ITU-T T.81), one interleaved
+// scan, 8 bits a sample.
+#pragma once
+
+#include "core/codec.h"
+
+/// Reader: grey to 8 bits with a grey ramp, three and four components to 24 bits.
+/// The stream must start within the first 1001 bytes.  Returns 0, or
+///   err_corrupt      nothing can be read, or no entropy-coded data follow the scan header
+///   err_format       no stream, damaged tables or data
+///   err_unsupported  two components, more than four; in interchange mode also frames that
+///                    are not sequential Huffman of 8 bits, and several scans
+///   err_memory       memory; rows of blocks of 64 KB and more, except in interchange mode
+int32_t open_jpg(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE private_data,
+                 IMG_SET_HEADER set_header, HFILE file);
+
+/// Resolution of the page that holds a stream, dots per inch, as DIB headers of this library
+/// carry it.
+struct jpeg_page_resolution {
+    uint32_t x, y;
+};
+
+/// The same for a stream inside another file, at any offset. A resolution other than null
+/// stands in the DIB header instead of the stream's own.
+int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
+                    const jpeg_page_resolution* resolution);
