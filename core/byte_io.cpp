@@ -189,12 +189,15 @@ io_scope::~io_scope()
     const int slot = --scope_count;
     if (slot >= max_scopes) return;
     img_ffree_all();
-    // The outermost operation leaves the memory stream where it is: get_save_filesize
-    // tells its position afterwards.
-    if (slot > 0)
+    if (slot > 0) {
         state = outer_states[static_cast<size_t>(slot)];
-    else
-        state.scratch = {};
+        return;
+    }
+    // The client's block may be gone after this; only the position stays, which
+    // get_save_filesize tells.
+    state.scratch = {};
+    state.memory.base = nullptr;
+    state.memory.size = 0;
 }
 
 void mm_byteswap(void* address, int32_t count)

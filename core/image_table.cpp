@@ -67,7 +67,12 @@ image_object* record_create()
     HGLOBAL handle = GlobalAlloc(GHND, sizeof(image_object));
     if (!handle) return nullptr;
     auto* record = static_cast<image_object*>(GlobalLock(handle));
-    if (!record) GlobalFree(handle);
+    if (!record) {
+        GlobalFree(handle);
+        return nullptr;
+    }
+    static uint32_t last_serial = 0;
+    record->serial = ++last_serial;
     return record;
 }
 

@@ -82,13 +82,11 @@ int32_t pages_at_start(HFILE file)
     return format && format->pages ? format->pages(file) : 1;
 }
 
-// Locks the attached DIB and shows it to the callbacks.
-int32_t lock_attached(load_context& context)
+// The record that a load fills; null when a callback has deleted it since.
+image_object* loading_object(const load_context& context)
 {
     image_object* object = find_image(context.handle);
-    object->dib = static_cast<BITMAPINFOHEADER*>(GlobalLock(object->dib_handle));
-    context.locked = object->dib != nullptr;
-    return context.locked ? 1 : err_memory;
+    return object && object->serial == context.serial ? object : nullptr;
 }
 
 } // namespace
@@ -96,13 +94,15 @@ int32_t lock_attached(load_context& context)
 int32_t begin_load(load_context& context)
 {
     context.handle = get_next_dib();
+    if (context.handle >= 0) context.serial = find_image(context.handle)->serial;
     return context.handle;
 }
 
 int32_t end_load(load_context& context, int32_t result)
 {
-    image_object* object = find_image(context.handle);
-    if (context.locked) GlobalUnlock(object->dib_handle);
+    const image_object* object = loading_object(context);
+    if (!object) return result < 0 ? result : err_handle;
+    if (context.block && object->dib_handle == context.block) GlobalUnlock(context.block);
     // A reader that delivered no header made no image.
     if (result >= 0 && !object->dib_handle) result = err_unsupported;
     if (result < 0) {
@@ -116,11 +116,15 @@ int32_t end_load(load_context& context, int32_t result)
 int32_t IMG_C fill_dib_struct(const BITMAPINFOHEADER* header, IMG_PRIVATE private_data)
 {
     load_context& context = context_of(private_data);
-    image_object* object = find_image(context.handle);
-    if (object->dib_handle) return err_format;
+    image_object* object = loading_object(context);
+    if (!object) return err_handle;
+    if (object->dib_handle) return err_format; // a reader announces one picture
     if (int32_t err = attach_dib(*object, header); err < 0) return err;
+    object->dib = static_cast<BITMAPINFOHEADER*>(GlobalLock(object->dib_handle));
+    if (!object->dib) return err_memory;
+    context.block = object->dib_handle;
     context.height = header->biHeight;
-    return lock_attached(context);
+    return 1;
 }
 
 int32_t IMG_C raster_to_dib(const void* row, IMG_PRIVATE private_data, int32_t row_index,
@@ -128,9 +132,9 @@ int32_t IMG_C raster_to_dib(const void* row, IMG_PRIVATE private_data, int32_t r
 {
     const load_context& context = context_of(private_data);
     if (int32_t err = report_row(context.height); err < 0) return err;
-    // The status callback may have deleted the image, or moved the table.
-    const image_object* object = find_image(context.handle);
-    if (!object || !object->dib) return err_handle;
+    // The status callback may have deleted the image or given it another DIB.
+    const image_object* object = loading_object(context);
+    if (!object || object->dib_handle != context.block) return err_handle;
     if (row_index < 0 || row_index >= object->height || byte_count <= 0) return 0;
     const size_t stored_row = static_cast<size_t>(object->height - row_index - 1);
     std::memcpy(dib_rows(object->dib) + stored_row * object->bytes_per_line, row,

@@ -62,12 +62,10 @@ int32_t IMG_C get_save_raster(IMG_PRIVATE private_data, void* destination, int32
 {
     const auto& context = *reinterpret_cast<const save_context*>(private_data);
     if (byte_count <= 0) return 0;
-    {
-        dib_lock image(context.handle);
-        if (image.error()) return image.error();
-        if (int32_t err = report_row(image->height); err < 0) return err;
-    }
-    // Locked anew: the status callback may have replaced the image's DIB.
+    const image_object* object = find_image(context.handle);
+    if (!object) return err_handle;
+    if (int32_t err = report_row(object->height); err < 0) return err;
+    // Looked up anew: the status callback may have changed or deleted the image.
     dib_lock image(context.handle);
     if (image.error()) return image.error();
     auto* to = static_cast<uint8_t*>(destination);
