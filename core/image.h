@@ -187,6 +187,11 @@ IMG_API int32_t IMG_STD IMG_promote_24(int32_t handle);
 IMG_API int32_t IMG_STD IMGX_decompress_bitmap_mem(const void* address, uint32_t size,
                                                    int32_t page);
 
+/** IMGLOW_decompress_bitmap_mem for memory of known size. */
+IMG_API int32_t IMG_STD IMGX_stream_bitmap_mem(const void* address, uint32_t size, int32_t page,
+                                               IMG_PUT_RASTER put_raster, IMG_PRIVATE private_data,
+                                               IMG_SET_HEADER set_header);
+
 /** IMGLOW_get_filetype_fd and IMGLOW_get_pages for memory of known size. */
 IMG_API int32_t IMG_STD IMGX_get_filetype_mem(const void* address, uint32_t size);
 IMG_API int32_t IMG_STD IMGX_get_pages_mem(const void* address, uint32_t size);

@@ -161,6 +161,16 @@ int32_t IMG_STD IMGLOW_decompress_bitmap_mem(const void* address, int32_t page,
     return run_reader({memory_file, 0, page, {put_raster, set_header, private_data}});
 }
 
+int32_t IMG_STD IMGX_stream_bitmap_mem(const void* address, uint32_t size, int32_t page,
+                                       IMG_PUT_RASTER put_raster, IMG_PRIVATE private_data,
+                                       IMG_SET_HEADER set_header)
+{
+    if (!address || !put_raster || !set_header) return err_memory;
+    io_scope scope;
+    reset_mem_io_bounded(address, size);
+    return run_reader({memory_file, 0, page, {put_raster, set_header, private_data}});
+}
+
 int32_t IMG_STD IMG_decompress_bitmap_fd(HFILE file, int32_t offset, int32_t page)
 {
     io_scope scope;

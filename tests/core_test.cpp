@@ -205,8 +205,8 @@ struct row_client {
     }
     int32_t run(const byte_vector& file)
     {
-        return IMGLOW_decompress_bitmap_mem(file.data(), 0, put_raster,
-                                            reinterpret_cast<IMG_PRIVATE>(this), set_header);
+        return IMGX_stream_bitmap_mem(file.data(), static_cast<uint32_t>(file.size()), 0,
+                                      put_raster, reinterpret_cast<IMG_PRIVATE>(this), set_header);
     }
 };
 
