@@ -4,6 +4,10 @@
 
 #include "formats/bmp/bmp_reader.h"
 #include "formats/bmp/bmp_writer.h"
+#include "formats/pcx/dcx_reader.h"
+#include "formats/pcx/dcx_writer.h"
+#include "formats/pcx/pcx_reader.h"
+#include "formats/pcx/pcx_writer.h"
 
 #include <cstring>
 
@@ -30,26 +34,26 @@ constexpr file_type bmp_types[] = {
     {1,  "bmp",     "BMP, uncompressed",          save_bmp_file,      always, truncate, all_depths},
     {12, "bmp-rle", "BMP, run-length compressed", save_bmp_comp_file, always, truncate, depth_4 + depth_8},
 };
-constexpr file_type pcx_types[] = {{2, "pcx", "PCX", nullptr, always, truncate, all_depths}};
+constexpr file_type pcx_types[] = {{2, "pcx", "PCX", save_pcx_file, always, truncate, all_depths}};
 constexpr file_type targa_types[] = {{3, "targa", "Targa", nullptr, always, truncate, depth_8 + depth_24}};
 constexpr file_type gif_types[] = {{4, "gif", "GIF", nullptr, always, truncate, depth_4 + depth_8}};
 constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitmap", nullptr, always, truncate, depth_1 + depth_4 + depth_8}};
 constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
 constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
-constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", nullptr, always, append, all_depths}};
+constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", save_dcx_file, always, append, all_depths}};
 constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", nullptr, always, truncate, depth_8 + depth_24}};
 constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", nullptr, always, truncate, all_depths}};
 
 constexpr format_row formats[] = {
     {".tif", "tif tiff", nullptr,  nullptr, nullptr,          true,  tiff_types},
     {".bmp", "bmp",      open_bmp, nullptr, bmp_get_filetype, false, bmp_types},
-    {".pcx", "pcx",      nullptr,  nullptr, nullptr,          false, pcx_types},
+    {".pcx", "pcx pcc",  open_pcx,  nullptr, nullptr,          false, pcx_types},
     {".tga", "tga",      nullptr,  nullptr, nullptr,          false, targa_types},
     {".gif", "gif",      nullptr,  nullptr, nullptr,          false, gif_types},
     {".wpg", "wpg",      nullptr,  nullptr, nullptr,          false, wpg_types},
     {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
     {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
-    {".dcx", "dcx",      nullptr,  nullptr, nullptr,          true,  dcx_types},
+    {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
     {".jpg", "jpg jpeg", nullptr,  nullptr, nullptr,          false, jpeg_types},
     {".pct", "pct pict", nullptr,  nullptr, nullptr,          false, pict_types},
 };

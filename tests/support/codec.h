@@ -1,0 +1,87 @@
+// codec.h - what every format's test does: load bytes, save to bytes, cut a file everywhere.
+#pragma once
+
+#include "tests/support/images.h"
+
+#include <algorithm>
+
+/// Bytes of numbers in either order, for builders.
+inline void add_le(byte_vector& to, uint64_t value, int bytes)
+{
+    for (int i = 0; i < bytes; ++i)
+        to.push_back(static_cast<uint8_t>(value >> 8 * i));
+}
+inline void add_be(byte_vector& to, uint64_t value, int bytes)
+{
+    for (int i = bytes; i-- > 0;)
+        to.push_back(static_cast<uint8_t>(value >> 8 * i));
+}
+inline void add_bytes(byte_vector& to, const byte_vector& more)
+{
+    to.insert(to.end(), more.begin(), more.end());
+}
+
+inline int32_t load_bytes(const byte_vector& file, int32_t page = 0)
+{
+    return IMGX_decompress_bitmap_mem(file.data(), static_cast<uint32_t>(file.size()), page);
+}
+
+/// The picture in the bytes, nothing left behind; width 0 when it cannot be read.
+inline image_copy picture_of(const byte_vector& file, int32_t page = 0)
+{
+    const int32_t handle = load_bytes(file, page);
+    EXPECT_GE(handle, 0);
+    if (handle < 0) return {};
+    const image_guard image(handle);
+    return copy_image(image);
+}
+
+inline byte_vector save_bytes(int32_t handle, int32_t type)
+{
+    byte_vector file(size_t{1} << 22);
+    const int32_t size = IMGX_save_bitmap_mem(handle, file.data(), 1 << 22, type);
+    EXPECT_GE(size, 0);
+    file.resize(static_cast<size_t>(std::max(size, 0)));
+    return file;
+}
+
+/// The code of a load that fails.
+inline int32_t load_code(const byte_vector& file, int32_t page = 0)
+{
+    const int32_t handle = load_bytes(file, page);
+    if (handle < 0) return handle;
+    IMG_delete_bitmap(handle);
+    return 0;
+}
+
+/// Colour (0xRRGGBB) of every pixel, row by row.
+inline std::vector<uint32_t> colors_of(const image_copy& picture)
+{
+    std::vector<uint32_t> colors;
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x)
+            colors.push_back(picture.color(x, y));
+    return colors;
+}
+
+/// Loads the file cut at every byte: a documented code, or a picture of the right size whose
+/// rows are those of the whole file down to some row.
+inline void expect_cuts_are_survived(const byte_vector& file)
+{
+    const image_copy whole = picture_of(file);
+    for (size_t size = 1; size < file.size(); ++size) {
+        SCOPED_TRACE(testing::Message() << "cut at " << size);
+        const byte_vector cut(file.begin(), file.begin() + static_cast<ptrdiff_t>(size));
+        const int32_t handle = load_bytes(cut);
+        if (handle < 0) {
+            ASSERT_TRUE(handle == -3 || handle == -7 || handle == -12) << handle;
+            continue;
+        }
+        const image_guard image(handle);
+        const image_copy part = copy_image(image);
+        ASSERT_EQ(part.width, whole.width);
+        ASSERT_EQ(part.height, whole.height);
+        for (int32_t x = 0; x < whole.width && whole.head == part.head; ++x)
+            ASSERT_EQ(part.pixel(x, 0), whole.pixel(x, 0));
+    }
+}
