@@ -2,12 +2,17 @@
 
 #include "core/format_table.h"
 
+#include "core/settings.h"
 #include "formats/bmp/bmp_reader.h"
 #include "formats/bmp/bmp_writer.h"
+#include "formats/gif/gif_reader.h"
+#include "formats/gif/gif_writer.h"
 #include "formats/pcx/dcx_reader.h"
 #include "formats/pcx/dcx_writer.h"
 #include "formats/pcx/pcx_reader.h"
 #include "formats/pcx/pcx_writer.h"
+#include "formats/targa/targa_reader.h"
+#include "formats/targa/targa_writer.h"
 
 #include <cstring>
 
@@ -35,8 +40,8 @@ constexpr file_type bmp_types[] = {
     {12, "bmp-rle", "BMP, run-length compressed", save_bmp_comp_file, always, truncate, depth_4 + depth_8},
 };
 constexpr file_type pcx_types[] = {{2, "pcx", "PCX", save_pcx_file, always, truncate, all_depths}};
-constexpr file_type targa_types[] = {{3, "targa", "Targa", nullptr, always, truncate, depth_8 + depth_24}};
-constexpr file_type gif_types[] = {{4, "gif", "GIF", nullptr, always, truncate, depth_4 + depth_8}};
+constexpr file_type targa_types[] = {{3, "targa", "Targa", save_tga_file, always, truncate, depth_8 + depth_24}};
+constexpr file_type gif_types[] = {{4, "gif", "GIF", save_gif_file, always, truncate, depth_4 + depth_8, depth_1}};
 constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitmap", nullptr, always, truncate, depth_1 + depth_4 + depth_8}};
 constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
 constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
@@ -48,8 +53,8 @@ constexpr format_row formats[] = {
     {".tif", "tif tiff", nullptr,  nullptr, nullptr,          true,  tiff_types},
     {".bmp", "bmp",      open_bmp, nullptr, bmp_get_filetype, false, bmp_types},
     {".pcx", "pcx pcc",  open_pcx,  nullptr, nullptr,          false, pcx_types},
-    {".tga", "tga",      nullptr,  nullptr, nullptr,          false, targa_types},
-    {".gif", "gif",      nullptr,  nullptr, nullptr,          false, gif_types},
+    {".tga", "tga",      open_tga, nullptr, nullptr,          false, targa_types},
+    {".gif", "gif",      open_gif, get_gif_pages, nullptr,    false, gif_types},
     {".wpg", "wpg",      nullptr,  nullptr, nullptr,          false, wpg_types},
     {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
     {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
@@ -112,7 +117,8 @@ int32_t IMG_STD IMGX_get_type_info(int32_t index, IMGX_TYPE_INFO* info)
                  : type->writes == write_mode::interchange_only ? 2
                                                                 : 1,
                  format->multi_page,
-                 written ? type->write_depths : 0};
+                 written ? type->write_depths + (interchange_mode() ? type->interchange_depths : 0)
+                         : 0};
         return 0;
     }
     return err_unsupported;

@@ -22,8 +22,9 @@ struct file_type {
     const char* description;
     save_function* save; // null: never written
     write_mode writes;
-    open_mode opens;      // append: an existing file gets another page
-    int32_t write_depths; // sum of depth_…
+    open_mode opens;                // append: an existing file gets another page
+    int32_t write_depths;           // sum of depth_…
+    int32_t interchange_depths = 0; // sum of what interchange mode adds
 };
 
 /// One format: how it is recognised, read and counted.

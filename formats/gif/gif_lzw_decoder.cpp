@@ -1,0 +1,170 @@
+// gif_lzw_decoder.cpp - codes to pixels.
+
+#include "formats/gif/gif_lzw_decoder.h"
+
+namespace {
+
+// Room for a batch behind what is left of the one before; wide loads may read on into the
+// last bytes, which never count.
+constexpr size_t data_bytes = IBUFFSZ + 300;
+static_assert(gif_code_reader::blocks_per_batch * 255 + 16 < IBUFFSZ);
+
+inline void store_tail(uint8_t* to, uint64_t tail)
+{
+    std::memcpy(to, &tail, sizeof tail); // both targets are little-endian
+}
+
+// Writes a string from its end to its start.  Returns the place behind it.
+inline uint8_t* put_string(uint8_t* out, const gif_string* table, const gif_string& string)
+{
+    size_t at = static_cast<size_t>(string.length - 1) & ~size_t{7};
+    store_tail(out + at, string.tail);
+    for (uint32_t link = string.link; at > 0; link = table[link].link) {
+        at -= 8;
+        store_tail(out + at, table[link].tail);
+    }
+    return out + string.length;
+}
+
+} // namespace
+
+gif_code_reader::gif_code_reader(byte_source& source) : source_(source), data_(data_bytes)
+{
+    if (data_) std::memset(data_.bytes(), 0, data_bytes);
+}
+
+// Moves the bytes with unread bits to the front and reads a batch of sub-blocks behind them;
+// false when the data are over. A block that is cut short does not count.
+bool gif_code_reader::gather(uint32_t width)
+{
+    uint8_t* const data = data_.bytes();
+    const uint32_t first = bit_position >> 3;
+    uint32_t fill = (bit_end >> 3) - first;
+    std::memmove(data, data + first, fill);
+    bit_position &= 7;
+
+    for (int32_t i = 0; i < blocks_per_batch && !at_end_; ++i) {
+        const int count = source_.get();
+        at_end_ = count <= 0 || !source_.ensure(static_cast<size_t>(count));
+        if (at_end_) break;
+        std::memcpy(data + fill, source_.next, static_cast<size_t>(count));
+        source_.next += count;
+        fill += static_cast<uint32_t>(count);
+    }
+    bit_end = fill * 8;
+    return bit_end - bit_position >= width;
+}
+
+gif_lzw_decoder::gif_lzw_decoder(gif_code_reader& codes, uint32_t code_size, gif_stream_rules rules)
+    : codes_(codes), rules_(rules), code_size_(code_size), clear_code_(1u << code_size),
+      // One entry more than there are codes: what a full table would add goes there.
+      table_((gif_code_count + 1) * sizeof(gif_string)),
+      behind_clear_(rules == gif_stream_rules::published)
+{
+    if (!table_) return;
+    std::memset(table_.bytes(), 0, table_.size());
+    next_code_ = gif_code_count;
+    start_table();
+    previous_ = entries()[0];
+}
+
+// INTENDED: all 256 pixels get a string, also with code sizes below 8, where the strings
+// from the first free code on replace them one by one.
+void gif_lzw_decoder::start_table()
+{
+    for (uint32_t i = 0; i < 256 && i <= next_code_; ++i)
+        entries()[i] = {i, 1, 0, static_cast<uint8_t>(i)};
+    next_code_ = clear_code_ + 2;
+    width_ = code_size_ + 1;
+}
+
+// Puts strings until the limit, a code that needs care, or the end of what is gathered.
+// Everything is in locals: the pixels are bytes, so the compiler must take a store of them
+// for a change of any member.
+uint8_t* gif_lzw_decoder::put_ordinary_codes(uint8_t* out, const uint8_t* limit)
+{
+    gif_string* const table = entries();
+    const uint32_t clear_code = clear_code_;
+    const uint32_t bit_end = codes_.bit_end;
+    uint32_t position = codes_.bit_position;
+    uint32_t width = width_;
+    uint32_t next_code = next_code_;
+    uint32_t previous_code = previous_code_;
+    gif_string previous = previous_;
+
+    while (out < limit && bit_end - position >= width) {
+        const uint32_t code = codes_.peek(position) & ((1u << width) - 1);
+        if (code - clear_code <= 1 || code > next_code) break;
+        position += width;
+
+        // The new string is the previous one and the first pixel of this one, which is the
+        // new string itself when its own code comes at once.
+        gif_string& added = table[next_code];
+        added.first = previous.first;
+        const uint64_t pixel = table[code].first;
+        const uint32_t tail_length = previous.length & 7;
+        added.tail = tail_length ? previous.tail | pixel << (tail_length * 8) : pixel;
+        added.link = static_cast<uint16_t>(tail_length ? previous.link : previous_code);
+        added.length = static_cast<uint16_t>(previous.length + 1);
+
+        previous = table[code];
+        previous_code = code;
+        out = put_string(out, table, previous);
+
+        // A full table stays as it is until a clear code.
+        next_code += next_code < gif_code_count;
+        if (next_code == 1u << width && width < gif_widest_code) ++width;
+    }
+    codes_.bit_position = position;
+    width_ = width;
+    next_code_ = next_code;
+    previous_code_ = previous_code;
+    previous_ = previous;
+    return out;
+}
+
+// The first code behind a clear code adds no string.
+gif_lzw_decoder::status gif_lzw_decoder::put_code_behind_clear(uint8_t*& out)
+{
+    uint32_t code = codes_.getcode_gif(width_);
+    if (code == gif_code_reader::no_code) return status::damaged;
+    if (rules_ == gif_stream_rules::published) {
+        while (code == clear_code_)
+            code = codes_.getcode_gif(width_);
+        if (code == clear_code_ + 1) return status::ended;
+        if (code > clear_code_) return status::damaged;
+    }
+    const auto pixel = static_cast<uint8_t>(code);
+    previous_code_ = pixel;
+    previous_ = {pixel, 1, 0, pixel};
+    *out++ = pixel;
+    behind_clear_ = false;
+    return status::more;
+}
+
+gif_lzw_decoder::status gif_lzw_decoder::decode(uint8_t*& out, const uint8_t* limit)
+{
+    while (out < limit) {
+        if (behind_clear_) {
+            if (status s = put_code_behind_clear(out); s != status::more) return s;
+            continue;
+        }
+        out = put_ordinary_codes(out, limit);
+        if (out >= limit) break;
+
+        // A code that needs care, or the gathered data do not hold the next one.
+        const uint32_t code = codes_.getcode_gif(width_);
+        if (code == clear_code_) {
+            start_table();
+            behind_clear_ = true;
+        } else if (code == clear_code_ + 1) {
+            return status::ended;
+        } else if (code > next_code_ || code == gif_code_reader::no_code) {
+            return status::damaged;
+        } else {
+            // An ordinary code that the new batch begins with: the loop above takes it.
+            codes_.bit_position -= width_;
+        }
+    }
+    return status::more;
+}

@@ -1,0 +1,94 @@
+// targa_writer.cpp - writes Targa files, bottom row first: uncompressed, in interchange mode
+// run-length encoded.
+
+#include "formats/targa/targa_writer.h"
+
+#include "core/byte_stream.h"
+#include "core/dib_rows.h"
+#include "core/settings.h"
+#include "formats/targa/targa_format.h"
+#include "formats/targa/targa_runs.h"
+
+namespace {
+
+// 1 for 24 bits, or when any entry of the colour table is not grey.
+int32_t tga_is_color(const BITMAPINFOHEADER* header)
+{
+    return has_color(header);
+}
+
+// True when index i has grey i, as readers take the pixels of a grey file.
+bool is_grey_ramp(const BITMAPINFOHEADER* header)
+{
+    for (int32_t i = 0; i < 256; ++i)
+        if (dib_colors(header)[i].rgbGreen != i) return false;
+    return true;
+}
+
+targa_image_type image_type(const BITMAPINFOHEADER* header)
+{
+    if (header->biBitCount != 8) return targa_true_color;
+    if (tga_is_color(header)) return targa_mapped;
+    // INTENDED: in classic mode any order of greys is a grey file, the indices its levels.
+    return is_grey_ramp(header) || !interchange_mode() ? targa_grey : targa_mapped;
+}
+
+void write_header(byte_sink& sink, const BITMAPINFOHEADER* header, targa_image_type type,
+                  bool run_length)
+{
+    const bool mapped = type == targa_mapped;
+    sink.put(uint8_t{0}); // length of the image ID
+    sink.put(uint8_t{mapped});
+    sink.put(static_cast<uint8_t>(type + (run_length ? targa_run_length : 0)));
+    sink.put_u16le(0); // first map index
+    sink.put_u16le(mapped ? 256 : 0);
+    sink.put(mapped ? uint8_t{24} : uint8_t{0});
+    sink.put_zeros(4); // origin
+    sink.put_u16le(static_cast<uint32_t>(header->biWidth));
+    sink.put_u16le(static_cast<uint32_t>(header->biHeight));
+    sink.put(static_cast<uint8_t>(header->biBitCount));
+    sink.put(uint8_t{0}); // descriptor: bottom row first, no attribute bits
+}
+
+void tga_write_palette(byte_sink& sink, const BITMAPINFOHEADER* header)
+{
+    const RGBQUAD* colors = dib_colors(header);
+    for (int32_t i = 0; i < 256; ++i) {
+        sink.put(colors[i].rgbBlue);
+        sink.put(colors[i].rgbGreen);
+        sink.put(colors[i].rgbRed);
+    }
+}
+
+} // namespace
+
+int32_t save_tga_file(HFILE file, const BITMAPINFOHEADER* header, IMG_GET_RASTER get_raster,
+                      IMG_PRIVATE private_data)
+{
+    if (header->biBitCount < 5) return err_unsupported;
+    if (header->biWidth > targa_largest_side || header->biHeight > targa_largest_side)
+        return err_unsupported;
+    const int32_t stride = size_for_long(header->biWidth, header->biBitCount);
+    const int32_t pixel_bytes = header->biBitCount / 8;
+    byte_sink sink(file);
+    scratch_block row(static_cast<size_t>(stride) + run_slack_bytes);
+    if (!sink.ok() || !row) return err_memory;
+
+    // Classic files are never compressed.
+    const bool run_length = interchange_mode();
+    const targa_image_type type = image_type(header);
+    write_header(sink, header, type, run_length);
+    if (type == targa_mapped) tga_write_palette(sink, header);
+
+    const row_source source{get_raster, private_data};
+    for (int32_t i = 0; i < header->biHeight; ++i) {
+        if (int32_t err = source.get(row.bytes(), header->biHeight - 1 - i, stride); err < 0)
+            return err;
+        if (run_length)
+            targa_put_runs(sink, row.bytes(), header->biWidth, pixel_bytes);
+        else
+            sink.put(row.bytes(),
+                     static_cast<size_t>(header->biWidth) * static_cast<size_t>(pixel_bytes));
+    }
+    return sink.flush();
+}
