@@ -160,23 +160,73 @@ IMG_API int32_t IMG_STD IMGLOW_set_comp_quality(int32_t quality);
 IMG_API int32_t IMG_STD get_save_filesize(void);
 
 /* ---- processing and colour -------------------------------------------------------- */
+/* All work on every depth unless a depth is excluded, keep the handle, and return 0 or
+ *   -1  memory ran out      -7  the depth is not taken      -13  the handle names no image
+ * A call that fails leaves the image as it was. Header fields beside size and depth stay;
+ * the resolution and the crop rectangle do too unless told otherwise. */
 
+/** Turns the picture and its crop rectangle clockwise.
+ *  degrees  90, 180 or 270. Any other angle mirrors the picture about the diagonal from its
+ *           bottom left to its top right corner. */
 IMG_API int32_t IMG_STD IMG_rotate_bitmap(int32_t handle, int32_t degrees);
+
+/** Mirror left to right, and top to bottom, with the crop rectangle. */
 IMG_API int32_t IMG_STD IMG_flip_bitmapx(int32_t handle);
 IMG_API int32_t IMG_STD IMG_flip_bitmapy(int32_t handle);
+
+/** Scales to width x height pixels by taking the nearest pixel to the left and below; the
+ *  crop rectangle becomes the whole picture.  -1 also for sizes outside 1 to 32767. */
 IMG_API int32_t IMG_STD IMG_resize_bitmap(int32_t handle, int32_t width, int32_t height);
+
+/** Changes contrast and brightness; 4, 8 and 24 bits.
+ *  contrast    -128 flat grey, 0 none, 127 about double
+ *  brightness  steps of 2 levels, 0 none
+ *  Pictures with a colour table change in the table only, always counted from the colours
+ *  of the first call; in 24 bits the pixels change and calls add up. Any values are
+ *  accepted; levels are clamped. */
 IMG_API int32_t IMG_STD IMG_set_lut(int32_t handle, int32_t contrast, int32_t brightness);
+
+/** Flips every bit of the pixels: in a palette picture indices change, not colours. */
 IMG_API int32_t IMG_STD IMG_invert_bitmap(int32_t handle);
+
+/** Sharpens by unsharp masking, or smooths; a 1-bit picture stays as it is.
+ *  strength  16 to 128, the less the milder, in steps of 16: sharpen; below 16: smooth,
+ *            0 mildly, -128 most; magnitudes from 144 on count as 128
+ *  -7 for a palette picture whose colours are not all grey. */
 IMG_API int32_t IMG_STD IMG_sharpen_bitmap(int32_t handle, int32_t strength);
+
+/** Convolves with a 3 x 3 kernel, sums clamped to 0 to 255; 4, 8 and 24 bits. Palette
+ *  pictures in colours become 8-bit grey first; grey ones of 4 bits stay as they are.
+ *  type    0 the client's kernel, 1 to 9 built in: 1 and 2 edges, 3 horizontal, 4 vertical,
+ *          5 and 6 diagonal lines, 7 sharpen, 8 brighten, 9 diagonal edges
+ *  kernel  nine weights, row below first, each row left to right; read for type 0 only
+ *  -1 also for another type, or type 0 without a kernel. */
 IMG_API int32_t IMG_STD IMG_process_bitmap(int32_t handle, int32_t type, const signed char* kernel);
+
+/** To 8 bits with the ramp of 256 greys; 4, 8 and 24 bits. A grey picture of 8 bits gets
+ *  40 levels darker. */
 IMG_API int32_t IMG_STD IMG_color_gray(int32_t handle);
+
+/** To black and white (1 bit) by an ordered 8 x 8 pattern, by a halftone pattern of 8 x 8,
+ *  and by error diffusion; 4, 8 and 24 bits. */
 IMG_API int32_t IMG_STD IMG_bayer_mono(int32_t handle);
 IMG_API int32_t IMG_STD IMG_halftone_mono(int32_t handle);
 IMG_API int32_t IMG_STD IMG_diffusion_mono(int32_t handle);
+
+/** To 8 bits with a fixed table of 8 reds x 8 greens x 4 blues and error diffusion; 4, 8
+ *  and 24 bits. */
 IMG_API int32_t IMG_STD IMG_mediancut_color(int32_t handle);
+
+/** To 8 bits with black and the 255 most frequent colours (4 bits a channel), each pixel
+ *  the nearest of them; 24 bits only. */
 IMG_API int32_t IMG_STD IMG_popularity_color(int32_t handle);
+
+/** To 4 bits with the 16 fixed colours, by an ordered pattern or by error diffusion; 4, 8
+ *  and 24 bits. */
 IMG_API int32_t IMG_STD IMG_bayer_color(int32_t handle);
 IMG_API int32_t IMG_STD IMG_diffusion_color(int32_t handle);
+
+/** To 8 bits with the same colours, and to 24 bits; 1, 4 and 8 bits. */
 IMG_API int32_t IMG_STD IMG_promote_8(int32_t handle);
 IMG_API int32_t IMG_STD IMG_promote_24(int32_t handle);
 

@@ -50,10 +50,14 @@ int32_t attach_dib(image_object& object, const BITMAPINFOHEADER* header);
 /// copied into it; 0 when the size is impossible or memory ran out.
 HGLOBAL allocate_dib(const BITMAPINFOHEADER* header);
 
-/// Puts another DIB in place of the present one, which is freed with the auxiliary block;
-/// both must be unlocked. Width, height and bytes per line follow; the crop rectangle is
-/// the caller's affair.
-void replace_dib(image_object& object, HGLOBAL block);
+/// What becomes of the colour table that the first tone change saved in the auxiliary block.
+enum class saved_colors { keep, forget };
+
+/// Puts another DIB, which begins with this header, in place of the present one, which is
+/// freed; both must be unlocked. Width, height and bytes per line follow; the crop rectangle
+/// is the caller's affair. It cannot fail.
+void replace_dib(image_object& object, HGLOBAL block, const BITMAPINFOHEADER& header,
+                 saved_colors saved);
 
 /// Locks a handle's DIB as long as it lives and keeps the record's pointer fresh.
 class dib_lock {
@@ -97,6 +101,12 @@ public:
 
     explicit operator bool() const { return handle_ != nullptr; }
     HGLOBAL handle() const { return handle_; }
+    /// Takes over another block.
+    void reset(HGLOBAL handle)
+    {
+        free();
+        handle_ = handle;
+    }
     /// Null when the lock failed.
     template <class T> T* lock()
     {
@@ -115,6 +125,12 @@ public:
         HGLOBAL handle = handle_;
         handle_ = nullptr;
         return handle;
+    }
+    /// Gives the block away with its lock.
+    HGLOBAL release_locked()
+    {
+        address_ = nullptr;
+        return release();
     }
     void free()
     {

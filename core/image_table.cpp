@@ -180,19 +180,16 @@ int32_t attach_dib(image_object& object, const BITMAPINFOHEADER* header)
     return 1;
 }
 
-void replace_dib(image_object& object, HGLOBAL block)
+void replace_dib(image_object& object, HGLOBAL block, const BITMAPINFOHEADER& header,
+                 saved_colors saved)
 {
     if (object.dib_handle) GlobalFree(object.dib_handle);
-    free_auxiliary(object);
+    if (saved == saved_colors::forget) free_auxiliary(object);
     object.dib_handle = block;
     object.dib = nullptr;
-    const auto* header = static_cast<const BITMAPINFOHEADER*>(GlobalLock(block));
-    if (!header) return;
-    object.width = header->biWidth;
-    object.height = header->biHeight;
-    object.bytes_per_line =
-        static_cast<uint32_t>(size_for_long(header->biWidth, header->biBitCount));
-    GlobalUnlock(block);
+    object.width = header.biWidth;
+    object.height = header.biHeight;
+    object.bytes_per_line = static_cast<uint32_t>(size_for_long(header.biWidth, header.biBitCount));
 }
 
 dib_lock::dib_lock(int32_t handle) : object_(find_image(handle))

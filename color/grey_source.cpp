@@ -1,0 +1,44 @@
+// grey_source.cpp - grey values of rows; palette images go through a table of their entries.
+
+#include "color/grey_source.h"
+
+namespace {
+
+uint8_t grey_of_color(const RGBQUAD& c, int32_t bits, grey_rule rule)
+{
+    if (rule == grey_rule::percent) return grey_percent(c.rgbBlue, c.rgbGreen, c.rgbRed);
+    if (bits == 8) return static_cast<uint8_t>(grey_of_entry(c));
+    return static_cast<uint8_t>(weighted_grey(c.rgbRed, c.rgbGreen, c.rgbBlue));
+}
+
+} // namespace
+
+grey_source::grey_source(const BITMAPINFOHEADER* header, grey_rule rule)
+    : bits_(header->biBitCount), rule_(rule)
+{
+    for (int32_t i = 0; i < palette_entries(bits_); ++i)
+        of_index_[i] = grey_of_color(dib_colors(header)[i], bits_, rule);
+}
+
+void grey_source::fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) const
+{
+    if (rule_ == grey_rule::percent) {
+        for (int32_t x = 0; x < width; ++x, row += 3)
+            grey[x] = grey_percent(row[0], row[1], row[2]);
+    } else {
+        for (int32_t x = 0; x < width; ++x, row += 3)
+            grey[x] = static_cast<uint8_t>(grey_of_pixel(row[0], row[1], row[2]));
+    }
+}
+
+void grey_source::fetch(const uint8_t* row, uint8_t* grey, int32_t width) const
+{
+    if (bits_ == 24) return fetch_24(row, grey, width);
+    if (bits_ == 8) {
+        for (int32_t x = 0; x < width; ++x)
+            grey[x] = of_index_[row[x]];
+        return;
+    }
+    for (int32_t x = 0; x < width; ++x)
+        grey[x] = of_index_[x & 1 ? row[x / 2] & 15 : row[x / 2] >> 4];
+}

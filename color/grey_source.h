@@ -1,0 +1,31 @@
+// grey_source.h - the grey of pixels by the library's two rules, one stored row at a time.
+#pragma once
+
+#include "core/dib_rows.h"
+
+/// INTENDED: the two rules differ. Dithering to black and white takes the percentages
+/// (30 r + 59 g + 11 b) / 100; grey pictures and the 16-colour dithers take the grey of
+/// fetch_color_raster, which is darker and never reaches 255.
+enum class grey_rule { percent, color_row };
+
+/// Grey by percentages; 0 to 255.
+inline uint8_t grey_percent(uint32_t blue, uint32_t green, uint32_t red)
+{
+    return static_cast<uint8_t>((30 * red + 59 * green + 11 * blue) / 100);
+}
+
+/// Fills rows of grey values from rows of an image of 4, 8 or 24 bits.
+class grey_source {
+public:
+    grey_source(const BITMAPINFOHEADER* header, grey_rule rule);
+
+    /// One byte per pixel from one stored row.
+    void fetch(const uint8_t* row, uint8_t* grey, int32_t width) const;
+
+private:
+    void fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) const;
+
+    int32_t bits_;
+    grey_rule rule_;
+    uint8_t of_index_[256] = {};
+};

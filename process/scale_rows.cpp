@@ -1,0 +1,44 @@
+// scale_rows.cpp - see scale_rows.h.
+
+#include "process/scale_rows.h"
+
+#include <cstddef>
+#include <cstring>
+
+void scale_1raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width, int32_t start)
+{
+    std::memset(to, 0, (size_t(width) + 7) / 8);
+    uint64_t position = static_cast<uint64_t>(start) << 16;
+    for (int32_t x = 0; x < width; ++x, position += step) {
+        const uint64_t s = position >> 16;
+        if (from[s / 8] & 0x80 >> (s & 7)) to[x / 8] |= static_cast<uint8_t>(0x80 >> (x & 7));
+    }
+}
+
+void scale_4raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width)
+{
+    uint64_t position = 0;
+    const auto next = [&] {
+        const uint64_t s = position >> 16;
+        position += step;
+        return s & 1 ? from[s / 2] & 15 : from[s / 2] >> 4;
+    };
+    for (int32_t i = 0; i < (width + 1) / 2; ++i) {
+        const int32_t high = next();
+        to[i] = static_cast<uint8_t>(high << 4 | next());
+    }
+}
+
+void scale_8raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width)
+{
+    uint64_t position = 0;
+    for (int32_t x = 0; x < width; ++x, position += step)
+        to[x] = from[position >> 16];
+}
+
+void scale_24raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width)
+{
+    uint64_t position = 0;
+    for (int32_t x = 0; x < width; ++x, position += step, to += 3)
+        std::memcpy(to, from + 3 * (position >> 16), 3);
+}

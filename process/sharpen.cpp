@@ -1,0 +1,162 @@
+// sharpen.cpp - 3 x 3 smoothing in place, and unsharp masking with it.
+//
+// INTENDED: a smoothed value takes its left neighbour and the row below as they are after
+// smoothing, and its other neighbours as they were.
+
+#include "process/sharpen.h"
+
+#include "core/dib_rows.h"
+#include "core/image.h"
+#include "process/filter_strips.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t largest_strength = 128;
+
+uint8_t low_byte(int32_t v)
+{
+    return static_cast<uint8_t>(v);
+}
+
+int32_t nibble(const uint8_t* row, int32_t x)
+{
+    return x & 1 ? row[x / 2] & 15 : row[x / 2] >> 4;
+}
+
+void set_nibble(uint8_t* row, int32_t x, int32_t v)
+{
+    uint8_t& byte = row[x / 2];
+    byte = low_byte(x & 1 ? (byte & 0xF0) | v : (byte & 15) | v << 4);
+}
+
+} // namespace
+
+sharpening::sharpening(int32_t strength, int32_t bits_per_pixel)
+{
+    // Multiples of 16 count; magnitudes from 144 on are taken as 128.
+    const int32_t s = std::clamp(strength & ~15, -largest_strength, largest_strength);
+    const int32_t magnitude = s < 0 ? -s : s;
+    weight = bits_per_pixel == 4 ? (144 - magnitude) >> 4 : (136 - magnitude) >> 3;
+    masks = s > 0;
+}
+
+void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step, int32_t weight)
+{
+    std::memcpy(out, in.row, size_t(stride));
+    const int32_t divisor = 8 + weight;
+    for (int32_t p = step; p < stride - step; ++p) {
+        const int32_t sum = weight * in.row[p] + in.below[p - step] + in.below[p] +
+                            in.below[p + step] + out[p - step] + in.row[p + step] +
+                            in.above[p - step] + in.above[p] + in.above[p + step];
+        out[p] = low_byte(sum / divisor);
+    }
+}
+
+void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight)
+{
+    std::memcpy(out, in.row, size_t(stride));
+    const int32_t divisor = 8 + weight;
+    for (int32_t x = 1; x < 2 * stride - 1; ++x) {
+        int32_t sum = weight * nibble(in.row, x) + nibble(out, x - 1) + nibble(in.row, x + 1);
+        for (int32_t k = -1; k <= 1; ++k)
+            sum += nibble(in.below, x + k) + nibble(in.above, x + k);
+        set_nibble(out, x, sum / divisor);
+    }
+}
+
+void add_diff_bytes(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
+{
+    for (int32_t p = 0; p < stride; ++p)
+        out[p] = low_byte(std::clamp(2 * source[p] - smoothed[p], 0, 255));
+}
+
+void add_diff_nibbles(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
+{
+    for (int32_t x = 0; x < 2 * stride; ++x)
+        set_nibble(out, x, std::clamp(2 * nibble(source, x) - nibble(smoothed, x), 0, 15));
+}
+
+namespace {
+
+class sharpen_pass {
+public:
+    int32_t run(dib_lock& image, int32_t strength);
+
+private:
+    void smooth(const filter_rows& in, uint8_t* out) const
+    {
+        if (bits_ == 4) return smooth_nibbles(in, out, stride_, how_.weight);
+        smooth_bytes(in, out, stride_, bits_ / 8, how_.weight);
+    }
+    void store(const uint8_t* source, const uint8_t* smoothed, uint8_t* out) const
+    {
+        if (!how_.masks)
+            std::memcpy(out, smoothed, size_t(stride_));
+        else if (bits_ == 4)
+            add_diff_nibbles(source, smoothed, out, stride_);
+        else
+            add_diff_bytes(source, smoothed, out, stride_);
+    }
+    void run_strip(dib_lock& image, const filter_strip& strip, scratch_block& smoothed);
+
+    sharpening how_{0, 8};
+    int32_t bits_ = 0;
+    int32_t stride_ = 0;
+    row_window window_;
+};
+
+int32_t sharpen_pass::run(dib_lock& image, int32_t strength)
+{
+    bits_ = image.header()->biBitCount;
+    stride_ = static_cast<int32_t>(image->bytes_per_line);
+    how_ = sharpening(strength, bits_);
+    const strip_plan plan(stride_, image->height, 2);
+    scratch_block smoothed(2 * size_t(stride_));
+    if (!smoothed || window_.begin(stride_, plan) < 0) return err_memory;
+    window_.attach(image.row(0));
+    for (int32_t first = 0; first < image->height;) {
+        const filter_strip strip = plan.at(first);
+        run_strip(image, strip, smoothed);
+        first += strip.count;
+    }
+    return 0;
+}
+
+void sharpen_pass::run_strip(dib_lock& image, const filter_strip& strip, scratch_block& smoothed)
+{
+    uint8_t* now = smoothed.bytes();
+    uint8_t* before = now + stride_;
+    const int32_t last = strip.first + strip.count - 1;
+    for (int32_t r = strip.first; r <= last; ++r) {
+        window_.load(r);
+        const filter_rows in{r == strip.first ? window_.original(strip.below) : before,
+                             window_.original(r),
+                             window_.original(r == last ? strip.above : r + 1)};
+        smooth(in, now);
+        store(in.row, now, image.row(r));
+        std::swap(now, before);
+    }
+}
+
+int32_t sharpen_bitmap(int32_t handle, int32_t strength)
+{
+    io_scope scope;
+    dib_lock image(handle);
+    if (image.error()) return image.error();
+    const int32_t bits = image.header()->biBitCount;
+    // INTENDED: a 1-bit picture is taken and stays as it is.
+    if (bits == 1) return 0;
+    if (bits != 24 && has_color(image.header())) return err_unsupported;
+    sharpen_pass pass;
+    return pass.run(image, strength);
+}
+
+} // namespace
+
+int32_t IMG_STD IMG_sharpen_bitmap(int32_t handle, int32_t strength)
+{
+    return sharpen_bitmap(handle, strength);
+}

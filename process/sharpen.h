@@ -1,0 +1,32 @@
+// sharpen.h - the row routines of smoothing and unsharp masking.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// What a strength asks for.
+struct sharpening {
+    sharpening(int32_t strength, int32_t bits_per_pixel);
+
+    int32_t weight; // of the centre: 1 to 17, for 4 bits 1 to 9; each neighbour has 1
+    bool masks;     // from a strength of 16 on; below, the picture is smoothed
+};
+
+/// The rows around one row: below as it is after smoothing, the others as they were.
+struct filter_rows {
+    const uint8_t* below;
+    const uint8_t* row;
+    const uint8_t* above;
+};
+
+/// Smooth one row of bytes whose neighbours in the row are step bytes away; the first and
+/// last step bytes stay.
+void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step,
+                  int32_t weight);
+
+/// The same for 4-bit pixels; the first and last nibble of the stride stay.
+void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight);
+
+/// 2 source - smoothed, clamped.
+void add_diff_bytes(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);
+void add_diff_nibbles(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);
