@@ -25,5 +25,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/trevolan-config-version.c
 install(FILES ${PROJECT_BINARY_DIR}/trevolan-config.cmake
   ${PROJECT_BINARY_DIR}/trevolan-config-version.cmake DESTINATION ${package_directory})
 
+# Relative, so that the installed tree can be moved, or installed with another prefix.
+file(RELATIVE_PATH trevolan_pc_to_prefix
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/trevolan.pc.in ${PROJECT_BINARY_DIR}/trevolan.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/trevolan.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
