@@ -108,6 +108,7 @@ int32_t IMG_STD IMGX_get_type_info(int32_t index, IMGX_TYPE_INFO* info)
         const file_type* type = find_file_type(code, &format);
         if (code != index || !type) continue;
         const bool written = type->save && type->writes != write_mode::never;
+        const bool pages = written && format->multi_page;
         *info = {type->code,
                  type->name,
                  type->description,
@@ -116,7 +117,9 @@ int32_t IMG_STD IMGX_get_type_info(int32_t index, IMGX_TYPE_INFO* info)
                  !written                                       ? 0
                  : type->writes == write_mode::interchange_only ? 2
                                                                 : 1,
-                 format->multi_page,
+                 !pages                             ? 0
+                 : type->opens == open_mode::append ? 1
+                                                    : 2,
                  written ? type->write_depths + (interchange_mode() ? type->interchange_depths : 0)
                          : 0};
         return 0;

@@ -39,6 +39,9 @@ struct format_row {
     int32_t (*refine)(HFILE file);
     bool multi_page;
     std::span<const file_type> types;
+    /// Fills in what IMGX_get_page_info tells of one page, the type included; null: every
+    /// page is what refine says.
+    int32_t (*describe)(HFILE file, start_value start, IMGX_PAGE_INFO& info) = nullptr;
 };
 
 /// All formats, in the order of detection names that the load pipeline compares.

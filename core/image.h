@@ -246,6 +246,27 @@ IMG_API int32_t IMG_STD IMGX_stream_bitmap_mem(const void* address, uint32_t siz
 IMG_API int32_t IMG_STD IMGX_get_filetype_mem(const void* address, uint32_t size);
 IMG_API int32_t IMG_STD IMGX_get_pages_mem(const void* address, uint32_t size);
 
+/** Number of pages of the image at an open file's position, which is undefined afterwards. */
+IMG_API int32_t IMG_STD IMGX_get_pages_fd(HFILE file);
+
+/** What a page is made of, beside what its header tells. */
+typedef struct IMGX_PAGE_INFO {
+    int32_t type;        /* file-type code of this page */
+    int32_t components;  /* JPEG: colour components; 0 for other data */
+    int32_t sampling[4]; /* JPEG: per component, horizontal factor x 16 + vertical factor */
+} IMGX_PAGE_INFO;
+
+/** Describes one page of an open file, whose position is undefined afterwards; arguments as
+ *  IMG_decompress_bitmap_fd.  0, -7 for an unknown format, or the reader's code. */
+IMG_API int32_t IMG_STD IMGX_get_page_info(HFILE file, int32_t offset, int32_t page,
+                                           IMGX_PAGE_INFO* info);
+
+/** Cuts an image down to a rectangle, exact to the pixel at every depth; y from the top. The
+ *  crop rectangle then is the whole new image.  0; -1 memory, or the rectangle is empty or
+ *  not inside the image; -13. */
+IMG_API int32_t IMG_STD IMGX_crop_bitmap(int32_t handle, int32_t x, int32_t y, int32_t width,
+                                         int32_t height);
+
 /** Saves into memory of known size.  Bytes written, -9 when it is full, or a code. */
 IMG_API int32_t IMG_STD IMGX_save_bitmap_mem(int32_t handle, void* address, uint32_t capacity,
                                              int32_t type);
@@ -271,7 +292,8 @@ typedef struct IMGX_TYPE_INFO {
     const char* extensions;  /* without dots, the usual one first, separated by spaces */
     int32_t reads;           /* 1 when files of the type are read */
     int32_t writes;          /* 1 when they are written, 2 when only in interchange mode */
-    int32_t multi_page;      /* 1 when a file holds several pages */
+    int32_t multi_page;      /* 1 when pages can be added to a file, 2 when only in
+                                interchange mode */
     int32_t write_depths;    /* sum of the depths that can be written: 1, 4, 8, 24 */
 } IMGX_TYPE_INFO;
 

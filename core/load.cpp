@@ -76,10 +76,14 @@ int32_t type_at(HFILE file, int32_t start)
     return format->refine ? format->refine(file) : format->types[0].code;
 }
 
-int32_t pages_at_start(HFILE file)
+// Pages of the image at position start.
+int32_t pages_at(HFILE file, int32_t start)
 {
+    img_seek_mem(file, start, seek_from_start);
     const format_row* format = get_extension(file);
-    return format && format->pages ? format->pages(file) : 1;
+    if (!format || !format->pages) return 1;
+    img_seek_mem(file, start, seek_from_start);
+    return format->pages(file);
 }
 
 // The record that a load fills; null when a callback has deleted it since.
@@ -230,7 +234,7 @@ int32_t IMG_STD IMGLOW_get_pages(const char* file_name)
     const HFILE file = open_for_reading(file_name);
     if (file == HFILE_ERROR) return err_open;
     io_scope scope;
-    const int32_t result = pages_at_start(file);
+    const int32_t result = pages_at(file, 0);
     _lclose(file);
     return result;
 }
@@ -240,7 +244,29 @@ int32_t IMG_STD IMGX_get_pages_mem(const void* address, uint32_t size)
     if (!address) return err_memory;
     io_scope scope;
     reset_mem_io_bounded(address, size);
-    return pages_at_start(memory_file);
+    return pages_at(memory_file, 0);
+}
+
+int32_t IMG_STD IMGX_get_pages_fd(HFILE file)
+{
+    io_scope scope;
+    return pages_at(file, img_tell(file));
+}
+
+int32_t IMG_STD IMGX_get_page_info(HFILE file, int32_t offset, int32_t page, IMGX_PAGE_INFO* info)
+{
+    if (!info) return err_memory;
+    *info = {};
+    if (page < 0) return err_page;
+    io_scope scope;
+    info->type = type_at(file, offset);
+    if (info->type < 0) return info->type;
+    const format_row* format = nullptr;
+    find_file_type(info->type, &format);
+    if (!format->describe) return 0;
+    const int32_t result = format->describe(file, make_start(offset, page), *info);
+    img_ffree_all();
+    return std::min(result, 0);
 }
 
 int32_t IMG_STD IMG_create_handle(const void* packed_dib)
