@@ -20,6 +20,11 @@ if(WIN32)
   list(APPEND windows_sources ${display_portable})
 endif()
 
+# What only programs need of the system (platform/host.h) stays out of the library.
+set(host_sources ${platform_sources})
+list(FILTER host_sources INCLUDE REGEX "/host\\.cpp$")
+list(FILTER platform_sources EXCLUDE REGEX "/host\\.cpp$")
+
 set(include_directories ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/platform/posix)
 
 # The seam to the operating system, also used by the programs.

@@ -1,9 +1,12 @@
 # The command-line tool and, on Windows, the viewer.
 file(GLOB tool_sources CONFIGURE_DEPENDS tool/*.cpp)
 if(tool_sources)
-  add_executable(trevolan_tool ${tool_sources})
+  add_executable(trevolan_tool ${tool_sources} ${host_sources})
   set_target_properties(trevolan_tool PROPERTIES OUTPUT_NAME trevolan)
-  target_link_libraries(trevolan_tool PRIVATE trevolan trevolan_platform trevolan_options)
+  target_link_libraries(trevolan_tool PRIVATE trevolan trevolan_options)
+  if(WIN32)
+    target_compile_definitions(trevolan_tool PRIVATE NOMINMAX)
+  endif()
   # CLI11 is headers only; its own directory keeps other system headers out of a cross build.
   find_path(CLI11_DIR NAMES CLI/CLI.hpp HINTS /usr/include NO_CMAKE_FIND_ROOT_PATH REQUIRED)
   file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/cli11)

@@ -1,0 +1,111 @@
+// output_file.cpp - a file that appears only when it is complete.
+
+#include "tool/output_file.h"
+
+#include "platform/host.h"
+#include "tool/failure.h"
+#include "tool/names.h"
+#include "tool/progress.h"
+
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A link's target is replaced, not the link.
+std::string final_target(const std::string& name)
+{
+    std::error_code error;
+    if (!fs::is_symlink(to_path(name), error)) return name;
+    const fs::path target = fs::canonical(to_path(name), error);
+    return error ? name : to_text(target);
+}
+
+std::string temporary_beside(const std::string& name)
+{
+    const fs::path path = to_path(name);
+    const std::string own =
+        "." + to_text(path.filename()) + "." + std::to_string(host_process_id()) + ".tmp";
+    return to_text(path.parent_path() / to_path(own));
+}
+
+// The family of types that can stand in one file: those of one format.
+bool same_format(const IMGX_TYPE_INFO& type, int32_t code)
+{
+    for (int32_t i = 0;; ++i) {
+        IMGX_TYPE_INFO row;
+        if (IMGX_get_type_info(i, &row) != 0) return false;
+        if (row.code == code) return std::string(row.extensions) == type.extensions;
+    }
+}
+
+} // namespace
+
+output_file::output_file(std::string name, const IMGX_TYPE_INFO& type, start from)
+    : name_(std::move(name)), final_name_(final_target(name_)),
+      temporary_name_(temporary_beside(final_name_)), type_(type)
+{
+    std::error_code error;
+    const fs::file_status existing = fs::status(to_path(final_name_), error);
+    if (fs::exists(existing) && !fs::is_regular_file(existing))
+        throw failure{name_, "creating (it is not a plain file)", code_create};
+    const HFILE file = host_create_new(temporary_name_);
+    if (file == HFILE_ERROR) throw failure{name_, "creating", code_create};
+    unfinished_ = true;
+    host_guard_file(temporary_name_);
+    host_close(file);
+    if (from == start::empty || !fs::exists(existing)) return;
+
+    const HFILE present = host_open_reading(final_name_);
+    const int32_t code = present == HFILE_ERROR ? code_open : IMGLOW_get_filetype_fd(present);
+    if (present != HFILE_ERROR) host_close(present);
+    if (code < 0 || !same_format(type_, code)) {
+        discard();
+        throw failure{name_, "adding a page", code < 0 ? code : code_unsupported};
+    }
+    fs::copy_file(to_path(final_name_), to_path(temporary_name_),
+                  fs::copy_options::overwrite_existing, error);
+    if (!error) return;
+    discard();
+    throw failure{name_, "copying", code_write};
+}
+
+output_file::~output_file()
+{
+    discard();
+}
+
+void output_file::add(int32_t handle)
+{
+    progress_phase("writing");
+    const HFILE file = host_open_updating(temporary_name_);
+    if (file == HFILE_ERROR) throw failure{name_, "writing", code_create};
+    int32_t result = IMG_save_bitmap_fd(handle, file, type_.code);
+    // Some file systems tell only now that the disk was full.
+    if (!host_close(file) && result >= 0) result = code_write;
+    require(result, name_, std::string("writing ") + type_.description);
+}
+
+void output_file::commit()
+{
+    throw_if_cancelled(name_, "writing");
+    std::error_code error;
+    const fs::path target = to_path(final_name_);
+    const fs::file_status existing = fs::status(target, error);
+    if (fs::exists(existing))
+        fs::permissions(to_path(temporary_name_), existing.permissions(), error);
+    fs::rename(to_path(temporary_name_), target, error);
+    if (error) throw failure{name_, "replacing", code_create};
+    unfinished_ = false;
+    host_guard_file({});
+}
+
+void output_file::discard()
+{
+    if (!unfinished_) return;
+    unfinished_ = false;
+    std::error_code ignored;
+    fs::remove(to_path(temporary_name_), ignored);
+    host_guard_file({});
+}
