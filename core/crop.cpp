@@ -75,7 +75,7 @@ int32_t IMG_STD IMGX_crop_bitmap(int32_t handle, int32_t x, int32_t y, int32_t w
 
     image_object& object = image.object();
     image.unlock();
-    replace_dib(object, block.release());
+    replace_dib(object, block.release(), header.info, saved_colors::forget);
     object.crop_x = object.crop_y = 0;
     object.crop_width = object.display_width = width;
     object.crop_height = object.display_height = height;

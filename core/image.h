@@ -262,7 +262,8 @@ IMG_API int32_t IMG_STD IMGX_get_page_info(HFILE file, int32_t offset, int32_t p
                                            IMGX_PAGE_INFO* info);
 
 /** Cuts an image down to a rectangle, exact to the pixel at every depth; y from the top. The
- *  crop rectangle then is the whole new image.  0; -1 memory, or the rectangle is empty or
+ *  crop rectangle then is the whole new image, and its present colour table the one that
+ *  tone changes start from.  0; -1 memory, or the rectangle is empty or
  *  not inside the image; -13. */
 IMG_API int32_t IMG_STD IMGX_crop_bitmap(int32_t handle, int32_t x, int32_t y, int32_t width,
                                          int32_t height);
