@@ -130,6 +130,12 @@ int32_t img_tell(HFILE file)
     return _llseek(file, 0, FILE_CURRENT);
 }
 
+uint32_t img_extent(HFILE file)
+{
+    if (file == memory_file) return state.memory.size;
+    return static_cast<uint32_t>(std::max(img_filelength(file), 0));
+}
+
 int32_t IMG_STD get_save_filesize(void)
 {
     return static_cast<int32_t>(state.memory.position);

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
 /// The handle that stands for the current memory block.
 inline constexpr HFILE memory_file = 32767;
@@ -46,6 +47,10 @@ int32_t img_data_end(HFILE file);
 /// The position: of a file by a seek of 0, of memory as it is.
 int32_t img_tell(HFILE file);
 
+/// Bytes from the start of the source that can be there at all: the size of a file, the
+/// bound of a memory block. It limits loops over damaged data.
+uint32_t img_extent(HFILE file);
+
 /// Creates or truncates a file; -1 on failure.
 HFILE img_stdopen(const char* name);
 void img_close(HFILE file);
@@ -81,6 +86,11 @@ public:
         if (bytes_) img_ffree(bytes_);
         bytes_ = nullptr;
         size_ = 0;
+    }
+    void swap(scratch_block& other)
+    {
+        std::swap(bytes_, other.bytes_);
+        std::swap(size_, other.size_);
     }
     explicit operator bool() const { return bytes_ != nullptr; }
     uint8_t* bytes() const { return bytes_; }

@@ -2,6 +2,8 @@
 
 #include "core/byte_stream.h"
 
+#include "core/row_convert.h"
+
 #include <algorithm>
 
 byte_source::byte_source(HFILE file, uint32_t buffer_bytes)
@@ -25,6 +27,7 @@ bool byte_source::refill()
     at_end_ = got <= 0;
     if (got < 0) failed_ = true;
     end = start + kept + std::max(got, 0);
+    if (reversed_) reverse_bits_of_bytes(start + kept, static_cast<size_t>(end - start) - kept);
     std::memset(const_cast<uint8_t*>(end), 0, slack_bytes);
     return !at_end_;
 }
@@ -62,6 +65,15 @@ void byte_source::skip(uint32_t count)
 
 void byte_source::seek(int32_t position)
 {
+    // What is in the buffer already is not read again: strips of a few hundred bytes lie side
+    // by side. The source itself goes back behind the buffer, for the next refill.
+    const int64_t place = int64_t{position} - buffer_position_;
+    if (buffer_ && place >= 0 && place <= end - buffer_.bytes()) {
+        next = buffer_.bytes() + place;
+        img_seek_mem(file_, buffer_position_ + static_cast<int32_t>(end - buffer_.bytes()),
+                     seek_from_start);
+        return;
+    }
     img_seek_mem(file_, position, seek_from_start);
     next = end = buffer_.bytes();
     buffer_position_ = position;

@@ -45,6 +45,9 @@ public:
     /// Goes on at an absolute position.
     void seek(int32_t position);
 
+    /// From now on every byte read comes with its bits in reverse order (TIFF FillOrder 2).
+    void reverse_bits() { reversed_ = true; }
+
     /// Puts the source's own position at next, for whoever reads it after this.
     void sync() { img_seek_mem(file_, tell(), seek_from_start); }
 
@@ -65,6 +68,7 @@ private:
     uint32_t capacity_;
     int32_t buffer_position_ = 0; // of the first byte in the buffer
     bool at_end_ = false;
+    bool reversed_ = false;
     bool failed_ = false;
 };
 

@@ -13,6 +13,7 @@
 #include "formats/pcx/pcx_writer.h"
 #include "formats/targa/targa_reader.h"
 #include "formats/targa/targa_writer.h"
+#include "formats/tiff/tiff_reader.h"
 
 #include <cstring>
 
@@ -50,7 +51,7 @@ constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", nullptr, always, trunca
 constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", nullptr, always, truncate, all_depths}};
 
 constexpr format_row formats[] = {
-    {".tif", "tif tiff", nullptr,  nullptr, nullptr,          true,  tiff_types},
+    {".tif", "tif tiff", open_tiff, get_tiff_pages, tiff_get_filetype, true, tiff_types},
     {".bmp", "bmp",      open_bmp, nullptr, bmp_get_filetype, false, bmp_types},
     {".pcx", "pcx pcc",  open_pcx,  nullptr, nullptr,          false, pcx_types},
     {".tga", "tga",      open_tga, nullptr, nullptr,          false, targa_types},

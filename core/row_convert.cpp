@@ -136,7 +136,23 @@ void split_planes(const uint8_t* bgr, uint8_t* red, uint8_t* green, uint8_t* blu
 
 void swap_red_blue(const uint8_t* rgb, uint8_t* bgr, size_t pixels)
 {
-    for (size_t i = 0; i < 3 * pixels; i += 3) {
+    // 15 bytes are five pixels; byte 15, the next pixel's first, is written back as it is. The
+    // next load comes before the store, which it would otherwise have to wait for.
+    const __m128i green = _mm_set_epi8(-1, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
+    const __m128i first = _mm_set_epi8(0, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1);
+    const __m128i third = _mm_set_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0);
+    size_t i = 0;
+    if (pixels >= 11) {
+        __m128i v = load_16(rgb);
+        for (; i + 31 <= 3 * pixels; i += 15) {
+            const __m128i following = load_16(rgb + i + 15);
+            const __m128i up = _mm_and_si128(_mm_slli_si128(v, 2), third);
+            const __m128i down = _mm_and_si128(_mm_srli_si128(v, 2), first);
+            store_16(bgr + i, _mm_or_si128(_mm_and_si128(v, green), _mm_or_si128(up, down)));
+            v = following;
+        }
+    }
+    for (; i < 3 * pixels; i += 3) {
         const uint8_t red = rgb[i];
         bgr[i] = rgb[i + 2];
         bgr[i + 1] = rgb[i + 1];
@@ -183,6 +199,12 @@ void mirror_row(uint8_t* row, int32_t width, int32_t bits_per_pixel)
         for (int32_t left = 0, right = width - 1; left < right; ++left, --right)
             std::swap_ranges(row + 3 * left, row + 3 * left + 3, row + 3 * right);
     }
+}
+
+void reverse_bits_of_bytes(uint8_t* bytes, size_t count)
+{
+    for (size_t i = 0; i < count; ++i)
+        bytes[i] = reversed_bits[bytes[i]];
 }
 
 void clear_row_padding(uint8_t* row, int32_t width, int32_t bits_per_pixel)

@@ -12,7 +12,7 @@ void interleave_planes(const uint8_t* red, const uint8_t* green, const uint8_t* 
 /// The other way.
 void split_planes(const uint8_t* bgr, uint8_t* red, uint8_t* green, uint8_t* blue, size_t pixels);
 
-/// Red, green, blue pixels into blue, green, red ones.
+/// Red, green, blue pixels into blue, green, red ones; also in place.
 void swap_red_blue(const uint8_t* rgb, uint8_t* bgr, size_t pixels);
 
 /// Bit planes (plane 0 gives the lowest bit, leftmost pixel in the highest bit of a byte) into
@@ -29,6 +29,9 @@ void widen_2_to_4(const uint8_t* pairs, uint8_t* nibbles, size_t pixels);
 
 /// Reverses the pixels of a DIB row in place; 1, 4, 8 or 24 bits.
 void mirror_row(uint8_t* row, int32_t width, int32_t bits_per_pixel);
+
+/// Reverses the order of the bits in every byte.
+void reverse_bits_of_bytes(uint8_t* bytes, size_t count);
 
 /// Sets what lies between the last pixel of a DIB row and its end to 0.
 void clear_row_padding(uint8_t* row, int32_t width, int32_t bits_per_pixel);

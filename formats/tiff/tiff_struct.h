@@ -20,6 +20,12 @@ enum tiff_compression : uint32_t {
     tiff_packbits = 32773,
 };
 
+inline bool tiff_is_fax(uint32_t compression)
+{
+    return compression == tiff_huffman || compression == tiff_group3 ||
+           compression == tiff_group3_2d || compression == tiff_group4;
+}
+
 enum tiff_photometric : uint32_t {
     photometric_white_is_zero = 0,
     photometric_black_is_zero = 1,
