@@ -1,0 +1,246 @@
+// wpg_test.cpp - WordPerfect graphics through the exports: both versions, runs, colours,
+// records around the bitmap, damaged files, exact output.
+
+#include "tests/builders/wpg_builder.h"
+
+namespace {
+
+constexpr int32_t wpg = 5;
+using values = std::vector<uint32_t>;
+
+values values_of(const byte_vector& file)
+{
+    const image_copy picture = picture_of(file);
+    values v;
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x)
+            v.push_back(picture.pixel(x, y));
+    return v;
+}
+
+byte_vector eight_bits(int width, int height, const byte_vector& data)
+{
+    return wpg_builder().bitmap(width, height, 8, data).bytes;
+}
+
+const byte_vector vectors = {1, 0, 2, 0, 3, 0, 4, 0};
+
+} // namespace
+
+TEST(wpg_reader, decodes_runs)
+{
+    const struct {
+        const char* what;
+        int width, height;
+        byte_vector data;
+        values expected;
+    } rows[] = {
+        {"literals, a run", 4, 1, {2, 5, 6, 0x82, 7}, {5, 6, 7, 7}},
+        {"the long run of white", 3, 1, {0x80, 3}, {255, 255, 255}},
+        {"a run on into the next rows", 2, 3, {0x85, 9, 1, 8}, {9, 9, 9, 9, 9, 8}},
+        {"literals on into the next rows", 2, 2, {4, 1, 2, 3, 4}, {1, 2, 3, 4}},
+        {"rows repeated", 2, 4, {2, 1, 2, 0, 2, 0x82, 3}, {1, 2, 1, 2, 1, 2, 3, 3}},
+        {"no row to repeat is zeros", 2, 2, {0, 1, 2, 1, 2}, {0, 0, 1, 2}},
+        {"a repeat inside a row", 2, 3, {3, 1, 2, 3, 0, 1, 1, 9}, {1, 2, 3, 2, 3, 9}},
+        {"items of nothing", 2, 1, {0x80, 0, 0, 0, 2, 7, 8}, {7, 8}},
+        {"more than the picture holds", 2, 1, {0xFF, 6, 1, 1}, {6, 6}},
+        {"rows so far, then zeros", 2, 3, {2, 1, 2, 1, 3}, {1, 2, 3, 0, 0, 0}},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EQ(values_of(eight_bits(r.width, r.height, r.data)), r.expected);
+    }
+    // More than 255 equal rows take several items.
+    EXPECT_EQ(values_of(eight_bits(1, 600, {1, 7, 0, 255, 0, 255, 0, 89})), values(600, 7));
+}
+
+TEST(wpg_reader, maps_depths_to_colours)
+{
+    const auto colors = [](wpg_builder file) { return colors_of(picture_of(file.bytes)); };
+    const byte_vector map = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    EXPECT_EQ(colors(wpg_builder().colors(0, map).bitmap(9, 1, 1, {2, 0xA0, 0xFF})),
+              (values{0xFFFFFF, 0, 0xFFFFFF, 0, 0, 0, 0, 0, 0xFFFFFF}));
+    EXPECT_EQ(colors(wpg_builder().bitmap(4, 1, 2, {1, 0x1B})),
+              (values{0, 0x00AAAA, 0xAA00AA, 0xAAAAAA}));
+    EXPECT_EQ(colors(wpg_builder().colors(0, map).bitmap(4, 1, 2, {1, 0x1B})),
+              (values{0x010203, 0x040506, 0x070809, 0x0A0B0C}));
+    EXPECT_EQ(colors(wpg_builder().bitmap(3, 1, 4, {2, 0x1E, 0x60})),
+              (values{0x0000AA, 0xFFFF55, 0xAA5500}));
+    // Entries that a map leaves alone keep the default; one that runs over is cut.
+    EXPECT_EQ(colors(wpg_builder()
+                         .colors(254, {1, 2, 3, 4, 5, 6, 7, 8, 9})
+                         .bitmap(4, 1, 8, {4, 254, 255, 16, 31})),
+              (values{0x010203, 0x040506, 0, 0xFFFFFF}));
+    EXPECT_EQ(colors(wpg_builder().colors(1, {1, 2, 3}, 200).bitmap(2, 1, 8, {2, 1, 2})),
+              (values{0x010203, 0x00AA00}));
+    // Points on the default rings: pure blue, magenta, yellow, a dark and a pale colour.
+    EXPECT_EQ(colors(wpg_builder().bitmap(5, 1, 8, {5, 32, 36, 44, 104, 247})),
+              (values{0x0000FF, 0xFF00FF, 0xFFFF00, 0x000071, 0x2C3041}));
+    EXPECT_EQ(colors(wpg_builder().bitmap(2, 1, 8, {2, 96, 248})), (values{0xB6FFB6, 0}));
+}
+
+TEST(wpg_reader, passes_over_what_is_no_bitmap)
+{
+    const byte_vector two = {2, 5, 6};
+    for (size_t size : {0u, 254u, 255u, 32767u, 32768u, 70000u})
+        EXPECT_EQ(values_of(wpg_builder(1, 80)
+                                .record(0x0F, {1, 0, 9, 0, 9, 0})
+                                .record(5, byte_vector(size, 0x0B))
+                                .record(0x77, vectors)
+                                .bitmap(2, 1, 8, two)
+                                .bytes),
+                  (values{5, 6}));
+    EXPECT_EQ(load_code(wpg_builder().record(5, vectors).record(0x10, {}).bytes), -7);
+    EXPECT_EQ(load_code(wpg_builder(2).record(7, vectors).record(2, {}).bytes), -7);
+    EXPECT_EQ(load_code(wpg_builder().bitmap(2, 1, 24, two).bytes), -7);
+    // The largest bitmap counts, with the colours that were in force where it stands.
+    EXPECT_EQ(colors_of(picture_of(wpg_builder()
+                                       .colors(5, {1, 1, 1})
+                                       .bitmap(1, 1, 8, {1, 5})
+                                       .colors(5, {2, 2, 2})
+                                       .bitmap(2, 1, 8, {0x82, 5})
+                                       .colors(5, {3, 3, 3})
+                                       .bitmap(1, 1, 8, {1, 5})
+                                       .bytes)),
+              (values{0x020202, 0x020202}));
+}
+
+TEST(wpg_reader, applies_the_mirror_flags_of_a_placed_bitmap)
+{
+    const auto placed = [](int rotation) {
+        return values_of(wpg_builder().bitmap(2, 2, 8, {4, 1, 2, 3, 4}, rotation).bytes);
+    };
+    EXPECT_EQ(placed(0), (values{1, 2, 3, 4}));
+    EXPECT_EQ(placed(0x8000), (values{2, 1, 4, 3}));
+    EXPECT_EQ(placed(0x2000 | 30), (values{3, 4, 1, 2}));
+}
+
+TEST(wpg_reader, refuses_damage)
+{
+    const auto patched = [](size_t at, uint8_t value) {
+        byte_vector file = wpg_builder().bitmap(4, 4, 8, {0x90, 1}).bytes;
+        file[at] = value;
+        return load_code(file);
+    };
+    ASSERT_EQ(patched(0, 0xFF), 0);
+    EXPECT_EQ(patched(4, 15), -3); // records inside the prefix
+    EXPECT_EQ(patched(5, 1), -3);  // records behind the end
+    EXPECT_EQ(patched(9, 10), -7); // a document
+    EXPECT_EQ(patched(10, 3), -7); // a later version
+    EXPECT_EQ(patched(12, 1), -7); // encrypted
+    EXPECT_EQ(patched(18, 0), -3); // no width
+    EXPECT_EQ(patched(17, 9), -3); // a record shorter than its head
+    EXPECT_EQ(load_code(wpg_builder().bitmap(65535, 65535, 8, byte_vector(600, 0)).bytes), -1);
+    EXPECT_EQ(load_code(wpg_builder().bitmap(60000, 60000, 1, {0x90, 1}).bytes), -3);
+
+    wpg_builder file;
+    file.record(5, vectors)
+        .colors(0, {1, 2, 3, 4, 5, 6})
+        .bitmap(3, 3, 8, {3, 1, 2, 3, 0x83, 4, 0, 1})
+        .record(0x10, {});
+    expect_cuts_are_survived(file.bytes);
+    expect_cuts_are_survived(
+        wpg_builder(2)
+            .bitmap_2(3, 2, 8, 1, {0x7D, 3, 0x82, 1, 2, 3, 0x7E, 2, 9, 9, 9, 8, 8, 8, 7, 7, 7})
+            .bytes);
+}
+
+TEST(wpg2_reader, reads_formats_and_items)
+{
+    const auto file = [](int width, int height, int format, int coding, const byte_vector& data) {
+        return wpg_builder(2, 26)
+            .record(1, byte_vector(20))
+            .bitmap_2(width, height, format, coding, data)
+            .bytes;
+    };
+    EXPECT_EQ(colors_of(picture_of(file(9, 1, 1, 0, {0xA0, 0x80}))),
+              (values{0xFFFFFF, 0, 0xFFFFFF, 0, 0, 0, 0, 0, 0xFFFFFF}));
+    EXPECT_EQ(values_of(file(5, 1, 2, 0, {0x1B, 0x40})), (values{0, 1, 2, 3, 1}));
+    EXPECT_EQ(values_of(file(3, 1, 3, 0, {0x1E, 0x60})), (values{1, 14, 6}));
+    EXPECT_EQ(colors_of(picture_of(file(2, 1, 8, 0, {1, 2, 3, 4, 5, 6}))),
+              (values{0x010203, 0x040506}));
+    EXPECT_EQ(colors_of(picture_of(file(2, 1, 12, 0, {1, 200}))), (values{0x010101, 0xC8C8C8}));
+    EXPECT_EQ(load_code(file(2, 1, 9, 0, {1, 2, 3, 4, 5, 6, 7, 8})), -7);
+    EXPECT_EQ(load_code(file(2, 1, 8, 2, {1, 2, 3, 4, 5, 6, 7, 8})), -7);
+
+    const struct {
+        const char* what;
+        byte_vector data;
+        values expected; // 4 x 3 of 8 bits
+    } rows[] = {
+        {"literals, a unit, the unit again",
+         {3, 1, 2, 3, 4, 0x81, 9, 0xFD, 5},
+         {1, 2, 3, 4, 9, 9, 9, 9, 9, 9, 9, 9}},
+        {"zeros, ones, rows again",
+         {0x7F, 1, 0xFF, 1, 0xFE, 1},
+         {0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255, 255}},
+        {"units of two bytes",
+         {0x7D, 2, 0x82, 1, 2, 2, 3, 4, 5, 6, 7, 8},
+         {1, 2, 1, 2, 1, 2, 3, 4, 5, 6, 7, 8}},
+        {"combined with the row above",
+         {0x7E, 3, 1, 2, 3, 4, 0x7E, 0x83, 1, 0x83, 5},
+         {1, 2, 3, 4, 0, 3, 2, 5, 5, 5, 5, 5}},
+        {"a unit again before there is one", {0xFD, 11}, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"a unit that outlives zeros",
+         {0x83, 8, 0x7F, 3, 0xFD, 3},
+         {8, 8, 8, 8, 0, 0, 0, 0, 8, 8, 8, 8}},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.what);
+        EXPECT_EQ(values_of(file(4, 3, 4, 1, r.data)), r.expected);
+    }
+    EXPECT_EQ(load_code(file(4, 3, 4, 1, {0x7D, 0})), -3); // no unit has no bytes
+    EXPECT_EQ(load_code(file(4, 3, 4, 1, {0x7D, 9})), -3);
+
+    byte_vector palette = {1, 0, 1, 0, 10, 20, 30, 0},
+                deep = {2, 0, 1, 0, 1, 40, 2, 50, 3, 60, 0, 0};
+    EXPECT_EQ(colors_of(picture_of(wpg_builder(2)
+                                       .record(0x0C, palette)
+                                       .record(0x0D, deep)
+                                       .bitmap_2(4, 1, 4, 0, {1, 2, 17, 255})
+                                       .bytes)),
+              (values{0x0A141E, 0x28323C, 0x111111, 0xFFFFFF}));
+}
+
+TEST(wpg_writer, writes_exact_bytes)
+{
+    test_dib dib(10, 3, 8);
+    for (int x = 0; x < 10; ++x)
+        for (int y = 0; y < 3; ++y)
+            dib.set_pixel(x, y, uint32_t(x < 5 ? 7 : x));
+    const image_guard image(dib.create());
+    const byte_vector file = save_bytes(image, wpg);
+    const byte_vector front = {0xFF, 'W', 'P', 'C', 16,  0, 0,  0, 1,    0x16, 1, 0, 0, 0, 0, 0,
+                               0x0F, 6,   1,   0,   160, 0, 48, 0, 0x0E, 0xFF, 4, 3, 0, 0, 0, 1};
+    EXPECT_EQ(byte_vector(file.begin(), file.begin() + 32), front);
+    const byte_vector rest = {0x0B, 0xFF, 0,    0x80, 20, 0, 10, 0, 3, 0, 8, 0, 75,   0,
+                              75,   0,    0x85, 7,    5,  5, 6,  7, 8, 9, 0, 2, 0x10, 0};
+    EXPECT_EQ(byte_vector(file.begin() + 32 + 768, file.end()), rest);
+}
+
+TEST(wpg_writer, keeps_colours_of_every_depth_and_refuses_24_bits)
+{
+    for (int bits : {1, 4, 8})
+        for (int width : {1, 7, 8, 9, 37, 300, 700})
+            for (int run : {1, 3, 5000})
+                for (int colors = 0; colors < 3; ++colors) {
+                    SCOPED_TRACE(testing::Message() << bits << " " << width << " " << run);
+                    test_dib dib(width, 11, bits);
+                    dib.fill_random(uint32_t(width), run);
+                    if (colors == 1 && bits == 1)
+                        dib.set_color(0, 255, 255, 255), dib.set_color(1, 0, 0, 0);
+                    if (colors == 2) dib.set_color(0, 200, 10, 20), dib.set_color(1, 1, 2, 3);
+                    const image_guard image(dib.create());
+                    expect_same_colors(picture_of(save_bytes(image, wpg)), copy_image(image));
+                }
+    // A white row longer than the long run, and more equal rows than one item repeats.
+    test_dib tall(1000, 700, 8);
+    for (int y = 0; y < 700; ++y)
+        std::memset(tall.row(y), y == 600 ? 3 : 255, 1000);
+    const image_guard image(tall.create());
+    expect_same_colors(picture_of(save_bytes(image, wpg)), copy_image(image));
+
+    const image_guard deep(test_dib(2, 2, 24).create());
+    byte_vector room(1000);
+    EXPECT_EQ(IMGX_save_bitmap_mem(deep, room.data(), 1000, wpg), -7);
+}
