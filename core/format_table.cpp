@@ -7,6 +7,7 @@
 #include "formats/bmp/bmp_writer.h"
 #include "formats/gif/gif_reader.h"
 #include "formats/gif/gif_writer.h"
+#include "formats/jpeg/jpeg_reader.h"
 #include "formats/pcx/dcx_reader.h"
 #include "formats/pcx/dcx_writer.h"
 #include "formats/pcx/pcx_reader.h"
@@ -62,7 +63,7 @@ constexpr format_row formats[] = {
     {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
     {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
     {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
-    {".jpg", "jpg jpeg", nullptr,  nullptr, nullptr,          false, jpeg_types},
+    {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types},
     {".pct", "pct pict", nullptr,  nullptr, nullptr,          false, pict_types},
 };
 // clang-format on

@@ -1,0 +1,47 @@
+// jpeg_huffman.h - Huffman tables (annex C and F.2.2.3/T.81) as look-up tables: ten bits of
+// the stream give run, size and, where the value's bits are among the ten, the value.
+#pragma once
+
+#include <cstdint>
+
+/// A table as a DHT segment or a TIFF tag stores it.
+struct jpeg_huffman_spec {
+    static constexpr int32_t max_symbols = 259;
+
+    uint8_t counts[16]; // of codes of 1 to 16 bits
+    int32_t total;      // symbols present
+    uint8_t symbols[max_symbols];
+};
+
+enum class coefficient_kind { dc, ac };
+
+struct jpeg_decode_table {
+    static constexpr int32_t lookup_bits = 10;
+    static constexpr int32_t no_symbol = -1;
+
+    // An entry: bits 0 to 5 the stream bits it stands for, 0 when the code is longer than
+    // lookup_bits or there is none; bit 6 set when the value is complete; bits 8 to 15 the
+    // symbol, or the run alone when the value is complete; bits 16 to 31 the value.
+    static constexpr uint32_t length_mask = 0x3F;
+    static constexpr uint32_t complete = 0x40;
+
+    uint32_t lookup[1 << lookup_bits];
+    uint32_t end_code[17];     // per length, first code behind its codes, in 16 bits from the top
+    int32_t symbol_offset[17]; // index of a code's symbol less the code
+
+    const jpeg_huffman_spec* spec;
+
+    /// The spec stays in use. Codes beyond what their length can hold are unreachable.
+    void build(const jpeg_huffman_spec& from, coefficient_kind kind);
+
+    /// Symbol of a code that the look-up does not know, and its length; no_symbol when the
+    /// bits are no code of the table.
+    int32_t find(uint32_t next_16_bits, int32_t& length) const;
+};
+
+/// The number that size bits stand for (F.2.2.1/T.81, EXTEND).
+inline int32_t jpeg_extend(uint32_t bits, int32_t size)
+{
+    const auto v = static_cast<int32_t>(bits);
+    return v < 1 << (size - 1) ? v + 1 - (1 << size) : v;
+}

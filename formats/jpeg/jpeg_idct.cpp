@@ -1,0 +1,211 @@
+// jpeg_idct.cpp - the inverse DCT in three forms: constant blocks, 16-bit SIMD for blocks
+// that fit it (nearly all), 32-bit arithmetic for the others.
+
+#include "formats/jpeg/jpeg_idct.h"
+
+#include <algorithm>
+#include <cstring>
+#include <emmintrin.h>
+
+namespace {
+
+int32_t times(int32_t a, int32_t factor, int32_t shift)
+{
+    return (a * factor) >> shift;
+}
+int32_t c4(int32_t a)
+{
+    return times(a, 181, 8);
+}
+int32_t e1(int32_t a)
+{
+    return times(a, 553, 10);
+}
+int32_t e2(int32_t a)
+{
+    return times(a, 1338, 10);
+}
+int32_t o1(int32_t a)
+{
+    return times(a, 261, 9);
+}
+int32_t o3(int32_t a)
+{
+    return times(a, 77, 7);
+}
+int32_t o5(int32_t a)
+{
+    return times(a, 461, 9);
+}
+int32_t o7(int32_t a)
+{
+    return times(a, 41, 4);
+}
+
+// The same steps for numbers and for vectors of eight 16-bit numbers. few: inputs 4 to 7 are
+// 0, and so is every product of theirs.
+enum class inputs { all, first_four };
+
+template <inputs used, class T> void inverse_8(const T (&x)[8], T (&y)[8])
+{
+    constexpr bool all = used == inputs::all;
+    const T a = c4(x[0]);
+    const T b = all ? c4(x[4]) : T{};
+    const T p = all ? a + b : a;
+    const T q = all ? a - b : a;
+    const T t = c4(all ? x[2] + x[6] : x[2]);
+    const T u = e1(x[2] + t);
+    const T w = e2(x[2] - t);
+    const T even0 = p + u, even3 = p - u, even1 = q + w, even2 = q - w;
+
+    const T m = c4(all ? x[3] + x[5] : x[3]);
+    const T g = x[1] + x[3];
+    const T h = c4(all ? x[5] + x[7] + g : g);
+    const T j = e1(g + h);
+    const T n = x[1] + m;
+    const T odd0 = o1(n + j);
+    const T odd3 = o7(n - j);
+    const T l = e2(g - h);
+    const T z = x[1] - m;
+    const T odd1 = o3(z + l);
+    const T odd2 = o5(z - l);
+
+    y[0] = even0 + odd0;
+    y[1] = even1 + odd1;
+    y[2] = even2 + odd2;
+    y[3] = even3 + odd3;
+    y[4] = even3 - odd3;
+    y[5] = even2 - odd2;
+    y[6] = even1 - odd1;
+    y[7] = even0 - odd0;
+}
+
+void wide_idct(const int16_t* transposed, int8_t* samples, int32_t stride)
+{
+    int16_t between[64];
+    int32_t x[8], y[8];
+    for (int32_t row = 0; row < 8; ++row) { // jpeg_fast_idct
+        for (int32_t k = 0; k < 8; ++k)
+            x[k] = transposed[k * 8 + row];
+        inverse_8<inputs::all>(x, y);
+        for (int32_t k = 0; k < 8; ++k)
+            between[k * 8 + row] = static_cast<int16_t>(y[k]);
+    }
+    for (int32_t column = 0; column < 8; ++column) { // jpeg_fast_idct_last
+        for (int32_t k = 0; k < 8; ++k)
+            x[k] = between[column * 8 + k];
+        inverse_8<inputs::all>(x, y);
+        for (int32_t k = 0; k < 8; ++k)
+            samples[k * stride + column] = static_cast<int8_t>(std::clamp(y[k] >> 2, -128, 127));
+    }
+}
+
+// Eight 16-bit numbers with the operators that inverse_8 uses.
+struct lanes {
+    __m128i v;
+    friend lanes operator+(lanes a, lanes b) { return {_mm_add_epi16(a.v, b.v)}; }
+    friend lanes operator-(lanes a, lanes b) { return {_mm_sub_epi16(a.v, b.v)}; }
+};
+
+// (a * factor) >> 16 for a factor outside of 16 bits: whole multiples of 65536 become
+// additions of a, which change nothing in what the shift truncates.
+template <int32_t factor> lanes scaled(lanes a)
+{
+    constexpr int32_t whole = (factor + 32768) >> 16;
+    lanes result = {
+        _mm_mulhi_epi16(a.v, _mm_set1_epi16(static_cast<int16_t>(factor - whole * 65536)))};
+    for (int32_t i = 0; i < whole; ++i)
+        result = result + a;
+    return result;
+}
+lanes c4(lanes a)
+{
+    return scaled<181 << 8>(a);
+}
+lanes e1(lanes a)
+{
+    return scaled<553 << 6>(a);
+}
+lanes e2(lanes a)
+{
+    return scaled<1338 << 6>(a);
+}
+lanes o1(lanes a)
+{
+    return scaled<261 << 7>(a);
+}
+lanes o3(lanes a)
+{
+    return scaled<77 << 9>(a);
+}
+lanes o5(lanes a)
+{
+    return scaled<461 << 7>(a);
+}
+lanes o7(lanes a)
+{
+    return scaled<41 << 12>(a);
+}
+
+// Rows become columns. With first_four only lanes 0 to 3 of the input are other than 0, so
+// only the first four rows of the result are.
+template <inputs used> void transpose(const lanes (&in)[8], lanes (&out)[8])
+{
+    __m128i pairs[8], quads[8];
+    for (size_t i = 0; i < 4; ++i) {
+        pairs[i] = _mm_unpacklo_epi16(in[2 * i].v, in[2 * i + 1].v);
+        if (used == inputs::all) pairs[i + 4] = _mm_unpackhi_epi16(in[2 * i].v, in[2 * i + 1].v);
+    }
+    for (size_t half = 0; half < (used == inputs::all ? 8 : 4); half += 4) {
+        quads[half] = _mm_unpacklo_epi32(pairs[half], pairs[half + 1]);
+        quads[half + 1] = _mm_unpackhi_epi32(pairs[half], pairs[half + 1]);
+        quads[half + 2] = _mm_unpacklo_epi32(pairs[half + 2], pairs[half + 3]);
+        quads[half + 3] = _mm_unpackhi_epi32(pairs[half + 2], pairs[half + 3]);
+        for (size_t i = 0; i < 2; ++i) {
+            out[half + 2 * i].v = _mm_unpacklo_epi64(quads[half + i], quads[half + i + 2]);
+            out[half + 2 * i + 1].v = _mm_unpackhi_epi64(quads[half + i], quads[half + i + 2]);
+        }
+    }
+}
+
+template <inputs used> void narrow_idct(const int16_t* transposed, int8_t* samples, int32_t stride)
+{
+    constexpr size_t count = used == inputs::all ? 8 : 4;
+    lanes x[8], y[8];
+    for (size_t k = 0; k < count; ++k)
+        x[k].v = _mm_load_si128(reinterpret_cast<const __m128i*>(transposed + 8 * k));
+    inverse_8<used>(x, y);
+    transpose<used>(y, x);
+    inverse_8<used>(x, y);
+    for (size_t k = 0; k < 8; k += 2) {
+        const __m128i two_rows =
+            _mm_packs_epi16(_mm_srai_epi16(y[k].v, 2), _mm_srai_epi16(y[k + 1].v, 2));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(samples), two_rows);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(samples + stride),
+                         _mm_unpackhi_epi64(two_rows, two_rows));
+        samples += 2 * static_cast<ptrdiff_t>(stride);
+    }
+}
+
+// A block of nothing but DC: both passes give c4 of it everywhere.
+void constant_idct(int32_t dc, int8_t* samples, int32_t stride)
+{
+    const int32_t sample = std::clamp(c4(int32_t{static_cast<int16_t>(c4(dc))}) >> 2, -128, 127);
+    for (int32_t row = 0; row < 8; ++row)
+        std::memset(samples + row * static_cast<ptrdiff_t>(stride), sample, 8);
+}
+
+} // namespace
+
+void jpeg_idct(const jpeg_coefficients& block, int8_t* samples, int32_t stride)
+{
+    // Zig-zag positions 0 to 9 are the triangle in the upper left 4x4.
+    if (block.last == 0)
+        constant_idct(block.values[0], samples, stride);
+    else if (block.magnitude > idct_16_bit_magnitude)
+        wide_idct(block.values, samples, stride);
+    else if (block.last <= 9)
+        narrow_idct<inputs::first_four>(block.values, samples, stride);
+    else
+        narrow_idct<inputs::all>(block.values, samples, stride);
+}
