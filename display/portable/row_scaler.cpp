@@ -62,6 +62,9 @@ int32_t row_scaler::prepare(const source_image& image, const stretch_plan& plan,
     shrinks_page_ = method == shrink_method::grey_pages && image.bits_per_pixel == 1 &&
                     (plan.horizontal.shrinks() || plan.vertical.shrinks());
     bits_per_pixel_ = shrinks_page_ ? 8 : image.bits_per_pixel;
+    // A device context without a clip box may ask for any width.
+    const int64_t width = int64_t{plan.columns.end} - plan.columns.begin;
+    if (!dib_fits(width, 1, bits_per_pixel_)) return err_memory;
     bytes_per_line_ = static_cast<uint32_t>(
         size_for_long(plan.columns.end - plan.columns.begin, bits_per_pixel_));
     if (shrinks_page_) return shrinker_.prepare(plan.horizontal, plan.columns);

@@ -92,12 +92,12 @@ bool strip_to_repaint(const pixel_rect& crop, pixel_size client, exposed_strip w
     if (where == exposed_strip::left || where == exposed_strip::right) {
         strip.target.x = left;
         strip.target.width += strip_margin;
-        strip.source.width = scaled(crop.width, strip.target.width, client.width);
+        strip.source.width = std::max(1, scaled(crop.width, strip.target.width, client.width));
         if (where == exposed_strip::right) strip.source.x += scaled(left, crop.width, client.width);
     } else {
         strip.target.y = top;
         strip.target.height += strip_margin;
-        strip.source.height = scaled(crop.height, strip.target.height, client.height);
+        strip.source.height = std::max(1, scaled(crop.height, strip.target.height, client.height));
         if (where == exposed_strip::bottom)
             strip.source.y += scaled(top, crop.height, client.height);
     }
