@@ -50,9 +50,10 @@ void spread(const error_shares& e, int32_t direction, uint16_t* row, uint16_t* n
 
 } // namespace
 
-int32_t mono_diffusion::begin(int32_t width)
+int32_t mono_diffusion::begin(int32_t width, running_values values)
 {
     width_ = width;
+    values_ = values;
     const size_t entries = size_t(width) + 2 * size_t{guard};
     if (!block_.allocate(entries * 3 * sizeof(uint16_t))) return err_memory;
     std::memset(block_.bytes(), 0, block_.size());
@@ -75,9 +76,11 @@ void mono_diffusion::dither(uint8_t* bits, int32_t row_number)
     const int32_t direction = row_number & 1 ? -1 : 1;
     for (int32_t i = 0; i < width_; ++i) {
         const int32_t x = direction > 0 ? i : width_ - 1 - i;
-        const bool white = row[x] > 127;
+        const int32_t value =
+            values_ == running_values::wrap ? int32_t{row[x]} : static_cast<int16_t>(row[x]);
+        const bool white = value > 127;
         if (white) bits[x / 8] |= static_cast<uint8_t>(0x80 >> (x & 7));
-        const error_shares e = share(white ? row[x] - 255 : row[x]);
+        const error_shares e = share(white ? value - 255 : value);
         spread(e, direction, row + x, pixels(1) + x, pixels(2) + x);
     }
     uint16_t* done = rows_[0];

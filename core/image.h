@@ -285,6 +285,10 @@ IMG_API int32_t IMG_STD IMGX_set_interchange(int32_t enable);
 IMG_API int32_t IMG_STD IMGX_set_print_tone(int32_t handle, int32_t dot_gain, int32_t gamma,
                                             int32_t brightness);
 
+/** Dots of IMG_print_bitmap on printers of one bit per pixel: 0 halftone (at first),
+ *  1 ordered, 2 diffusion.  0, -13, or -7 for another number. */
+IMG_API int32_t IMG_STD IMGX_set_print_dither(int32_t handle, int32_t dither);
+
 /** One row of the table of file types. */
 typedef struct IMGX_TYPE_INFO {
     int32_t code;            /* file-type code */
@@ -312,19 +316,64 @@ IMG_API const char* IMG_STD IMGX_version(void);
  *  0, -1 or -13. */
 IMG_API int32_t IMG_STD IMG_bitmap_palette(int32_t handle, HDC dc);
 
+/** Makes an image of a GDI bitmap: 1, 4 and 8 bits stay, more become 24. The bitmap must not
+ *  be selected into a device context.
+ *  palette  its logical palette, or null
+ *  Returns a handle, -14 when the bitmap cannot be read, -1. */
 IMG_API int32_t IMG_STD IMG_create_handle_ddb(HBITMAP bitmap, HPALETTE palette);
+
+/** Makes a GDI bitmap like the screen's, of width x height, that shows the crop rectangle
+ *  with the image's raster operation and palette. The caller deletes it. The display
+ *  rectangle becomes (0, 0, width, height).
+ *  Returns the bitmap's handle as a number, which may have its highest bit set; a number from
+ *  -1 to -18 is a code: -13, -1, or -7 for a size that is not positive. */
 IMG_API int32_t IMG_STD IMG_dib_to_ddb(int32_t handle, int32_t width, int32_t height);
+
+/** Draws a GDI bitmap in full size at (x, y), logical units.  0, -14 when it cannot be read or
+ *  drawn, -1. */
 IMG_API int32_t IMG_STD IMG_display_ddb(HBITMAP bitmap, HDC dc, int32_t x, int32_t y);
+
+/** Saves the clipboard's DIB, or where there is none its bitmap, as a BMP file. Depths of 16
+ *  and 32 bits become 24.
+ *  Returns 1; -14 when the clipboard cannot be opened or holds no bitmap, and then no file is
+ *  made; -1 when the file cannot be created or memory ran out; -9 disk full. */
 IMG_API int32_t IMG_STD IMG_save_clipboard(const char* file_name, HWND window);
+
+/** Paints the crop rectangle into a rectangle, logical units, with the image's raster
+ *  operation and palette; only what the clip box shows is worked on. Rows and columns drop
+ *  out where it shrinks; 1-bit pages turn grey instead on devices of more than 4 bits with
+ *  raster operation SRCCOPY.  0 whatever the device did, -13, -1. */
 IMG_API int32_t IMG_STD IMG_display_bitmap(int32_t handle, HDC dc, int32_t x, int32_t y,
                                            int32_t width, int32_t height);
+
+/** Zooms about the centre of the crop rectangle and sets the window's scroll bars.
+ *  percent  up to 100 the whole image; 200 half its width, in the window's shape
+ *  Returns 0, or a negative handle itself, -13 for a dead one. The window is not repainted. */
 IMG_API int32_t IMG_STD IMG_zoom_bitmap(int32_t handle, HWND window, int32_t percent);
+
+/** Answers WM_HSCROLL and WM_VSCROLL: moves crop rectangle, window contents and bar.
+ *  wparam, lparam, message  as the window got them
+ *  Returns the direction for IMG_repaint_scroll: 1 or 2 after a horizontal scroll, 3 or 4
+ *  after a vertical one, 0 when nothing moved; a negative handle itself, -13 for a dead one. */
 IMG_API int32_t IMG_STD IMG_scroll_bitmap(int32_t handle, HWND window, uint32_t wparam,
                                           int32_t lparam, int32_t message);
+
+/** Repaints the strip that a scroll exposed, within WM_PAINT, where the picture fills the
+ *  client area.
+ *  direction  what IMG_scroll_bitmap returned; any other number repaints everything
+ *  paint      as BeginPaint filled it
+ *  Returns 0, or the code of IMG_dib_to_ddb. */
 IMG_API int32_t IMG_STD IMG_repaint_scroll(int32_t handle, HDC dc, HWND window, int32_t direction,
                                            PAINTSTRUCT* paint);
+
+/** Prints the crop rectangle into a rectangle of the page, logical units, toned by
+ *  IMGX_set_print_tone. Printers of one bit per pixel get the dots of IMGX_set_print_dither.
+ *  The caller starts and ends document and page; its abort procedure is honoured.
+ *  Returns 0, -13, -1, or -7 when the device refused or the job was cancelled. */
 IMG_API int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x, int32_t y,
                                          int32_t width, int32_t height);
+
+/** The same by the device's own means: one stretch, no tone, no dots of ours. */
 IMG_API int32_t IMG_STD IMG_print_bitmap_fast(int32_t handle, HDC printer, int32_t x, int32_t y,
                                               int32_t width, int32_t height);
 IMG_API int32_t IMG_STD IMG_scan_open_source(HWND window);

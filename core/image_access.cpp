@@ -146,6 +146,16 @@ int32_t IMG_STD IMGLOW_set_rop(int32_t handle, uint32_t rop)
     return 0;
 }
 
+int32_t IMG_STD IMGX_set_print_dither(int32_t handle, int32_t dither)
+{
+    image_object* object = find_image(handle);
+    if (!object) return err_handle;
+    if (dither < 0 || dither > static_cast<int32_t>(print_dither::diffusion))
+        return err_unsupported;
+    object->dither = static_cast<print_dither>(dither);
+    return 0;
+}
+
 int32_t IMG_STD IMGX_set_print_tone(int32_t handle, int32_t dot_gain, int32_t gamma,
                                     int32_t brightness)
 {

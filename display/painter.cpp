@@ -5,7 +5,10 @@
 
 #include "display/painter.h"
 
+#include "display/portable/sixteen_dither.h"
+
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -14,9 +17,14 @@ int32_t saturated_sum(int32_t a, int32_t b)
     return static_cast<int32_t>(std::clamp<int64_t>(int64_t{a} + b, INT32_MIN, INT32_MAX));
 }
 
-bool shows_greys(HDC dc, const image_object& object)
+paint_style screen_style(HDC dc, const image_object& object, int32_t bits_per_pixel)
 {
-    return device_depth(dc) > 4 && object.raster_operation == SRCCOPY;
+    paint_style style;
+    const int32_t depth = device_depth(dc);
+    style.raster_operation = object.raster_operation;
+    if (depth > 4 && object.raster_operation == SRCCOPY) style.method = shrink_method::grey_pages;
+    style.sixteen_colors = depth == 4 && bits_per_pixel >= 8;
+    return style;
 }
 
 // The clip box; a device context without one, such as a metafile's, shows everything.
@@ -29,30 +37,79 @@ bool get_clip(HDC dc, RECT& clip)
     }
 }
 
-int32_t paint_bands(const dib_lock& image, HDC dc, const stretch_plan& plan)
+void correct_colors(RGBQUAD* colors, const tone_table& tone)
 {
-    image_object& object = image.object();
-    row_scaler scaler;
-    const auto method =
-        shows_greys(dc, object) ? shrink_method::grey_pages : shrink_method::nearest_pixel;
-    if (int32_t err = scaler.prepare(source_of(image), plan, method); err < 0) return err;
-    dib_band band;
-    const int32_t row_count = plan.rows.end - plan.rows.begin;
-    const int32_t width = plan.columns.end - plan.columns.begin;
-    if (int32_t err = band.allocate(width, scaler.bits_per_pixel(), row_count); err < 0) return err;
-    scaler.get_colors(band.header.colors);
-
-    for (int32_t y = plan.rows.begin; y < plan.rows.end; y += band.row_count) {
-        const int32_t count = std::min(band.row_count, plan.rows.end - y);
-        scaler.begin_band();
-        for (int32_t r = 0; r < count; ++r, ++object.dither_row)
-            scaler.scale(y + r, band.row(r, count));
-        if (int32_t err = band.put(dc, plan.columns.begin, y, count, object.raster_operation);
-            err < 0)
-            return err;
-    }
-    return 0;
+    for (int i = 0; i < 256; ++i)
+        colors[i] = {tone[colors[i].rgbBlue], tone[colors[i].rgbGreen], tone[colors[i].rgbRed], 0};
 }
+
+// Makes the rows of a band: scaled, and where the style wants it toned or dithered.
+class band_painter {
+public:
+    band_painter(const dib_lock& image, const stretch_plan& plan, const paint_style& style)
+        : object_(image.object()), plan_(plan), style_(style), source_(source_of(image))
+    {
+    }
+
+    int32_t prepare()
+    {
+        if (int32_t err = scaler_.prepare(source_, plan_, style_.method); err < 0) return err;
+        const int32_t bits = style_.sixteen_colors ? 4 : scaler_.bits_per_pixel();
+        if ((style_.sixteen_colors || tones_rows()) && !row_.allocate(scaler_.bytes_per_line()))
+            return err_memory;
+        const int32_t width = plan_.columns.end - plan_.columns.begin;
+        if (int32_t err = band_.allocate(width, bits, plan_.rows.end - plan_.rows.begin); err < 0)
+            return err;
+        if (style_.sixteen_colors)
+            get_sixteen_colors(band_.header);
+        else
+            scaler_.get_colors(band_.header.colors);
+        if (style_.tone) correct_colors(band_.header.colors, *style_.tone);
+        return 0;
+    }
+
+    int32_t paint(HDC dc)
+    {
+        for (int32_t y = plan_.rows.begin; y < plan_.rows.end; y += band_.row_count) {
+            const int32_t count = std::min(band_.row_count, plan_.rows.end - y);
+            scaler_.begin_band();
+            for (int32_t r = 0; r < count; ++r)
+                make_row(y + r, band_.row(r, count));
+            if (int32_t err = band_.put(dc, plan_.columns.begin, y, count, style_.raster_operation);
+                err < 0)
+                return err;
+        }
+        return 0;
+    }
+
+private:
+    // Other depths have their tone in the colour table.
+    bool tones_rows() const { return style_.tone && source_.bits_per_pixel == 24; }
+
+    void make_row(int32_t device_row, uint8_t* out)
+    {
+        if (style_.sixteen_colors) {
+            scaler_.scale(device_row, row_.bytes());
+            sixteen_dither_row(row_.bytes(), source_.bits_per_pixel, source_.colors, plan_.columns,
+                               object_.dither_row, out);
+        } else if (tones_rows()) {
+            scaler_.scale(device_row, row_.bytes());
+            std::memcpy(out, row_.bytes(), row_.size());
+            gamma_correct(out, *style_.tone, row_.size());
+        } else {
+            scaler_.scale(device_row, out);
+        }
+        ++object_.dither_row;
+    }
+
+    image_object& object_;
+    const stretch_plan& plan_;
+    const paint_style& style_;
+    source_image source_;
+    row_scaler scaler_;
+    scratch_block row_;
+    dib_band band_;
+};
 
 } // namespace
 
@@ -108,6 +165,8 @@ int32_t dib_band::allocate(int32_t width, int32_t bits_per_pixel, int32_t most)
     bytes_per_line_ = static_cast<uint32_t>(size_for_long(width, bits_per_pixel));
     row_count = std::min(most, band_rows(bytes_per_line_));
     header.set(width, row_count, bits_per_pixel);
+    // Said in full: some recorders of metafiles copy only as many colours as this says.
+    header.info.biClrUsed = static_cast<DWORD>(palette_entries(bits_per_pixel));
     return rows.allocate(size_t{bytes_per_line_} * static_cast<size_t>(row_count)) ? 0 : err_memory;
 }
 
@@ -127,14 +186,20 @@ int32_t dib_band::put(HDC dc, int32_t x, int32_t y, int32_t count, uint32_t rast
     return lines > 0 ? 0 : err_unsupported;
 }
 
-stretch_plan plan_painting(const image_object& object, HDC dc)
+RECT device_rectangle(HDC dc, int32_t x, int32_t y, int32_t width, int32_t height)
 {
-    stretch_plan plan{make_axis(object.crop_x, object.crop_width, object.width, object.display_x,
-                                saturated_sum(object.display_x, object.display_width)),
-                      make_axis(object.crop_y, object.crop_height, object.height, object.display_y,
-                                saturated_sum(object.display_y, object.display_height)),
-                      {},
-                      {}};
+    POINT corners[2] = {{x, y}, {saturated_sum(x, width), saturated_sum(y, height)}};
+    LPtoDP(dc, corners, 2);
+    return {corners[0].x, corners[0].y, corners[1].x, corners[1].y};
+}
+
+stretch_plan plan_painting(const image_object& object, HDC dc, const RECT& target)
+{
+    stretch_plan plan{
+        make_axis(object.crop_x, object.crop_width, object.width, target.left, target.right),
+        make_axis(object.crop_y, object.crop_height, object.height, target.top, target.bottom),
+        {},
+        {}};
     RECT clip;
     if (!get_clip(dc, clip)) return plan;
     plan.columns = visible_pixels(plan.horizontal, {clip.left, clip.right});
@@ -142,26 +207,37 @@ stretch_plan plan_painting(const image_object& object, HDC dc)
     return plan;
 }
 
+int32_t paint_bands(const dib_lock& image, HDC dc, const stretch_plan& plan,
+                    const paint_style& style)
+{
+    band_painter painter(image, plan, style);
+    if (int32_t err = painter.prepare(); err < 0) return err;
+    return painter.paint(dc);
+}
+
 int32_t paint_image_object_band(const dib_lock& image, HDC dc)
 {
     if (!GetObjectType(dc)) return err_unsupported;
-    image->dither_row = 0;
-    const stretch_plan plan = plan_painting(image.object(), dc);
+    image_object& object = image.object();
+    object.dither_row = 0;
+    const RECT target{object.display_x, object.display_y,
+                      saturated_sum(object.display_x, object.display_width),
+                      saturated_sum(object.display_y, object.display_height)};
+    const stretch_plan plan = plan_painting(object, dc, target);
     if (plan.empty()) return 0;
-    const palette_in_use palette(dc, image->palette);
-    return paint_bands(image, dc, plan);
+    const palette_in_use palette(dc, object.palette);
+    return paint_bands(image, dc, plan, screen_style(dc, object, image.header()->biBitCount));
 }
 
 int32_t paint_in_logical_units(const dib_lock& image, HDC dc, int32_t x, int32_t y, int32_t width,
                                int32_t height)
 {
     image_object& object = image.object();
-    POINT corners[2] = {{x, y}, {saturated_sum(x, width), saturated_sum(y, height)}};
-    LPtoDP(dc, corners, 2);
-    object.display_x = corners[0].x;
-    object.display_y = corners[0].y;
-    object.display_width = corners[1].x - corners[0].x;
-    object.display_height = corners[1].y - corners[0].y;
+    const RECT target = device_rectangle(dc, x, y, width, height);
+    object.display_x = target.left;
+    object.display_y = target.top;
+    object.display_width = target.right - target.left;
+    object.display_height = target.bottom - target.top;
     int32_t result;
     {
         const device_units units(dc);

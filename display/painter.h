@@ -1,7 +1,7 @@
 // painter.h - paints images into device contexts, band by band.
 #pragma once
 
-#include "core/image_object.h"
+#include "core/print_tone.h"
 #include "display/portable/row_scaler.h"
 
 /// Bits per pixel of a device context; of a memory context, those of its bitmap.
@@ -52,9 +52,26 @@ private:
     uint32_t bytes_per_line_ = 0;
 };
 
-/// The stretch of an image's crop rectangle into its display rectangle, in device units,
-/// and what the device context's clip box lets see of it.
-stretch_plan plan_painting(const image_object& object, HDC dc);
+/// The device rectangle of a logical one. Its edges are in falling order where an axis of the
+/// device context runs the other way.
+RECT device_rectangle(HDC dc, int32_t x, int32_t y, int32_t width, int32_t height);
+
+/// The stretch of an image's crop rectangle into a device rectangle, and what the device
+/// context's clip box lets see of it.
+stretch_plan plan_painting(const image_object& object, HDC dc, const RECT& target);
+
+/// How rows reach the device.
+struct paint_style {
+    shrink_method method = shrink_method::nearest_pixel;
+    uint32_t raster_operation = SRCCOPY;
+    const tone_table* tone = nullptr; // null: colours as they are
+    bool sixteen_colors = false;      // ordered dither of 8- and 24-bit images
+};
+
+/// Paints a plan that is not empty, in bands.  0, err_memory, or err_unsupported when the
+/// device refuses.
+int32_t paint_bands(const dib_lock& image, HDC dc, const stretch_plan& plan,
+                    const paint_style& style);
 
 /// Paints the crop rectangle into the display rectangle, both of the record; the device
 /// context is in device units. The parts of a crop rectangle outside the image are not

@@ -228,7 +228,7 @@ TEST_F(clipboard_test, short_colour_table_is_followed_by_the_rows)
     ASSERT_EQ(file.size(), 14U + 40 + 1024 + 8);
     EXPECT_EQ(file[1078], 1);
     EXPECT_EQ(file[1085], 15);
-    EXPECT_EQ(field(file, 54 + 15 * 4), 0x0F0F0F);
+    EXPECT_EQ(field(file, 54 + 15 * 4), 0xF0F0F0);
 }
 
 TEST_F(clipboard_test, uncommon_dibs_come_out_as_24_bits)

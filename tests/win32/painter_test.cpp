@@ -224,3 +224,22 @@ TEST(palette, holds_the_colours_of_the_image)
     }
     EXPECT_EQ(IMG_bitmap_palette(-3, nullptr), -13);
 }
+
+TEST(painter, dithers_for_sixteen_colours_from_the_first_row_of_each_paint)
+{
+    const test_picture picture(32, 32, 24);
+    const canvas paper(32, 32, 4);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 32, 32), 0);
+    const std::vector<color> first = paper.pixels();
+    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 32, 32), 0);
+    EXPECT_EQ(paper.pixels(), first);
+    // A grey mean: the dots' mean lightness is near the picture's.
+    double shown = 0, meant = 0;
+    for (int32_t y = 0; y < 32; ++y)
+        for (int32_t x = 0; x < 32; ++x) {
+            const color c = picture.at(x, y);
+            meant += (30 * (c >> 16) + 59 * (c >> 8 & 255) + 11 * (c & 255)) / 100.0;
+            shown += first[static_cast<size_t>(y * 32 + x)] & 255;
+        }
+    EXPECT_NEAR(shown / 1024, meant / 1024, 12);
+}
