@@ -53,6 +53,19 @@ inline size_t distance_to_run(const uint8_t* p, size_t limit)
     return limit;
 }
 
+/// Bytes from p on in front of the first two equal ones, of which the second may lie one byte
+/// behind the limit; limit when there are none.
+inline size_t distance_to_pair(const uint8_t* p, size_t limit)
+{
+    for (size_t i = 0; i < limit; i += 16) {
+        const uint32_t starts = byte_mask(_mm_cmpeq_epi8(load_16(p + i), load_16(p + i + 1)));
+        if (starts == 0) continue;
+        const size_t distance = i + static_cast<size_t>(std::countr_zero(starts));
+        return distance < limit ? distance : limit;
+    }
+    return limit;
+}
+
 /// Writes count bytes of one value.
 inline void spread_byte(uint8_t* to, uint8_t value, size_t count)
 {

@@ -14,7 +14,9 @@
 #include "formats/pcx/pcx_writer.h"
 #include "formats/targa/targa_reader.h"
 #include "formats/targa/targa_writer.h"
+#include "formats/tiff/tiff_ccitt_writer.h"
 #include "formats/tiff/tiff_reader.h"
+#include "formats/tiff/tiff_writer.h"
 #include "formats/wpg/wpg_reader.h"
 #include "formats/wpg/wpg_writer.h"
 
@@ -27,16 +29,17 @@ constexpr auto always = write_mode::always;
 constexpr auto interchange_only = write_mode::interchange_only;
 constexpr auto truncate = open_mode::truncate;
 constexpr auto append = open_mode::append;
+constexpr auto append_in_interchange = open_mode::append_in_interchange;
 constexpr int32_t all_depths = depth_1 + depth_4 + depth_8 + depth_24;
 
 // clang-format off
 constexpr file_type tiff_types[] = {
-    {0,  "tiff",          "TIFF, uncompressed",                 nullptr, always, append, all_depths},
+    {0,  "tiff",          "TIFF, uncompressed",                 save_tiff_file, always, append, all_depths},
     {7,  "tiff-huffman",  "TIFF, CCITT modified Huffman",       nullptr, always, append, depth_1},
     {8,  "tiff-g3",       "TIFF, CCITT Group 3",                nullptr, always, append, depth_1},
-    {9,  "tiff-lzw",      "TIFF, LZW",                          nullptr, always, truncate, all_depths},
+    {9,  "tiff-lzw",      "TIFF, LZW",                          save_tiff_file_lzw, always, append_in_interchange, all_depths},
     {10, "tiff-g4",       "TIFF, CCITT Group 4",                nullptr, always, append, depth_1},
-    {16, "tiff-packbits", "TIFF, PackBits",                     nullptr, interchange_only, append, depth_1},
+    {16, "tiff-packbits", "TIFF, PackBits",                     save_tiff_file_packbits, interchange_only, append, depth_1},
     {17, "tiff-g3-2d",    "TIFF, CCITT Group 3 two-dimensional", nullptr, never, truncate, 0},
 };
 constexpr file_type bmp_types[] = {

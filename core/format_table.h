@@ -11,7 +11,8 @@
 inline constexpr int32_t depth_1 = 1, depth_4 = 4, depth_8 = 8, depth_24 = 24;
 
 enum class write_mode { never, always, interchange_only };
-enum class open_mode { truncate, append };
+// append_in_interchange: append in interchange mode, truncate in classic mode.
+enum class open_mode { truncate, append, append_in_interchange };
 
 struct format_row;
 

@@ -130,13 +130,19 @@ int32_t save_image(int32_t handle, HFILE file, int32_t type, crop_origin origin)
                       {get_save_raster, reinterpret_cast<IMG_PRIVATE>(&request.context)});
 }
 
+bool appends(const file_type& type)
+{
+    return type.opens == open_mode::append ||
+           (type.opens == open_mode::append_in_interchange && interchange_mode());
+}
+
 // Types that hold pages open what is there, so that the writer adds one; the others, and
 // unknown types, start afresh.
 HFILE open_for_saving(const char* file_name, int32_t type)
 {
     OFSTRUCT opened;
     const file_type* row = find_file_type(type);
-    if (row && row->opens == open_mode::append &&
+    if (row && appends(*row) &&
         OpenFile(file_name, &opened, OF_EXIST) != HFILE_ERROR)
         return OpenFile(file_name, &opened, OF_READWRITE);
     return OpenFile(file_name, &opened, OF_CREATE);

@@ -3,6 +3,8 @@
 
 #include "core/image.h"
 
+#include <cstddef>
+
 inline constexpr int32_t img_name_bytes = 200;
 inline constexpr int32_t img_date_bytes = 40;
 

@@ -288,8 +288,8 @@ int32_t tiff_chain::load(uint32_t offset)
     const int32_t got = img_read_mem(source_.file, block_.bytes(), static_cast<int32_t>(bytes + 4));
     if (got < static_cast<int32_t>(bytes)) return err_format;
     // A file that ends right behind the entries has no further directory.
-    const bool has_next = got == static_cast<int32_t>(bytes + 4);
-    next_offset_ = has_next ? source_.u32(block_.bytes() + bytes) : 0;
+    has_next_field_ = got == static_cast<int32_t>(bytes + 4);
+    next_offset_ = has_next_field_ ? source_.u32(block_.bytes() + bytes) : 0;
     return 1;
 }
 
@@ -298,8 +298,8 @@ int32_t tiff_chain::pass(uint32_t offset)
     if (const int32_t found = step(offset); found <= 0) return found;
     uint8_t next[4];
     const uint64_t next_field = uint64_t{offset} + 2 + count_ * entry_bytes;
-    const bool has_next = source_.read_at(next_field, next, 4) == 4;
-    next_offset_ = has_next ? source_.u32(next) : 0;
+    has_next_field_ = source_.read_at(next_field, next, 4) == 4;
+    next_offset_ = has_next_field_ ? source_.u32(next) : 0;
     return 1;
 }
 

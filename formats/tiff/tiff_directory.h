@@ -74,6 +74,8 @@ public:
     int32_t pass(uint32_t offset);
 
     uint32_t next_offset() const { return next_offset_; } // 0: the last directory
+    /// False where the file ends right behind the entries.
+    bool has_next_field() const { return has_next_field_; }
     uint32_t entries() const { return count_; }
     tiff_entry entry(uint32_t index) const;
 
@@ -84,6 +86,7 @@ private:
     scratch_block block_;
     uint32_t count_ = 0;
     uint32_t next_offset_ = 0;
+    bool has_next_field_ = false;
     uint64_t steps_ = 0;
     uint64_t steps_allowed_ = 0;
     uint64_t mark_step_ = 1; // doubles; the offset at that step is compared with later ones

@@ -3,6 +3,7 @@
 
 #include "tests/support/images.h"
 
+#include <cstdarg>
 #include <tiffio.h>
 
 namespace {
@@ -142,10 +143,24 @@ void expect_meant(const peer_page& page, int32_t handle)
             ASSERT_EQ(copy.color(x, y), meant_color(page, x, y)) << "at " << x << ", " << y;
 }
 
-struct silent_peer {
-    silent_peer() { TIFFSetWarningHandler(nullptr); }
+// What libtiff had to say since the last look.
+std::string peer_complaints;
+
+void note_complaint(const char* module, const char* format, va_list arguments)
+{
+    char text[400];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    peer_complaints += std::string(module) + ": " + text + "; ";
+}
+
+struct noted_peer {
+    noted_peer()
+    {
+        TIFFSetWarningHandler(note_complaint);
+        TIFFSetErrorHandler(note_complaint);
+    }
 };
-const silent_peer silence;
+const noted_peer peer;
 
 void read_back(const peer_page& page)
 {
@@ -251,4 +266,78 @@ TEST(tiff_interop, takes_resolutions_per_centimetre)
     EXPECT_EQ(resolution(), (std::pair<LONG, LONG>(302, 256)));
     const interchange mode;
     EXPECT_EQ(resolution(), (std::pair<LONG, LONG>(300, 254)));
+}
+
+namespace {
+
+// Page number directory of a file, as libtiff's own conversion to colours shows it.
+void expect_peer_sees(const char* name, int directory, const image_copy& meant)
+{
+    peer_complaints.clear();
+    TIFF* tiff = TIFFOpen(name, "r");
+    ASSERT_NE(tiff, nullptr) << peer_complaints;
+    ASSERT_EQ(TIFFSetDirectory(tiff, static_cast<tdir_t>(directory)), 1);
+    uint32_t width = 0, height = 0;
+    TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &width);
+    TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &height);
+    ASSERT_EQ(int(width), meant.width);
+    ASSERT_EQ(int(height), meant.height);
+    std::vector<uint32_t> raster(size_t(width) * height);
+    EXPECT_EQ(TIFFReadRGBAImageOriented(tiff, width, height, raster.data(), ORIENTATION_TOPLEFT, 1),
+              1);
+    char* date = nullptr;
+    EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_DATETIME, &date), 1);
+    EXPECT_STREQ(date, "1992:11:24 00:00:00");
+    TIFFClose(tiff);
+    EXPECT_EQ(peer_complaints, "");
+    for (int y = 0; y < meant.height; ++y)
+        for (int x = 0; x < meant.width; ++x) {
+            const uint32_t v = raster[size_t(y) * width + size_t(x)];
+            ASSERT_EQ(TIFFGetR(v) << 16 | TIFFGetG(v) << 8 | TIFFGetB(v), meant.color(x, y))
+                << "at " << x << ", " << y;
+        }
+}
+
+} // namespace
+
+TEST(tiff_interop, libtiff_reads_our_pages_without_a_warning)
+{
+    const interchange mode;
+    const temp_file file(".tif");
+    std::vector<image_copy> pages;
+    const auto add = [&](test_dib& dib, int32_t type) {
+        const image_guard image(dib.create());
+        ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
+        pages.push_back(copy_image(image));
+    };
+    uint32_t seed = 1;
+    for (int bits : {1, 4, 8, 24})
+        for (int32_t type : {0, 9, 16})
+            for (int width : {1, 7, 64, 301, 3001}) {
+                if (type == 16 && bits != 1) continue;
+                test_dib dib(width, 123, bits);
+                if (bits == 4 || bits == 8) dib.set_color(3, 200, 100, 50);
+                dib.fill_random(seed++, 9);
+                add(dib, type);
+                if (testing::Test::HasFatalFailure()) return;
+            }
+    test_dib white_first(61, 17, 1), red_first(61, 17, 1);
+    white_first.set_color(0, 255, 255, 255);
+    white_first.set_color(1, 0, 0, 0);
+    white_first.fill_random(5, 3);
+    red_first.set_color(0, 255, 0, 0);
+    red_first.fill_random(6, 3);
+    add(white_first, 0);
+    add(red_first, 9);
+    EXPECT_EQ(IMGLOW_get_pages(file.name()), int(pages.size()));
+    for (size_t i = 0; i < pages.size(); ++i) {
+        SCOPED_TRACE("page " + std::to_string(i));
+        expect_peer_sees(file.name(), static_cast<int>(i), pages[i]);
+        const byte_vector bytes = file.bytes();
+        const image_guard back(IMGX_decompress_bitmap_mem(
+            bytes.data(), static_cast<uint32_t>(bytes.size()), static_cast<int32_t>(i)));
+        ASSERT_GE(back, 0);
+        expect_same_colors(copy_image(back), pages[i]);
+        if (testing::Test::HasFatalFailure()) return;
+    }
 }
