@@ -131,8 +131,8 @@ int32_t save_tiff_file(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_RASTE
     if (interchange_mode()) page.set_rows_per_strip(uncompressed_strip_bytes / stored);
     if (int32_t err = page.start_page(tiff_uncompressed); err < 0) return err;
     for (int32_t strip = 0; strip < page.strips(); ++strip) {
-        const int32_t rows =
-            std::min(page.rows_per_strip(), header->biHeight - strip * page.rows_per_strip());
+        const int32_t rows = std::min(page.rows_per_strip(),
+                                      int32_t{header->biHeight} - strip * page.rows_per_strip());
         page.add_strip(static_cast<uint32_t>(rows) * static_cast<uint32_t>(stored));
     }
     if (int32_t err = write_plain_rows(sink, *header, {get_raster, private_data}); err < 0)
