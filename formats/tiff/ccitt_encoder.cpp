@@ -1,14 +1,311 @@
 // ccitt_encoder.cpp - encodes 1-bit rows with the run-length codes of ITU-T T.4 and T.6.
+//
+// A row is turned into its changing elements first, which are found by counting zeros in
+// words; modes and runs then follow from the elements of two lines.
 
 #include "formats/tiff/ccitt_encoder.h"
 
-int32_t ccitt_encode_image(HFILE, const BITMAPINFOHEADER*, const row_source&,
-                           const ccitt_encoder_options&)
+#include "formats/tiff/ccitt_bit_writer.h"
+#include "formats/tiff/ccitt_bits.h"
+
+#include <algorithm>
+
+uint8_t* ccitt_bit_sink::drain(const uint8_t* next)
 {
-    return err_unsupported;
+    const auto count = static_cast<int32_t>(next - buffer_.bytes());
+    if (lsb_first_) tiff_rvrsbyt(buffer_.bytes(), static_cast<size_t>(count));
+    if (!failed_ && count > 0) failed_ = img_write_mem(file_, buffer_.bytes(), count) != count;
+    return buffer_.bytes();
 }
 
-int32_t save_ccitt_g4(HFILE, const BITMAPINFOHEADER*, IMG_GET_RASTER, IMG_PRIVATE, int32_t)
+namespace {
+
+constexpr uint32_t word_bits = ccitt_word_bits;
+constexpr uint32_t longest_make_up = 2560;
+constexpr uint32_t closing_elements = 4;
+
+// Code words by colour and run: terminating codes, and make-up codes by run / 64.
+struct encoding_table {
+    std::array<ccitt_word, 64> terminating{};
+    std::array<ccitt_word, longest_make_up / 64 + 1> make_up{};
+};
+
+constexpr encoding_table tif_initbwxlt(ccitt_color color)
 {
-    return err_unsupported;
+    encoding_table table;
+    for (const ccitt_run_code& code : ccitt_codes_of(color)) {
+        const auto run = static_cast<size_t>(code.run);
+        if (run < 64)
+            table.terminating[run] = code.word;
+        else if (run <= longest_make_up)
+            table.make_up[run / 64] = code.word;
+    }
+    return table;
+}
+constexpr std::array<encoding_table, 2> run_words = {tif_initbwxlt(ccitt_white),
+                                                     tif_initbwxlt(ccitt_black)};
+
+// Code words of the vertical modes, by a1 - b1 + 3.
+constexpr auto make_vertical_words()
+{
+    std::array<ccitt_word, 7> words{};
+    for (const ccitt_mode_row& row : ccitt_modes)
+        if (row.mode == ccitt_mode::vertical)
+            words[static_cast<size_t>(row.offset + 3)] = ccitt_word_of(row.code);
+    return words;
+}
+constexpr auto vertical_words = make_vertical_words();
+
+constexpr ccitt_word word_of_mode(ccitt_mode mode)
+{
+    for (const ccitt_mode_row& row : ccitt_modes)
+        if (row.mode == mode) return ccitt_word_of(row.code);
+    return {};
+}
+constexpr ccitt_word pass_word = word_of_mode(ccitt_mode::pass);
+constexpr ccitt_word horizontal_word = word_of_mode(ccitt_mode::horizontal);
+constexpr ccitt_word eol_word = ccitt_word_of(ccitt_end_of_line);
+
+// Code words of a whole run but for its make-up codes of 2560, at most 26 bits.
+struct run_code {
+    uint32_t bits;
+    uint32_t length;
+};
+
+inline run_code xltrlength(uint32_t run, uint32_t color)
+{
+    const encoding_table& table = run_words[color];
+    const ccitt_word end = table.terminating[run % 64];
+    if (run < 64) return {end.bits, end.length};
+    const ccitt_word start = table.make_up[run / 64];
+    return {uint32_t{start.bits} << end.length | end.bits, uint32_t{start.length} + end.length};
+}
+
+class image_encoder {
+public:
+    image_encoder(HFILE sink, const BITMAPINFOHEADER* header, const row_source& rows,
+                  const ccitt_encoder_options& options)
+        : options_(options), header_(*header), rows_(rows), sink_(sink, options.fill_order == 2),
+          width_(static_cast<uint32_t>(options.width))
+    {
+    }
+
+    int32_t prepare();
+    int32_t encode();
+
+private:
+    int32_t fetch_row(int32_t index);
+    uint32_t find_changes(uint32_t* elements) const;
+    void encode_row_1d(ccitt_bit_packer& packer);
+    void encode_row_g4(ccitt_bit_packer& packer);
+    void end_row(ccitt_bit_packer& packer, bool last_row);
+    void put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color);
+    void puteol(ccitt_bit_packer& packer);
+
+    bool is_group4() const { return options_.compression == tiff_group4; }
+    uint32_t* coding() const { return coding_.as<uint32_t>() + 1; }
+    uint32_t* reference() const { return reference_.as<uint32_t>() + 1; }
+
+    ccitt_encoder_options options_;
+    BITMAPINFOHEADER header_;
+    row_source rows_;
+    ccitt_bit_sink sink_;
+    uint32_t width_;
+    int32_t source_bytes_ = 0; // of a row as get_raster gives it
+    uint32_t row_words_ = 0;
+    scratch_block row_;
+    // Changing elements of the two lines, each behind one entry of 0.
+    scratch_block coding_;
+    scratch_block reference_;
+};
+
+int32_t image_encoder::prepare()
+{
+    if (header_.biBitCount != 1 || header_.biWidth < 1 || options_.width < 1)
+        return err_unsupported;
+    source_bytes_ = size_for_long(header_.biWidth, 1);
+    row_words_ = (width_ + word_bits - 1) / word_bits;
+    const size_t word_bytes = size_t{row_words_} * sizeof(ccitt_machine_word);
+    const size_t row_bytes =
+        std::max(word_bytes, static_cast<size_t>(source_bytes_)) + sizeof(ccitt_machine_word);
+    // Every pixel can be a change, also those that fill the last word.
+    const uint64_t line_bytes =
+        (uint64_t{row_words_} * word_bits + 1 + closing_elements) * sizeof(uint32_t);
+    if (line_bytes > SIZE_MAX) return err_memory;
+    const auto line_size = static_cast<size_t>(line_bytes);
+    if (!row_.allocate(row_bytes) || !coding_.allocate(line_size) || !sink_.allocate())
+        return err_memory;
+    if (is_group4() && !reference_.allocate(line_size)) return err_memory;
+    std::memset(row_.bytes(), 0xFF, row_.size());
+    return 0;
+}
+
+int32_t image_encoder::encode()
+{
+    ccitt_bit_packer packer(sink_);
+    if (is_group4()) {
+        reference()[-1] = 0;
+        std::fill_n(reference(), closing_elements, width_);
+    }
+    if (options_.compression == tiff_group3) puteol(packer);
+    for (int32_t i = 0; i < header_.biHeight; ++i) {
+        if (int32_t err = fetch_row(i); err < 0) return err;
+        coding()[-1] = 0;
+        const uint32_t count = find_changes(coding());
+        std::fill_n(coding() + count, closing_elements, width_);
+        if (is_group4())
+            encode_row_g4(packer);
+        else
+            encode_row_1d(packer);
+        end_row(packer, i + 1 == header_.biHeight);
+        if (sink_.failed()) return err_write;
+    }
+    if (is_group4()) {
+        for (int32_t i = 0; i < options_.end_codes; ++i)
+            packer.putbuff(eol_word.bits, eol_word.length, sink_);
+        packer.align(8, sink_);
+    }
+    packer.flush(sink_);
+    return sink_.failed() ? err_write : 0;
+}
+
+// One row of the image, white from its width on.
+int32_t image_encoder::fetch_row(int32_t index)
+{
+    if (int32_t err = rows_.get(row_.bytes(), index, source_bytes_); err < 0) return err;
+    const auto width = static_cast<uint32_t>(header_.biWidth);
+    uint8_t* const bytes = row_.bytes();
+    if (width % 8 != 0) bytes[width / 8] |= static_cast<uint8_t>(0xFF >> width % 8);
+    const size_t used = (size_t{width} + 7) / 8;
+    std::memset(bytes + used, 0xFF, static_cast<size_t>(source_bytes_) - used);
+    return 0;
+}
+
+// The changing elements of the row in front of the coded width; returns how many.
+uint32_t image_encoder::find_changes(uint32_t* elements) const
+{
+    constexpr auto top_bit = ccitt_machine_word{1} << (word_bits - 1);
+    const uint8_t* from = row_.bytes();
+    uint32_t* next = elements;
+    ccitt_machine_word before = 0; // the pixel in front of the word, in the top bit
+    for (uint32_t i = 0, position = 0; i < row_words_; ++i, position += word_bits) {
+        const ccitt_machine_word black = ~ccitt_load_word(from);
+        from += sizeof black;
+        ccitt_machine_word changes = black ^ (black >> 1 | before);
+        before = black << (word_bits - 1);
+        while (changes != 0) {
+            const auto zeros = static_cast<uint32_t>(std::countl_zero(changes));
+            *next++ = position + zeros;
+            changes ^= top_bit >> zeros;
+        }
+    }
+    while (next != elements && next[-1] >= width_)
+        --next;
+    return static_cast<uint32_t>(next - elements);
+}
+
+inline void image_encoder::put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color)
+{
+    constexpr ccitt_word longest = run_words[ccitt_white].make_up[longest_make_up / 64];
+    while (run >= longest_make_up + 64)
+        [[unlikely]]
+        {
+            packer.putbuff(longest.bits, longest.length, sink_);
+            run -= longest_make_up;
+        }
+    const run_code code = xltrlength(run, color);
+    packer.putbuff(code.bits, code.length, sink_);
+}
+
+// Runs of both colours in turn, white first, up to the coded width.
+void image_encoder::encode_row_1d(ccitt_bit_packer& result)
+{
+    ccitt_bit_packer packer = result;
+    const uint32_t* element = coding();
+    uint32_t position = 0;
+    uint32_t color = ccitt_white;
+    do {
+        put_run(packer, *element - position, color);
+        position = *element++;
+        color ^= 1;
+    } while (position < width_);
+    result = packer;
+}
+
+// T.6 2.2, figure 6, with b1 as it is defined there, also behind a left offset: the first
+// element right of a0 of the other kind.
+void image_encoder::encode_row_g4(ccitt_bit_packer& result)
+{
+    ccitt_bit_packer packer = result;
+    const uint32_t width = width_;
+    const uint32_t* a1 = coding();
+    const uint32_t* b1 = reference();
+    uint32_t a0 = 0;
+    uint32_t color = ccitt_white;
+    while (a0 < width) {
+        const uint32_t offset = *a1 - *b1 + 3;
+        if (b1[1] < *a1) {
+            packer.putbuff(pass_word.bits, pass_word.length, sink_);
+            a0 = b1[1];
+            b1 += 2;
+            continue;
+        }
+        if (offset <= 6) {
+            const ccitt_word word = vertical_words[offset];
+            packer.putbuff(word.bits, word.length, sink_);
+            a0 = *a1++;
+            color ^= 1;
+            b1 += b1[-1] > a0 ? -1 : 1;
+        } else {
+            packer.putbuff(horizontal_word.bits, horizontal_word.length, sink_);
+            put_run(packer, *a1 - a0, color);
+            put_run(packer, a1[1] - *a1, color ^ 1);
+            a0 = a1[1];
+            a1 += 2;
+        }
+        while (*b1 <= a0 && a0 < width)
+            b1 += 2;
+    }
+    result = packer;
+    coding_.swap(reference_);
+}
+
+// Every EOL is a whole 16-bit word, with 4 fill bits. INTENDED: the word in front is filled
+// up with zeros first, and a whole word of zeros goes where one is complete, also at the
+// very start. Held by ccitt_encoder.group3_words.
+void image_encoder::puteol(ccitt_bit_packer& packer)
+{
+    packer.putbuff(0, 1, sink_);
+    packer.align(16, sink_);
+    packer.putbuff(eol_word.bits, 16, sink_);
+}
+
+void image_encoder::end_row(ccitt_bit_packer& packer, bool last_row)
+{
+    if (options_.compression == tiff_huffman) {
+        packer.align(8, sink_);
+    } else if (options_.compression == tiff_group3 && last_row) {
+        packer.putbuff(0, 1, sink_);
+        packer.align(16, sink_);
+    } else if (options_.compression == tiff_group3) {
+        puteol(packer);
+    }
+}
+
+} // namespace
+
+int32_t ccitt_encode_image(HFILE sink, const BITMAPINFOHEADER* header, const row_source& rows,
+                           const ccitt_encoder_options& options)
+{
+    image_encoder encoder(sink, header, rows, options);
+    if (int32_t err = encoder.prepare(); err < 0) return err;
+    return encoder.encode();
+}
+
+int32_t save_ccitt_g4(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_RASTER get_raster,
+                      IMG_PRIVATE private_data, int32_t reverse)
+{
+    const uint32_t fill_order = reverse == 1 ? 2 : 1;
+    return ccitt_encode_image(sink, header, {get_raster, private_data},
+                              {tiff_group4, header->biWidth, fill_order});
 }
