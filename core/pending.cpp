@@ -4,10 +4,6 @@
 #include "core/errors.h"
 #include "core/image.h"
 
-int32_t IMG_STD IMG_decompress_fax(HFILE, int32_t, int32_t, int32_t, int32_t)
-{
-    return err_unsupported;
-}
 int32_t IMG_STD IMGLOW_set_comp_quality(int32_t)
 {
     return err_unsupported;

@@ -20,7 +20,7 @@ namespace {
 constexpr uint16_t order_word_big = 0x4D4D;    // "MM"
 constexpr uint16_t order_word_little = 0x4949; // "II"
 constexpr int64_t read_piece_bytes = 128 * 1024;
-constexpr uint32_t fitting_rows = 8; // that a fax code has to decode to be taken for right
+constexpr uint32_t fitting_rows = 64; // that a fax code has to decode to be taken for right
 
 // A strip's place in the page. Rows count on over the planes.
 struct strip_rows {

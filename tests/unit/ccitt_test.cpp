@@ -172,6 +172,147 @@ TEST(ccitt_decoder, equals_the_plain_decoder)
     }
 }
 
+TEST(ccitt_decoder, damaged_rows)
+{
+    const std::string eol(ccitt_end_of_line);
+    const std::string white = plain::digits_of_run(8, false); // a row of 8 white pixels
+    const std::string code = "0111";                          // white 2, no EOL
+    const auto times = [](int count, const std::string& what) {
+        std::string all;
+        for (int i = 0; i < count; ++i)
+            all += what;
+        return all;
+    };
+    const struct {
+        const char* fault;
+        uint32_t compression;
+        std::string digits;
+        int32_t result;
+        size_t rows;
+    } cases[] = {
+        {"sound", tiff_huffman, white, 0, 1},
+        {"run too long", tiff_huffman, plain::digits_of_run(9, false), err_format, 0},
+        {"run too long", tiff_group3, plain::digits_of_run(9, false), 0, 1},
+        {"run much too long", tiff_huffman, times(900000, "000000011111") + white, err_format, 0},
+        {"no data", tiff_huffman, "", err_format, 0},
+        {"no data", tiff_group3, "", err_format, 0},
+        {"no data", tiff_group3_2d, "", 0, 0},
+        {"no data", tiff_group4, "", 0, 0},
+        {"EOL inside a row", tiff_huffman, "1000 11 " + eol + "1000", 0, 1},
+        {"EOL behind a make-up code", tiff_huffman, "11011" + eol + "1000", err_format, 0},
+        {"EOL after 2000 codes", tiff_group3, white + times(1999, code) + eol, 0, 1},
+        {"EOL after 2001 codes", tiff_group3, white + times(2000, code) + eol, err_format, 0},
+        {"EOL after 2001 codes", tiff_group3_2d, times(2000, code) + eol + "1" + white, 0, 1},
+        {"EOL after 2002 codes", tiff_group3_2d, times(2001, code) + eol + "1" + white, 0, 0},
+        {"no mode", tiff_group4, "001 1000 11 0000001", 0, 0},
+        {"no mode", tiff_group3_2d, eol + "0 001 1000 11 0000001" + eol + "1" + white, 0, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.fault << ", compression " << c.compression);
+        const outcome got = decode(plain::bytes_of(c.digits), {8, c.compression}, 1);
+        EXPECT_EQ(got.result, c.result);
+        ASSERT_EQ(got.rows.size(), c.rows);
+    }
+    // The row without a mode ends at the width, in the colour that it has got to.
+    const outcome black = decode(plain::bytes_of(eol + "0 010 1 00000001"), {8, tiff_group3_2d}, 1);
+    ASSERT_EQ(black.rows.size(), 1u);
+    EXPECT_EQ(black.rows[0].bytes, (byte_string{0xFE, 0xFF, 0xFF, 0xFF}));
+}
+
+TEST(ccitt_decoder, reference_line_over_strips)
+{
+    const std::string stripes = "001 0111 10 1"; // 2 white, 3 black, then white
+    const std::string repeat = "111";            // as the row above
+    const byte_string white = {0xFF, 0xFF, 0xFF, 0xFF};
+    const byte_string striped = {0xC7, 0xFF, 0xFF, 0xFF};
+    for (bool interchange : {false, true}) {
+        SCOPED_TRACE(interchange);
+        ccitt_options options{8, tiff_group4};
+        options.interchange = interchange;
+        ccitt_decoder decoder(options);
+        outcome out;
+        const byte_string strips[] = {plain::bytes_of(stripes), plain::bytes_of(repeat),
+                                      plain::bytes_of(repeat)};
+        const int32_t first_rows[] = {0, 1, 0};
+        for (size_t i = 0; i < 3; ++i) {
+            reset_mem_io_bounded(strips[i].data(), static_cast<uint32_t>(strips[i].size()));
+            ASSERT_EQ(decoder.decode_strip(memory_file, 1, first_rows[i], {collect, &out}), 0);
+        }
+        ASSERT_EQ(out.rows.size(), 3u);
+        EXPECT_EQ(out.rows[0].bytes, striped);
+        EXPECT_EQ(out.rows[1].bytes, interchange ? white : striped);
+        EXPECT_EQ(out.rows[2].bytes, white) << "a new page";
+    }
+}
+
+TEST(ccitt_decoder, byte_counts_of_long_rows)
+{
+    const struct {
+        int32_t width;
+        uint32_t compression;
+        bool interchange;
+        int32_t byte_count;
+    } cases[] = {
+        {20000, tiff_group4, false, 2500},    {20001, tiff_group4, false, 1252},
+        {80000, tiff_group4, false, 5000},    {80001, tiff_group4, false, 10004},
+        {20001, tiff_group4, true, 2504},     {20001, tiff_group3, false, 2504},
+        {20001, tiff_group3_2d, false, 1252}, {20001, tiff_group3_2d, true, 2504},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.width << ", compression " << c.compression);
+        ccitt_options options{c.width, c.compression};
+        options.interchange = c.interchange;
+        options.photometric = photometric_white_is_zero;
+        row_maker maker(1);
+        const std::vector<pixels> rows = {pixels(static_cast<size_t>(c.width))};
+        const outcome got =
+            decode(plain::bytes_of(plain_encode(rows, c.compression, maker)), options, 1);
+        ASSERT_EQ(got.rows.size(), 1u);
+        EXPECT_EQ(got.rows[0].bytes, byte_string(static_cast<size_t>(c.byte_count), 0))
+            << "white, inverted";
+    }
+}
+
+TEST(ccitt_decoder, passes_on_the_result_of_its_output)
+{
+    const auto refuse = [](void*, uint8_t*, int32_t index, int32_t) {
+        return index == 6 ? -50 : 0;
+    };
+    for (uint32_t compression : all_codes) {
+        row_maker maker(2);
+        const byte_string data =
+            plain::bytes_of(plain_encode(make_rows(maker, 50, 4), compression, maker));
+        reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
+        ccitt_decoder decoder({50, compression});
+        EXPECT_EQ(decoder.decode_strip(memory_file, 4, 5, {refuse, nullptr}), -50);
+    }
+}
+
+TEST(ccitt_decoder, finds_the_code_that_fits)
+{
+    row_maker maker(3);
+    // Nothing fits noise: the tag stands.
+    byte_string noise(2000);
+    for (uint8_t& byte : noise)
+        byte = static_cast<uint8_t>(maker.number(256));
+    for (uint32_t named : all_codes) {
+        reset_mem_io_bounded(noise.data(), 2000);
+        EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 64),
+                  static_cast<int32_t>(named));
+    }
+    for (uint32_t is : all_codes)
+        for (uint32_t named : all_codes) {
+            SCOPED_TRACE(testing::Message() << "is " << is << ", named " << named);
+            const auto rows = make_rows(maker, 1000, 64);
+            std::string digits = plain_encode(rows, is, maker);
+            const byte_string data = plain::bytes_of(digits + std::string(8, '0'));
+            reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
+            EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 64),
+                      static_cast<int32_t>(is));
+            EXPECT_EQ(img_tell(memory_file), 0);
+        }
+}
+
 namespace {
 
 struct image_rows {
@@ -268,5 +409,60 @@ TEST(ccitt_encoder, writes_the_described_bits)
         const byte_string got = encode(image_rows(rows), options);
         const std::string digits = expected_digits(rows, options);
         ASSERT_EQ(got, plain::bytes_of(digits, options.fill_order == 2));
+    }
+}
+
+TEST(ccitt_encoder, group3_words)
+{
+    const auto row = pixels(6);
+    // A white run of 6 and fill up to a word; EOL words; a last row that fills its word.
+    const byte_string got = encode(image_rows({row, row}), {tiff_group3, 6});
+    EXPECT_EQ(got, (byte_string{0, 0, 0, 1, 0xE0, 0, 0, 1, 0xE0, 0}));
+    pixels full(1728); // 9 bits and 8: seventeen, one more than a word
+    EXPECT_EQ(encode(image_rows({full}), {tiff_group3, 1728}),
+              (byte_string{0, 0, 0, 1, 0x4D, 0x9A, 0x80, 0}));
+    pixels exact(29); // white 28 and black 1: 7 + 3 bits; twice that and 6 more fill a word
+    const std::vector<pixels> black = {pixels(4, true)}; // 8 + 3 bits
+    EXPECT_EQ(encode(image_rows(black), {tiff_group3, 4}), (byte_string{0, 0, 0, 1, 0x35, 0x60}));
+    const std::vector<pixels> word_row = {pixels(63)}; // 8 bits
+    EXPECT_EQ(encode(image_rows({word_row[0]}), {tiff_group3, 63}).size(), 6u);
+}
+
+TEST(ccitt_encoder, failures)
+{
+    row_maker maker(4);
+    const auto rows = make_rows(maker, 3000, 400);
+    for (tiff_compression compression : {tiff_huffman, tiff_group3, tiff_group4}) {
+        SCOPED_TRACE(compression);
+        image_rows image(rows);
+        const ccitt_encoder_options options{compression, 3000};
+        int32_t error = 0;
+        encode(image, options, &error, 40000);
+        EXPECT_EQ(error, err_write);
+        encode(image, options, &error, 10);
+        EXPECT_EQ(error, err_write);
+        image.failing_row = 399;
+        encode(image, options, &error);
+        EXPECT_EQ(error, -77);
+        image.header.biBitCount = 8;
+        EXPECT_EQ(encode(image, options, &error).size(), 0u);
+        EXPECT_EQ(error, err_unsupported);
+    }
+}
+
+TEST(ccitt_coders, long_images_come_back)
+{
+    row_maker maker(6);
+    for (size_t width : {1728u, 100000u}) {
+        const auto rows = make_rows(maker, width, 60);
+        for (tiff_compression compression : {tiff_huffman, tiff_group3, tiff_group4}) {
+            SCOPED_TRACE(testing::Message() << width << ", compression " << compression);
+            const byte_string data =
+                encode(image_rows(rows), {compression, static_cast<int32_t>(width)});
+            const outcome got = decode(data, {static_cast<int32_t>(width), compression}, 60);
+            ASSERT_EQ(got.rows.size(), 60u);
+            for (size_t i = 0; i < rows.size(); ++i)
+                ASSERT_EQ(got.rows[i].bytes, dib_row(rows[i]));
+        }
     }
 }
