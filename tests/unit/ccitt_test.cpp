@@ -18,7 +18,7 @@ using plain::row_maker;
 int rounds()
 {
     const char* wanted = std::getenv("TREVOLAN_TEST_ROUNDS");
-    return wanted ? std::atoi(wanted) : 3000;
+    return wanted ? std::atoi(wanted) : 1500;
 }
 
 constexpr uint32_t all_codes[] = {tiff_huffman, tiff_group3, tiff_group3_2d, tiff_group4};
