@@ -138,5 +138,9 @@ int32_t bmp_get_filetype(HFILE file)
 {
     uint8_t bytes[bmp_file_header_bytes + bmp_info_header_bytes] = {};
     img_read_mem(file, bytes, sizeof bytes);
+    // INTENDED: the compression field is looked at where the Windows header has it, also in
+    // OS/2 files, whose 12-byte header ends before it. Interchange mode looks at the size.
+    if (interchange_mode() && load_u32le(bytes + bmp_file_header_bytes) < bmp_info_header_bytes)
+        return 1;
     return load_u32le(bytes + bmp_file_header_bytes + 16) != BI_RGB ? 12 : 1;
 }

@@ -1,0 +1,64 @@
+// samples_test.cpp - files made by other programs, read pixel for pixel. The sums are over
+// the pixels as those programs decode their files (tests/data/README.md).
+
+#include "tests/support/images.h"
+
+namespace {
+
+// FNV-1a over red, green, blue of all pixels, top row first.
+uint64_t pixel_sum(int32_t handle)
+{
+    const image_copy copy = copy_image(handle);
+    uint64_t sum = 0xCBF29CE484222325;
+    for (int32_t y = 0; y < copy.height; ++y)
+        for (int32_t x = 0; x < copy.width; ++x) {
+            const uint32_t color = copy.color(x, y);
+            for (const int shift : {0, 8, 16})
+                sum = (sum ^ (color >> (16 - shift) & 255)) * 0x100000001B3;
+        }
+    return sum;
+}
+
+struct sample {
+    const char* name;
+    int32_t classic_type, interchange_type, width, height, bits;
+    uint64_t sum;
+};
+
+// clang-format off
+constexpr sample samples[] = {
+    {"chart_1.bmp",      1,  1,  61, 47, 1,  0xF60002851EE881A3},
+    {"chart_1_os2.bmp",  12, 1,  61, 47, 1,  0xC056588D481A7470},
+    {"chart_4.bmp",      1,  1,  61, 47, 4,  0x4E4D9A4D0B314D93},
+    {"chart_4_os2.bmp",  12, 1,  61, 47, 4,  0x4E4D9A4D0B314D93},
+    {"chart_8.bmp",      1,  1,  61, 47, 8,  0x1BB3A2F981A28A28},
+    {"chart_8_rle.bmp",  12, 12, 61, 47, 8,  0x1BB3A2F981A28A28},
+    {"chart_8_core.bmp", 12, 1,  61, 47, 8,  0x1BB3A2F981A28A28},
+    {"chart_8_os2.bmp",  12, 1,  61, 47, 8,  0xE835EEC8A84460B1},
+    {"chart_8_gray.bmp", 1,  1,  61, 47, 8,  0x4C04A01E4AEC3D27},
+    {"chart_24.bmp",     1,  1,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_24_os2.bmp", 12, 1,  61, 47, 24, 0xC0B684ED54B8F20D},
+};
+// clang-format on
+
+} // namespace
+
+TEST(samples, are_read_as_the_programs_that_made_them_read_them)
+{
+    for (const sample& s : samples) {
+        SCOPED_TRACE(s.name);
+        const std::string path = std::string(TREVOLAN_TEST_DATA "/") + s.name;
+        const image_guard image(IMG_decompress_bitmap(path.c_str()));
+        ASSERT_GE(image, 0);
+        int32_t width = 0, height = 0, bits = 0;
+        IMG_bitmap_info(image, &width, &height, &bits);
+        EXPECT_EQ(width, s.width);
+        EXPECT_EQ(height, s.height);
+        EXPECT_EQ(bits, s.bits);
+        EXPECT_EQ(pixel_sum(image), s.sum);
+        EXPECT_EQ(IMGLOW_get_filetype(path.c_str()), s.classic_type);
+        IMGX_set_interchange(1);
+        EXPECT_EQ(IMGLOW_get_filetype(path.c_str()), s.interchange_type);
+        IMGX_set_interchange(0);
+    }
+}
