@@ -1,8 +1,10 @@
-# Three kinds of tests, found by directory:
+# Kinds of tests, found by directory:
 #   tests/*.cpp       through the exported interface, against the shared library or DLL
 #   tests/unit/*.cpp  internals, against the static library
 #   tests/faults/*.cpp failing allocations, reads and writes: native only, with the POSIX side
 #   tests/win32/*.cpp  GDI, clipboard, scanner: Windows only, against the DLL
+#   tests/tool/*.cpp   the command-line tool, driven as a process; native only, but the tool
+#                      that is driven can be the Windows one (test.sh does that)
 #   tests/interop/*.cpp against other libraries: native only (TREVOLAN_INTEROP)
 find_path(GOOGLETEST_SOURCES NAMES googletest/src/gtest-all.cc
   HINTS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED)
@@ -38,6 +40,12 @@ if(WIN32)
   trevolan_add_test(win32_tests SOURCES ${win32_tests} LIBRARIES trevolan gdi32 user32 winspool comdlg32)
 else()
   trevolan_add_test(fault_tests SOURCES ${fault_tests} LIBRARIES trevolan_static)
+  file(GLOB tool_tests CONFIGURE_DEPENDS tests/tool/*.cpp)
+  if(TARGET trevolan_tool)
+    trevolan_add_test(tool_tests SOURCES ${tool_tests} LIBRARIES trevolan_static)
+    target_compile_definitions(tool_tests PRIVATE TREVOLAN_TOOL="$<TARGET_FILE:trevolan_tool>")
+    add_dependencies(tool_tests trevolan_tool)
+  endif()
 endif()
 
 # Peers, by pkg-config module; what is not installed is not linked.

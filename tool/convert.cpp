@@ -64,6 +64,7 @@ void convert_one(const conversion& item, bool keep_type, int32_t page,
     if (settings.append && !can_add_pages(type))
         throw failure{item.output, std::string("adding a page to ") + type.description,
                       code_unsupported};
+    source.require_page(page);
     const int32_t count = page == 0 ? source.pages() : 1;
     if (page != 0)
         convert_pages(source, page, page, type, item.output, settings);

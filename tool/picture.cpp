@@ -73,6 +73,11 @@ int32_t source_file::pages()
     return require(IMGX_get_pages_fd(file_), name_, "counting pages");
 }
 
+void source_file::require_page(int32_t page)
+{
+    if (page > 1 && page > pages()) throw failure{name_, reading_page(page), code_page};
+}
+
 IMGX_PAGE_INFO source_file::page_info(int32_t page)
 {
     IMGX_PAGE_INFO info;

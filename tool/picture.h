@@ -49,6 +49,8 @@ public:
 
     const std::string& name() const { return name_; }
     int32_t pages();
+    /// Throws a failure for a page behind the last; formats without pages take any number.
+    void require_page(int32_t page);
     IMGX_PAGE_INFO page_info(int32_t page);
     /// Loads a page; the texts become those of the page, or the library's own.
     picture load(int32_t page);

@@ -125,6 +125,7 @@ int run_show(const std::vector<std::string>& files, int32_t page, const tool_set
         const int code = guarded([&] {
             progress_file(name);
             source_file source(name, settings.offset);
+            source.require_page(page);
             preview p;
             progress_phase("reading");
             const int32_t result =
