@@ -12,6 +12,8 @@
 #include "formats/pcx/dcx_writer.h"
 #include "formats/pcx/pcx_reader.h"
 #include "formats/pcx/pcx_writer.h"
+#include "formats/pict/pict_reader.h"
+#include "formats/pict/pict_writer.h"
 #include "formats/targa/targa_reader.h"
 #include "formats/targa/targa_writer.h"
 #include "formats/tiff/tiff_ccitt_writer.h"
@@ -54,7 +56,7 @@ constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a
 constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
 constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", save_dcx_file, always, append, all_depths}};
 constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", nullptr, always, truncate, depth_8 + depth_24}};
-constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", nullptr, always, truncate, all_depths}};
+constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", save_pct_file, always, truncate, all_depths}};
 
 constexpr format_row formats[] = {
     {".tif", "tif tiff", open_tiff, get_tiff_pages, tiff_get_filetype, true, tiff_types},
@@ -67,7 +69,7 @@ constexpr format_row formats[] = {
     {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
     {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
     {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types},
-    {".pct", "pct pict", nullptr,  nullptr, nullptr,          false, pict_types},
+    {".pct", "pct pict pic", open_pict,  nullptr, nullptr,          false, pict_types},
 };
 // clang-format on
 

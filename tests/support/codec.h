@@ -9,12 +9,12 @@
 inline void add_le(byte_vector& to, uint64_t value, int bytes)
 {
     for (int i = 0; i < bytes; ++i)
-        to.push_back(static_cast<uint8_t>(value >> 8 * i));
+        to.push_back(i < 8 ? static_cast<uint8_t>(value >> 8 * i) : uint8_t{0});
 }
 inline void add_be(byte_vector& to, uint64_t value, int bytes)
 {
     for (int i = bytes; i-- > 0;)
-        to.push_back(static_cast<uint8_t>(value >> 8 * i));
+        to.push_back(i < 8 ? static_cast<uint8_t>(value >> 8 * i) : uint8_t{0});
 }
 inline void add_bytes(byte_vector& to, const byte_vector& more)
 {

@@ -1,0 +1,374 @@
+// pict_test.cpp - Macintosh pictures through the exports: every kind of bitmap and packing,
+// the operations around it, tiles, damaged files, exact output.
+
+#include "tests/builders/pict_builder.h"
+
+namespace {
+
+constexpr int32_t pict = 15;
+using values = std::vector<uint32_t>;
+
+values colors_in(const byte_vector& file)
+{
+    return colors_of(picture_of(file));
+}
+
+const std::vector<std::array<int, 4>> four_colors = {
+    {0, 1, 2, 3}, {1, 4, 5, 6}, {2, 7, 8, 9}, {3, 10, 11, 12}};
+
+// A row as literals, with its count.
+byte_vector packed(const byte_vector& row, bool wide = false)
+{
+    byte_vector code;
+    for (size_t at = 0; at < row.size(); at += 128) {
+        const size_t count = std::min<size_t>(row.size() - at, 128);
+        code.push_back(uint8_t(count - 1));
+        code.insert(code.end(), row.begin() + ptrdiff_t(at), row.begin() + ptrdiff_t(at + count));
+    }
+    byte_vector bytes;
+    add_be(bytes, code.size(), wide ? 2 : 1);
+    add_bytes(bytes, code);
+    return bytes;
+}
+
+byte_vector row_of(byte_vector bytes, size_t size)
+{
+    bytes.resize(size);
+    return bytes;
+}
+
+pict_bits eight_bits(int width, int height, int row_bytes, byte_vector rows)
+{
+    pict_bits b;
+    b.width = width, b.height = height, b.bits = 8, b.row_bytes = row_bytes;
+    b.colors = four_colors;
+    b.rows = std::move(rows);
+    return b;
+}
+
+const values first_three = {0x010203, 0x040506, 0x070809};
+
+byte_vector simple()
+{
+    return eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8))).build();
+}
+
+} // namespace
+
+TEST(pict_reader, reads_bitmaps_and_pixel_maps_of_both_versions)
+{
+    for (int version : {1, 2})
+        for (bool preamble : {true}) {
+            pict_bits plain;
+            plain.width = 9, plain.row_bytes = 2, plain.pixmap = false, plain.rows = {0xA0, 0x80};
+            const values mono = {0,        0xFFFFFF, 0,        0xFFFFFF, 0xFFFFFF,
+                                 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0};
+            EXPECT_EQ(
+                colors_in(pict_builder(version, preamble).op(0x90, plain.build()).op(0xFF).bytes),
+                mono);
+            plain.row_bytes = 8;
+            plain.rows = {4, 1, 0xA0, 0x80, 0xFB, 0x00}; // a literal, a run
+            plain.rows[0] = 5;
+            EXPECT_EQ(
+                colors_in(pict_builder(version, preamble).op(0x98, plain.build()).op(0xFF).bytes),
+                mono);
+            EXPECT_EQ(colors_in(pict_builder(version, preamble)
+                                    .op(0x1A, {1, 0, 2, 0, 3, 0})
+                                    .op(0x1B, {4, 0, 5, 0, 6, 0})
+                                    .op(0x98, plain.build())
+                                    .op(0xFF)
+                                    .bytes)[1],
+                      0x040506u);
+            EXPECT_EQ(colors_in(pict_builder(version, preamble).op(0x98, simple()).op(0xFF).bytes),
+                      first_three);
+        }
+    pict_bits b;
+    b.width = 5, b.colors = four_colors;
+    for (int bits : {1, 2, 4}) {
+        b.bits = bits;
+        b.rows = packed(row_of(bits == 1   ? byte_vector{0x48}
+                               : bits == 2 ? byte_vector{0x1B, 0x40}
+                                           : byte_vector{0x01, 0x23, 0x10},
+                               8));
+        const values v = colors_in(pict_builder().op(0x98, b.build()).op(0xFF).bytes);
+        EXPECT_EQ(v[1], 0x040506u) << bits;
+        EXPECT_EQ(v[2], bits == 1 ? 0x010203u : 0x070809u) << bits;
+    }
+}
+
+TEST(pict_reader, reads_direct_pixels_in_every_packing)
+{
+    const auto direct = [](int bits, int pack, int planes, int row_bytes, byte_vector rows) {
+        pict_bits b;
+        b.width = 3, b.bits = bits, b.pack_type = pack, b.planes = planes, b.row_bytes = row_bytes;
+        b.rows = std::move(rows);
+        return colors_in(pict_builder().op(0x9A, b.build()).op(0xFF).bytes);
+    };
+    const values expected = {0x010203, 0x040506, 0x070809};
+    const byte_vector chunky = {0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9},
+                      planes = {1, 4, 7, 2, 5, 8, 3, 6, 9};
+    byte_vector opaque = {255, 255, 255};
+    add_bytes(opaque, planes);
+    EXPECT_EQ(direct(32, 1, 3, 12, chunky), expected);
+    EXPECT_EQ(direct(32, 2, 3, 12, {1, 2, 3, 4, 5, 6, 7, 8, 9}), expected);
+    EXPECT_EQ(direct(32, 4, 3, 12, packed(planes)), expected);
+    EXPECT_EQ(direct(32, 4, 4, 12, packed(opaque)), expected);
+    EXPECT_EQ(direct(32, 0, 3, 12, packed(planes)), expected);
+    EXPECT_EQ(direct(32, 0, 3, 12, {1, 2, 3, 4, 5, 6, 7, 8, 9}),
+              expected); // none stated, none made
+    const byte_vector pixels = {0xFC, 0x00, 0x03, 0xE0, 0x00, 0x3F, 0, 0};
+    EXPECT_EQ(direct(16, 1, 3, 8, pixels), (values{0xFF0000, 0x00FF00, 0x0008FF}));
+    EXPECT_EQ(direct(16, 3, 3, 8, {10, 2, 0xFC, 0, 3, 0xE0, 0, 0x3F, 0x00, 0, 0}),
+              (values{0xFF0000, 0x00FF00, 0x0008FF}));
+    EXPECT_EQ(direct(16, 0, 3, 8, {3, 0xFD, 0x7C, 0x00}), (values{0xFF0000, 0xFF0000, 0xFF0000}));
+    pict_bits one; // rows of less than 8 bytes are never packed
+    one.bits = 32, one.pack_type = 4, one.planes = 3, one.row_bytes = 4, one.rows = {0, 1, 2, 3};
+    EXPECT_EQ(colors_in(pict_builder().op(0x9A, one.build()).op(0xFF).bytes), values{0x010203});
+}
+
+TEST(pict_reader, finds_the_size_of_row_counts)
+{
+    for (int row_bytes : {200, 202, 249, 250, 251, 252})
+        for (bool wide : {false, true}) {
+            if (row_bytes == 200 && wide) continue;
+            SCOPED_TRACE(testing::Message() << row_bytes << " " << wide);
+            byte_vector rows;
+            for (int y = 0; y < 4; ++y)
+                add_bytes(rows, packed(row_of({uint8_t(y & 3), 1, 2}, size_t(row_bytes)), wide));
+            const values v = colors_in(
+                pict_builder().op(0x98, eight_bits(3, 4, row_bytes, rows).build()).op(0xFF).bytes);
+            EXPECT_EQ(v[0], 0x010203u);
+            EXPECT_EQ(v[9], 0x0A0B0Cu);
+            EXPECT_EQ(v[10], 0x040506u);
+        }
+}
+
+TEST(pict_reader, understands_colour_tables)
+{
+    const auto with = [](int flags, std::vector<std::array<int, 4>> colors) {
+        pict_bits b = eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8)));
+        b.table_flags = flags;
+        b.colors = std::move(colors);
+        return colors_in(pict_builder().op(0x98, b.build()).op(0xFF).bytes);
+    };
+    EXPECT_EQ(with(0, {{2, 7, 8, 9}, {0, 1, 2, 3}, {1, 4, 5, 6}}), first_three);
+    EXPECT_EQ(with(0x8000, {{9, 1, 2, 3}, {9, 4, 5, 6}, {9, 7, 8, 9}}), first_three);
+    EXPECT_EQ(with(0, {{0, 1, 2, 3}, {0, 4, 5, 6}, {0, 7, 8, 9}}), first_three);
+    EXPECT_EQ(with(0, {{1, 4, 5, 6}, {300, 1, 1, 1}}), (values{0, 0x040506, 0}));
+}
+
+TEST(pict_reader, passes_over_every_other_operation)
+{
+    const byte_vector region = {0, 14, 0, 0, 0, 0, 0, 9, 0, 9, 1, 2, 3, 4};
+    const struct {
+        int opcode;
+        byte_vector data;
+    } others[] = {
+        {0x00, {}},
+        {0x01, region},
+        {0x02, byte_vector(8)},
+        {0x03, {0, 1}},
+        {0x04, {1}},
+        {0x05, {0, 1}},
+        {0x06, byte_vector(4)},
+        {0x08, {0, 1}},
+        {0x09, byte_vector(8)},
+        {0x0B, byte_vector(4)},
+        {0x0D, {0, 1}},
+        {0x0E, byte_vector(4)},
+        {0x10, byte_vector(8)},
+        {0x12, {0, 2, 1, 2, 3, 4, 5, 6, 7, 8, 1, 1, 2, 2, 3, 3}},
+        {0x15, {0, 0}},
+        {0x17, {}},
+        {0x1A, byte_vector(6)},
+        {0x1C, {}},
+        {0x1D, byte_vector(6)},
+        {0x1E, {}},
+        {0x20, byte_vector(8)},
+        {0x21, byte_vector(4)},
+        {0x22, byte_vector(6)},
+        {0x23, {0, 1}},
+        {0x24, {0, 3, 1, 2, 3}},
+        {0x28, {0, 0, 0, 0, 2, 'a', 'b'}},
+        {0x29, {0, 1, 'a'}},
+        {0x2B, {0, 0, 1, 'a'}},
+        {0x2C, {0, 2, 1, 1}},
+        {0x30, byte_vector(8)},
+        {0x38, {}},
+        {0x40, byte_vector(8)},
+        {0x48, {}},
+        {0x50, byte_vector(8)},
+        {0x58, {}},
+        {0x60, byte_vector(12)},
+        {0x68, byte_vector(4)},
+        {0x70, region},
+        {0x78, {}},
+        {0x80, region},
+        {0x88, {}},
+        {0x92, {0, 1, 9}},
+        {0x9C, {0, 1, 9}},
+        {0xA0, {0, 1}},
+        {0xA1, {0, 1, 0, 3, 1, 2, 3}},
+        {0xA2, {0, 1, 9}},
+        {0xB0, {}},
+        {0xD0, {0, 0, 0, 1, 9}},
+    };
+    for (int version : {1, 2})
+        for (const auto& other : others) {
+            SCOPED_TRACE(testing::Message() << version << " " << other.opcode);
+            EXPECT_EQ(colors_in(pict_builder(version)
+                                    .op(other.opcode, other.data)
+                                    .op(0x98, simple())
+                                    .op(0xFF)
+                                    .bytes),
+                      first_three);
+        }
+    byte_vector pattern = {0, 1, 1, 2, 3, 4, 5, 6, 7, 8}; // a pattern made of a pixel map
+    const byte_vector map = simple();
+    pattern.insert(pattern.end(), map.begin(), map.end() - ptrdiff_t(18 + 10));
+    add_bytes(pattern, packed(row_of({0, 1, 2}, 8)));
+    for (int opcode : {0x0100, 0x02FE, 0x8000, 0x8100, 0x8200, 0xFFFF, 0x12}) {
+        const byte_vector data = opcode == 0x12    ? pattern
+                                 : opcode < 0x8000 ? byte_vector(size_t(opcode >> 8) * 2)
+                                 : opcode < 0x8100 ? byte_vector{}
+                                                   : byte_vector{0, 0, 0, 3, 1, 2, 3};
+        SCOPED_TRACE(opcode);
+        EXPECT_EQ(colors_in(pict_builder().op(opcode, data).op(0x98, simple()).op(0xFF).bytes),
+                  first_three);
+    }
+    pict_bits with_region = eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8)));
+    for (size_t extra : {0u, 12u}) {
+        with_region.region = {0, uint8_t(10 + extra)};
+        with_region.region.resize(10 + extra);
+        EXPECT_EQ(colors_in(pict_builder().op(0x99, with_region.build()).op(0xFF).bytes),
+                  first_three);
+    }
+    EXPECT_EQ(load_code(pict_builder().op(0x20, byte_vector(8)).op(0xFF).bytes), -7);
+    EXPECT_EQ(load_code(pict_builder().op(0x8200, {0, 0, 0, 2, 1, 2}).op(0xFF).bytes), -7);
+    EXPECT_EQ(colors_in(pict_builder().op(0x98, simple()).bytes), first_three); // no end
+}
+
+TEST(pict_reader, joins_tiles_and_else_takes_the_largest)
+{
+    const auto tile = [](int left, int top, int width, int height, uint8_t value) {
+        byte_vector rows;
+        for (int y = 0; y < height; ++y)
+            add_bytes(rows, packed(byte_vector(8, value)));
+        pict_bits b = eight_bits(width, height, 8, rows);
+        b.left = left, b.top = top;
+        return b;
+    };
+    const auto picture = [](const std::vector<pict_bits>& tiles) {
+        pict_builder file;
+        for (const pict_bits& t : tiles)
+            file.op(0x98, t.build());
+        return picture_of(file.op(0xFF).bytes);
+    };
+    EXPECT_EQ(colors_of(picture({tile(5, 5, 1, 2, 0), tile(5, 7, 1, 1, 1), tile(5, 8, 1, 1, 2)})),
+              (values{0x010203, 0x010203, 0x040506, 0x070809}));
+    // Two rows of tiles side by side, not in order.
+    const image_copy grid = picture(
+        {tile(3, 0, 2, 1, 1), tile(0, 0, 3, 1, 0), tile(0, 1, 1, 2, 2), tile(1, 1, 4, 2, 3)});
+    EXPECT_EQ(colors_of(grid), (values{0x010203, 0x010203, 0x010203, 0x040506, 0x040506, 0x070809,
+                                       0x0A0B0C, 0x0A0B0C, 0x0A0B0C, 0x0A0B0C, 0x070809, 0x0A0B0C,
+                                       0x0A0B0C, 0x0A0B0C, 0x0A0B0C}));
+    // A gap, an overlap, other colours, a scaled one: the largest alone.
+    pict_bits scaled = tile(0, 2, 1, 1, 1), recoloured = tile(0, 2, 1, 1, 1);
+    scaled.drawn_width = 2;
+    recoloured.colors[0][1] = 99;
+    for (const pict_bits& second : {tile(0, 3, 1, 1, 1), tile(0, 1, 1, 1, 1), scaled, recoloured})
+        EXPECT_EQ(picture({tile(0, 0, 1, 2, 0), second}).height, 2);
+}
+
+TEST(pict_reader, takes_the_resolution_of_the_header_first)
+{
+    const auto dpi = [](pict_builder file) {
+        BITMAPINFOHEADER header;
+        std::memcpy(&header, picture_of(file.op(0x98, simple()).op(0xFF).bytes).head.data(),
+                    sizeof header);
+        return std::pair(header.biXPelsPerMeter, header.biYPelsPerMeter);
+    };
+    EXPECT_EQ(dpi(pict_builder().header(300, 150)), (std::pair<LONG, LONG>(300, 150)));
+    EXPECT_EQ(dpi(pict_builder().header(0, 0)), (std::pair<LONG, LONG>(100, 100)));
+}
+
+TEST(pict_reader, survives_damage)
+{
+    expect_cuts_are_survived(pict_builder()
+                                 .header(72, 72)
+                                 .op(0xA1, {0, 1, 0, 3, 1, 2, 3})
+                                 .op(0x98, simple())
+                                 .op(0xFF)
+                                 .bytes);
+    const struct {
+        const char* fault;
+        pict_bits bits;
+        int32_t code;
+    } rows[] = {
+        {"rows shorter than the width", eight_bits(30, 1, 8, packed(byte_vector(8))), -3},
+        {"no width", eight_bits(0, 1, 8, packed(byte_vector(8))), -3},
+        {"upside down", eight_bits(3, -4, 8, packed(byte_vector(8))), -3},
+        {"taller than the data", eight_bits(3, 30000, 8, packed(byte_vector(8))), -3},
+        {"a row that says too much", eight_bits(3, 1, 8, {200, 7, 1, 2}), -3},
+        {"a row that holds nothing", eight_bits(3, 1, 8, {0}), 0},
+        {"a run over the row", eight_bits(3, 1, 8, {4, 0x81, 1, 0x80, 0x80}), 0},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.fault);
+        EXPECT_EQ(load_code(pict_builder().op(0x98, r.bits.build()).op(0xFF).bytes), r.code);
+    }
+    pict_bits odd = eight_bits(3, 1, 8, packed(byte_vector(8)));
+    odd.bits = 3;
+    EXPECT_EQ(load_code(pict_builder().op(0x98, odd.build()).op(0xFF).bytes), -3);
+    EXPECT_EQ(load_code(pict_builder().op(0x01, {0, 1, 0, 0}).op(0x98, simple()).bytes), -3);
+    EXPECT_EQ(load_code(pict_builder().op(0xA1, {0, 1, 0xFF, 0xFF}).op(0x98, simple()).bytes), -3);
+}
+
+TEST(pict_writer, writes_exact_bytes)
+{
+    test_dib dib(10, 2, 8);
+    for (int x = 0; x < 10; ++x)
+        for (int y = 0; y < 2; ++y)
+            dib.set_pixel(x, y, uint32_t(x < 5 ? 7 : x));
+    dib.header()->biXPelsPerMeter = 144;
+    dib.header()->biYPelsPerMeter = 144;
+    const image_guard image(dib.create());
+    const byte_vector file = save_bytes(image, pict);
+    ASSERT_EQ(file.size(), 638u + 8 * 256 + 18 + 2);
+    EXPECT_EQ(file[512] << 8 | file[513], int(file.size() - 512));
+    const byte_vector front = {0,    0,    0, 0, 0, 1,    0, 5,  0, 0x11, 2,    0xFF, 0x0C, 0,
+                               0xFF, 0xFE, 0, 0, 0, 0x90, 0, 0,  0, 0x90, 0,    0,    0,    0,
+                               0,    0,    0, 2, 0, 10,   0, 0,  0, 0,    0,    1,    0,    10,
+                               0,    0,    0, 0, 0, 2,    0, 10, 0, 0x98, 0x80, 10};
+    EXPECT_EQ(byte_vector(file.begin() + 514, file.begin() + 568), front);
+    const byte_vector rows = {8, 0xFC, 7, 4, 5, 6, 7, 8, 9, 8, 0xFC, 7, 4, 5, 6, 7, 8, 9, 0, 0xFF};
+    EXPECT_EQ(byte_vector(file.end() - 20, file.end()), rows);
+}
+
+TEST(pict_writer, keeps_every_depth_and_width)
+{
+    for (int bits : {1, 4, 8, 24})
+        for (int width : {1, 2, 9, 62, 63, 64, 66, 67, 200, 201, 250, 251, 1000})
+            for (int run : {1, 4, 1000}) {
+                SCOPED_TRACE(testing::Message() << bits << " " << width << " " << run);
+                test_dib dib(width, 5, bits);
+                dib.fill_random(uint32_t(width), run);
+                if (bits < 24) dib.set_color(0, 200, 10, 20);
+                const image_guard image(dib.create());
+                expect_same_colors(picture_of(save_bytes(image, pict)), copy_image(image));
+            }
+    // Wider than one row can be: several bitmaps side by side.
+    const struct {
+        int bits, width;
+    } wide[] = {{24, 4095}, {24, 4096}, {24, 9000}, {8, 16383}, {8, 32767}, {4, 32767}, {1, 32767}};
+    for (const auto& w : wide) {
+        SCOPED_TRACE(testing::Message() << w.bits << " " << w.width);
+        test_dib dib(w.width, 3, w.bits);
+        dib.fill_random(1, 20);
+        const image_guard image(dib.create());
+        expect_same_colors(picture_of(save_bytes(image, pict)), copy_image(image));
+    }
+    const image_guard over(test_dib(32768, 1, 1).create());
+    byte_vector room(1000);
+    EXPECT_EQ(IMGX_save_bitmap_mem(over, room.data(), 1000, pict), -7);
+}
