@@ -8,6 +8,7 @@
 #include "formats/gif/gif_reader.h"
 #include "formats/gif/gif_writer.h"
 #include "formats/jpeg/jpeg_reader.h"
+#include "formats/jpeg/jpeg_writer.h"
 #include "formats/pcx/dcx_reader.h"
 #include "formats/pcx/dcx_writer.h"
 #include "formats/pcx/pcx_reader.h"
@@ -55,7 +56,7 @@ constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitma
 constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
 constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
 constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", save_dcx_file, always, append, all_depths}};
-constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", nullptr, always, truncate, depth_8 + depth_24}};
+constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", save_jpg_file, always, truncate, depth_8 + depth_24}};
 constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", save_pct_file, always, truncate, all_depths}};
 
 constexpr format_row formats[] = {

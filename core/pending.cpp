@@ -4,7 +4,3 @@
 #include "core/errors.h"
 #include "core/image.h"
 
-int32_t IMG_STD IMGLOW_set_comp_quality(int32_t)
-{
-    return err_unsupported;
-}

@@ -3,9 +3,10 @@
 
 #include "formats/jpeg/jpeg_idct.h"
 
+#include "formats/jpeg/jpeg_lanes.h"
+
 #include <algorithm>
 #include <cstring>
-#include <emmintrin.h>
 
 namespace {
 
@@ -42,10 +43,8 @@ int32_t o7(int32_t a)
     return times(a, 41, 4);
 }
 
-// The same steps for numbers and for vectors of eight 16-bit numbers. few: inputs 4 to 7 are
-// 0, and so is every product of theirs.
-enum class inputs { all, first_four };
-
+// The same steps for numbers and for vectors of eight 16-bit numbers. With first_four inputs
+// 4 to 7 are 0, and so is every product of theirs.
 template <inputs used, class T> void inverse_8(const T (&x)[8], T (&y)[8])
 {
     constexpr bool all = used == inputs::all;
@@ -97,74 +96,6 @@ void wide_idct(const int16_t* transposed, int8_t* samples, int32_t stride)
         inverse_8<inputs::all>(x, y);
         for (int32_t k = 0; k < 8; ++k)
             samples[k * stride + column] = static_cast<int8_t>(std::clamp(y[k] >> 2, -128, 127));
-    }
-}
-
-// Eight 16-bit numbers with the operators that inverse_8 uses.
-struct lanes {
-    __m128i v;
-    friend lanes operator+(lanes a, lanes b) { return {_mm_add_epi16(a.v, b.v)}; }
-    friend lanes operator-(lanes a, lanes b) { return {_mm_sub_epi16(a.v, b.v)}; }
-};
-
-// (a * factor) >> 16 for a factor outside of 16 bits: whole multiples of 65536 become
-// additions of a, which change nothing in what the shift truncates.
-template <int32_t factor> lanes scaled(lanes a)
-{
-    constexpr int32_t whole = (factor + 32768) >> 16;
-    lanes result = {
-        _mm_mulhi_epi16(a.v, _mm_set1_epi16(static_cast<int16_t>(factor - whole * 65536)))};
-    for (int32_t i = 0; i < whole; ++i)
-        result = result + a;
-    return result;
-}
-lanes c4(lanes a)
-{
-    return scaled<181 << 8>(a);
-}
-lanes e1(lanes a)
-{
-    return scaled<553 << 6>(a);
-}
-lanes e2(lanes a)
-{
-    return scaled<1338 << 6>(a);
-}
-lanes o1(lanes a)
-{
-    return scaled<261 << 7>(a);
-}
-lanes o3(lanes a)
-{
-    return scaled<77 << 9>(a);
-}
-lanes o5(lanes a)
-{
-    return scaled<461 << 7>(a);
-}
-lanes o7(lanes a)
-{
-    return scaled<41 << 12>(a);
-}
-
-// Rows become columns. With first_four only lanes 0 to 3 of the input are other than 0, so
-// only the first four rows of the result are.
-template <inputs used> void transpose(const lanes (&in)[8], lanes (&out)[8])
-{
-    __m128i pairs[8], quads[8];
-    for (size_t i = 0; i < 4; ++i) {
-        pairs[i] = _mm_unpacklo_epi16(in[2 * i].v, in[2 * i + 1].v);
-        if (used == inputs::all) pairs[i + 4] = _mm_unpackhi_epi16(in[2 * i].v, in[2 * i + 1].v);
-    }
-    for (size_t half = 0; half < (used == inputs::all ? 8 : 4); half += 4) {
-        quads[half] = _mm_unpacklo_epi32(pairs[half], pairs[half + 1]);
-        quads[half + 1] = _mm_unpackhi_epi32(pairs[half], pairs[half + 1]);
-        quads[half + 2] = _mm_unpacklo_epi32(pairs[half + 2], pairs[half + 3]);
-        quads[half + 3] = _mm_unpackhi_epi32(pairs[half + 2], pairs[half + 3]);
-        for (size_t i = 0; i < 2; ++i) {
-            out[half + 2 * i].v = _mm_unpacklo_epi64(quads[half + i], quads[half + i + 2]);
-            out[half + 2 * i + 1].v = _mm_unpackhi_epi64(quads[half + i], quads[half + i + 2]);
-        }
     }
 }
 

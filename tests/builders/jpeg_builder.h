@@ -82,7 +82,7 @@ inline huffman all_symbols(uint32_t seed, int symbol_count)
 /// Bits with stuffed zero bytes.
 class bit_writer {
 public:
-    explicit bit_writer(bytes& out) : out_(out) {}
+    explicit bit_writer(bytes& out) : out_(&out) {}
     void put(const std::string& bits)
     {
         for (char b : bits) {
@@ -106,11 +106,11 @@ public:
 private:
     void flush_byte()
     {
-        out_.push_back(static_cast<uint8_t>(byte_));
-        if (byte_ == 0xFF) out_.push_back(0);
+        out_->push_back(static_cast<uint8_t>(byte_));
+        if (byte_ == 0xFF) out_->push_back(0);
         byte_ = count_ = 0;
     }
-    bytes& out_;
+    bytes* out_;
     int byte_ = 0, count_ = 0;
 };
 

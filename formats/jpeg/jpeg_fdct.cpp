@@ -1,0 +1,106 @@
+// jpeg_fdct.cpp - forward DCT in two passes, all results kept in 16 bits, and quantisation by
+// multiplication.
+
+#include "formats/jpeg/jpeg_fdct.h"
+
+#include "formats/jpeg/jpeg_lanes.h"
+
+#include <bit>
+
+namespace {
+
+enum class dct_pass { rows, columns };
+
+lanes rounded_quarter(lanes a)
+{
+    return {_mm_srai_epi16(_mm_add_epi16(a.v, _mm_set1_epi16(2)), 2)};
+}
+
+// (a * 362 + 2048) >> 11, and also (a * 724 + 4096) >> 12: the summand is the shift's unit.
+lanes quarter_of_root(lanes a)
+{
+    return {_mm_add_epi16(scaled<362 << 5>(a).v, _mm_set1_epi16(1))};
+}
+
+// jpeg_fast_dct, and with columns jpeg_fast_dct_last, which divides by 4 besides.
+template <dct_pass pass> void forward_8(const lanes (&x)[8], lanes (&y)[8])
+{
+    const lanes s07 = x[0] + x[7], s34 = x[3] + x[4], s16 = x[1] + x[6], s25 = x[2] + x[5];
+    const lanes d07 = x[0] - x[7], d34 = x[3] - x[4], d16 = x[1] - x[6], d25 = x[2] - x[5];
+
+    const lanes a = s07 + s34, b = s16 + s25;
+    const lanes p = e1(s07 - s34), q = e2(s16 - s25);
+    const lanes y6 = c4(p - q);
+    const lanes y2 = p + q + y6;
+
+    const lanes odd_a = o1(d07), odd_b = o7(d34), odd_c = o3(d16), odd_d = o5(d25);
+    const lanes s = odd_a + odd_b, t = odd_c + odd_d;
+    const lanes u = e1(odd_a - odd_b), v = e2(odd_c - odd_d);
+    const lanes w = c4(u - v);
+    const lanes z = u + w + v;
+    const lanes m = c4(s - t);
+
+    if (pass == dct_pass::rows) {
+        y[0] = c4(a + b);
+        y[4] = c4(a - b);
+        y[2] = y2;
+        y[6] = y6;
+        y[1] = s + t + z;
+        y[3] = m + z;
+        y[5] = m + w;
+        y[7] = w;
+    } else {
+        y[0] = quarter_of_root(a + b);
+        y[4] = quarter_of_root(a - b);
+        y[2] = rounded_quarter(y2);
+        y[6] = rounded_quarter(y6);
+        y[1] = rounded_quarter(s + t + z);
+        y[3] = rounded_quarter(m + z);
+        y[5] = rounded_quarter(m + w);
+        y[7] = rounded_quarter(w);
+    }
+}
+
+__m128i load(const std::array<uint16_t, 64>& table, size_t row)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.data() + 8 * row));
+}
+
+} // namespace
+
+// factor = 2^(15 + s) / q rounded up and scale = 2^(15 - s) with 2^s <= q < 2^(s + 1): the
+// error of the factor is below 1 / q for dividends below 2^14.
+void jpeg_divisors::set(const std::array<uint8_t, 64>& table, quotient rounding)
+{
+    for (size_t i = 0; i < table.size(); ++i) {
+        const uint32_t q = table[i];
+        const int shift = std::bit_width(q) - 1;
+        factor[i] = static_cast<uint16_t>(((32768u << shift) + q - 1) / q);
+        scale[i] = static_cast<uint16_t>(32768u >> shift);
+        bias[i] = static_cast<uint16_t>(rounding == quotient::nearest ? q / 2 : 0);
+    }
+}
+
+void jpeg_dct_and_quantise(const int16_t* samples, int32_t stride, const jpeg_divisors& divisors,
+                           int16_t* coefficients)
+{
+    lanes x[8], y[8];
+    for (lanes& row : y) {
+        row.v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(samples));
+        samples += stride;
+    }
+    transpose<inputs::all>(y, x);
+    forward_8<dct_pass::rows>(x, y);
+    transpose<inputs::all>(y, x);
+    forward_8<dct_pass::columns>(x, y);
+
+    for (size_t row = 0; row < 8; ++row) {
+        const __m128i sign = _mm_srai_epi16(y[row].v, 15);
+        __m128i c = _mm_sub_epi16(_mm_xor_si128(y[row].v, sign), sign);
+        c = _mm_add_epi16(c, load(divisors.bias, row));
+        c = _mm_mulhi_epu16(_mm_add_epi16(c, c), load(divisors.factor, row));
+        c = _mm_mulhi_epu16(_mm_add_epi16(c, c), load(divisors.scale, row));
+        c = _mm_sub_epi16(_mm_xor_si128(c, sign), sign);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(coefficients + 8 * row), c);
+    }
+}
