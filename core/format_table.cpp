@@ -38,10 +38,10 @@ constexpr int32_t all_depths = depth_1 + depth_4 + depth_8 + depth_24;
 // clang-format off
 constexpr file_type tiff_types[] = {
     {0,  "tiff",          "TIFF, uncompressed",                 save_tiff_file, always, append, all_depths},
-    {7,  "tiff-huffman",  "TIFF, CCITT modified Huffman",       nullptr, always, append, depth_1},
-    {8,  "tiff-g3",       "TIFF, CCITT Group 3",                nullptr, always, append, depth_1},
+    {7,  "tiff-huffman",  "TIFF, CCITT modified Huffman",       save_tiff_file_mh, always, append, depth_1},
+    {8,  "tiff-g3",       "TIFF, CCITT Group 3",                save_tiff_file_g3, always, append, depth_1},
     {9,  "tiff-lzw",      "TIFF, LZW",                          save_tiff_file_lzw, always, append_in_interchange, all_depths},
-    {10, "tiff-g4",       "TIFF, CCITT Group 4",                nullptr, always, append, depth_1},
+    {10, "tiff-g4",       "TIFF, CCITT Group 4",                save_tiff_file_g4, always, append, depth_1},
     {16, "tiff-packbits", "TIFF, PackBits",                     save_tiff_file_packbits, interchange_only, append, depth_1},
     {17, "tiff-g3-2d",    "TIFF, CCITT Group 3 two-dimensional", nullptr, never, truncate, 0},
 };

@@ -13,6 +13,7 @@ enum class fidelity {
     exact,           // every pixel comes back
     all_but_last,    // the last pixel may differ
     close,           // smooth pictures come back with a small error
+    fax_lines,       // rows of 1728 pixels, filled up with white or cut
     written_for_good // files that the library writes but does not read back
 };
 
@@ -23,6 +24,7 @@ constexpr struct {
     fidelity kind;
 } peculiar[] = {
     {4, 0, fidelity::all_but_last}, // classic GIF leaves the last string out when it is short
+    {8, 0, fidelity::fax_lines},
     {13, -1, fidelity::close},
     {14, -1, fidelity::written_for_good}, // PostScript
 };
@@ -87,14 +89,15 @@ int distance(uint32_t a, uint32_t b)
 
 void expect_alike(const image_copy& in, const image_copy& out, fidelity kind)
 {
-    ASSERT_EQ(out.width, in.width);
+    ASSERT_EQ(out.width, kind == fidelity::fax_lines ? 1728 : in.width);
     ASSERT_EQ(out.height, in.height);
     int64_t error = 0;
     for (int32_t y = 0; y < in.height; ++y)
-        for (int32_t x = 0; x < in.width; ++x) {
+        for (int32_t x = 0; x < out.width; ++x) {
             const bool last = y == in.height - 1 && x == in.width - 1;
             if (kind == fidelity::all_but_last && last) continue;
-            const int step = distance(in.color(x, y), out.color(x, y));
+            const uint32_t expected = x < in.width ? in.color(x, y) : 0xFFFFFF;
+            const int step = distance(expected, out.color(x, y));
             error += step;
             if (kind != fidelity::close) {
                 ASSERT_EQ(step, 0) << "at " << x << ", " << y;

@@ -90,8 +90,9 @@ private:
     scratch_block row_;
 };
 
-/// The compression whose codes fit the data at the source's position best: options.compression
-/// unless it fails within the first rows and another one does not. Leaves the source there.
+/// The compression whose codes fit the data at the source's position: options.compression
+/// unless its first rows are damaged and another one's are not. Leaves the source there.
 /// For pages whose tag names the wrong code; the strip layout of a page can depend on it.
+///   rows  that the first strip has
 /// Returns a tiff_compression, or err_memory.
 int32_t ccitt_fitting_compression(HFILE file, const ccitt_options& options, int32_t rows);

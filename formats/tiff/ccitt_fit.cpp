@@ -3,6 +3,8 @@
 
 #include "formats/tiff/ccitt_decoder.h"
 
+#include <algorithm>
+
 namespace {
 
 int32_t count_row(void* context, uint8_t*, int32_t, int32_t)
@@ -11,11 +13,17 @@ int32_t count_row(void* context, uint8_t*, int32_t, int32_t)
     return 0;
 }
 
-// Rows that say enough: fewer can add up to the width by chance.
-constexpr int32_t telling_rows = 8;
+// Rows of a trial. One-dimensional rows must each add up to the width, so a few say enough.
+// Rows of Group 4 have no length to check, only one mode in 64 that is none.
+struct trial_rows {
+    int32_t least, most;
+};
+constexpr trial_rows rows_for(uint32_t code)
+{
+    return code == tiff_group4 ? trial_rows{64, 256} : trial_rows{1, 32};
+}
 
-// The codes in the order of trial. Rows of Group 4 cannot be checked against a length, and
-// other data can look like a few of them: the code is taken only where no other one fits.
+// The codes in the order of trial, the weakest evidence last.
 struct trial_order {
     uint32_t codes[4];
 };
@@ -28,10 +36,13 @@ constexpr trial_order order_for(uint32_t named)
     }
 }
 
-// 1 when all rows can be decoded without a single thing that the code does not allow; else 0,
-// or err_memory.
+// 1 when the rows can be decoded without a single thing that the code does not allow; else
+// 0, or err_memory.
 int32_t fits(HFILE file, const ccitt_options& options, int32_t rows)
 {
+    const trial_rows trial = rows_for(options.compression);
+    if (rows < trial.least) return 0;
+    rows = std::min(rows, trial.most);
     int32_t decoded = 0;
     ccitt_decoder decoder(options);
     const int32_t result = decoder.decode_strip(file, rows, 0, {count_row, &decoded});
@@ -44,7 +55,8 @@ int32_t fits(HFILE file, const ccitt_options& options, int32_t rows)
 int32_t ccitt_fitting_compression(HFILE file, const ccitt_options& options, int32_t rows)
 {
     const auto named = static_cast<int32_t>(options.compression);
-    if (named == tiff_group4 && rows < telling_rows) return named;
+    // A few rows of Group 4 can look like rows of another code.
+    if (named == tiff_group4 && rows < 8) return named;
     const int32_t start = img_tell(file);
     for (uint32_t code : order_for(options.compression).codes) {
         if (code == tiff_group4 && named == tiff_group4) break;

@@ -12,3 +12,9 @@ int32_t save_tiff_file_huff(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_
 /// Group 4, the same.
 int32_t save_tiff_file_g4(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_RASTER get_raster,
                           IMG_PRIVATE private_data);
+
+/// save_tiff_file_huff with compression 2 (modified Huffman) and with 3 (Group 3).
+int32_t save_tiff_file_mh(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_RASTER get_raster,
+                          IMG_PRIVATE private_data);
+int32_t save_tiff_file_g3(HFILE sink, const BITMAPINFOHEADER* header, IMG_GET_RASTER get_raster,
+                          IMG_PRIVATE private_data);

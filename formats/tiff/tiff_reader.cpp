@@ -20,7 +20,6 @@ namespace {
 constexpr uint16_t order_word_big = 0x4D4D;    // "MM"
 constexpr uint16_t order_word_little = 0x4949; // "II"
 constexpr int64_t read_piece_bytes = 128 * 1024;
-constexpr uint32_t fitting_rows = 64; // that a fax code has to decode to be taken for right
 
 // A strip's place in the page. Rows count on over the planes.
 struct strip_rows {
@@ -176,9 +175,7 @@ ccitt_options tiff_page_reader::fax_options() const
 int32_t tiff_page_reader::settle_fax_code()
 {
     if (!interchange_mode() || strips_.position_tiff_file(0) < 0) return 0;
-    const auto rows = std::min<uint32_t>(static_cast<uint32_t>(rows_per_strip()), fitting_rows);
-    const int32_t code =
-        ccitt_fitting_compression(source_.file, fax_options(), static_cast<int32_t>(rows));
+    const int32_t code = ccitt_fitting_compression(source_.file, fax_options(), rows_per_strip());
     if (code > 0) page_.description.compression = static_cast<uint32_t>(code);
     return std::min(code, 0);
 }

@@ -297,17 +297,17 @@ TEST(ccitt_decoder, finds_the_code_that_fits)
         byte = static_cast<uint8_t>(maker.number(256));
     for (uint32_t named : all_codes) {
         reset_mem_io_bounded(noise.data(), 2000);
-        EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 64),
+        EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 100),
                   static_cast<int32_t>(named));
     }
     for (uint32_t is : all_codes)
         for (uint32_t named : all_codes) {
             SCOPED_TRACE(testing::Message() << "is " << is << ", named " << named);
-            const auto rows = make_rows(maker, 1000, 64);
+            const auto rows = make_rows(maker, 1000, 100);
             std::string digits = plain_encode(rows, is, maker);
             const byte_string data = plain::bytes_of(digits + std::string(8, '0'));
             reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
-            EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 64),
+            EXPECT_EQ(ccitt_fitting_compression(memory_file, {1000, named}, 100),
                       static_cast<int32_t>(is));
             EXPECT_EQ(img_tell(memory_file), 0);
         }
