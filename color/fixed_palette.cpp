@@ -8,28 +8,58 @@
 #include "core/image.h"
 #include "core/new_dib.h"
 
-#include <algorithm>
+#include <array>
 
 namespace {
 
-// One row of indices. INTENDED: the entry is chosen by the leading bits of each clamped
-// channel and not by distance, and a value that wrapped below zero counts as 255.
-void dither_color_raster8(const color_diffusion& rows, const RGBQUAD* colors, int32_t width,
-                          int32_t row_number, uint8_t* indices)
-{
-    const int32_t direction = row_number & 1 ? -4 : 4;
-    for (int32_t i = 0; i < width; ++i) {
-        const int32_t x = direction > 0 ? i : width - 1 - i;
-        uint16_t* p = rows.current() + 4 * size_t(x);
-        uint16_t* below = rows.next() + 4 * size_t(x);
-        const auto clamped = [&](int c) { return std::min<uint32_t>(p[c], 255); };
-        const uint32_t index = (clamped(2) & 0xE0) | (clamped(1) & 0xE0) >> 3 | clamped(0) >> 6;
-        indices[x] = static_cast<uint8_t>(index);
-        const RGBQUAD& c = colors[index];
-        spread_color_error(p[0] - c.rgbBlue, direction, p, below);
-        spread_color_error(p[1] - c.rgbGreen, direction, p + 1, below + 1);
-        spread_color_error(p[2] - c.rgbRed, direction, p + 2, below + 2);
+// The level of a channel that is chosen by its leading bits and its palette component.
+// INTENDED: levels are truncated and not rounded, and a value that wrapped below zero reads
+// as more than 255 and takes the highest level.
+template <int32_t levels> struct channel_quantiser {
+    static constexpr int32_t level_of(uint32_t value)
+    {
+        return static_cast<int32_t>(value > 255 ? 255 : value) * levels / 256;
     }
+    // Shares of the error, with the level in the highest word.
+    static constexpr uint64_t compute(uint32_t value)
+    {
+        const int32_t level = level_of(value);
+        const int32_t error = static_cast<int32_t>(value) - level * 255 / (levels - 1);
+        return color_shares(error) | static_cast<uint64_t>(level) << 48;
+    }
+
+    // Values beyond the table come from wrapping only.
+    static constexpr uint32_t table_size = 1024;
+    static constexpr auto table = [] {
+        std::array<uint64_t, table_size> t{};
+        for (uint32_t v = 0; v < table_size; ++v)
+            t[v] = compute(v);
+        return t;
+    }();
+    static uint64_t find(uint32_t value)
+    {
+        return value < table_size ? table[value] : compute(value);
+    }
+};
+
+quantised_color quantise_332(uint32_t blue, uint32_t green, uint32_t red)
+{
+    const uint64_t b = channel_quantiser<4>::find(blue), g = channel_quantiser<8>::find(green),
+                   r = channel_quantiser<8>::find(red);
+    return {b, g, r, static_cast<int32_t>(r >> 48 << 5 | g >> 48 << 2 | b >> 48)};
+}
+
+// One row of indices.
+void dither_color_raster8(color_diffusion& rows, int32_t row_number, uint8_t* indices)
+{
+    const auto put = [indices](int32_t x, int32_t index) {
+        indices[x] = static_cast<uint8_t>(index);
+    };
+    using travel = color_diffusion::travel;
+    if (row_number & 1)
+        rows.dither(travel::right_to_left, quantise_332, put);
+    else
+        rows.dither(travel::left_to_right, quantise_332, put);
 }
 
 int32_t mediancut_color(int32_t handle)
@@ -47,8 +77,7 @@ int32_t mediancut_color(int32_t handle)
     rows.feed(image.object(), 0, 0);
     rows.feed(image.object(), 1, 1);
     for (int32_t r = 0; r < image->height; ++r) {
-        dither_color_raster8(rows, target.colors(), image->width, r, target.row(r));
-        rows.advance();
+        dither_color_raster8(rows, r, target.row(r));
         rows.feed(image.object(), 1, r + 2);
     }
     target.install(image, saved_colors::forget);

@@ -17,18 +17,27 @@ public:
     /// Puts grey values into the row that is ahead by 0 (the next to be dithered), 1 or 2.
     void feed(int32_t ahead, const uint8_t* grey);
 
-    /// Turns the next row into bits (first pixel in bit 7, padding of the last byte 0) and
-    /// moves on. INTENDED: rows of even number run left to right, odd ones right to left.
+    /// Turns the next row into bits (first pixel in bit 7) and moves on. INTENDED: rows of
+    /// even number run left to right, odd ones right to left.
+    ///   bits  a row of size_for_long(width, 1) bytes, filled with its padding 0
     void dither(uint8_t* bits, int32_t row_number);
 
 private:
-    uint16_t* pixels(int32_t ahead) const { return rows_[ahead] + guard; }
+    // Columns that take errors beside the picture and are never output; a whole vector, so
+    // that neighbours can be read without a test.
+    static constexpr size_t guard = 8;
+    struct carried;
 
-    // Columns that take errors left and right of the picture and are never output.
-    static constexpr int32_t guard = 2;
+    template <running_values mode>
+    void quantise_group(int32_t group, int32_t direction, carried& from);
+    template <running_values mode> void dither_row(int32_t direction);
+    void split_group(int32_t group);
+    void add_group(int32_t group);
 
     int32_t width_ = 0;
-    running_values values_ = running_values::wrap;
-    scratch_block block_;
-    uint16_t* rows_[3] = {};
+    running_values mode_ = running_values::wrap;
+    scratch_block values_, errors_;
+    uint16_t* rows_[3] = {};       // running values
+    uint16_t* shares_[4] = {};     // a, b, c, d of the row being dithered
+    uint64_t* of_pixel_ = nullptr; // the same, all four of a pixel in one word
 };

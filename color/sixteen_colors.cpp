@@ -60,31 +60,35 @@ int32_t bayer_color(int32_t handle)
     return 0;
 }
 
-// The index of running values; values are not clamped.
-int32_t quantise_sixteen(const uint16_t* p)
+// All bits set when value is above the limit; no branch, since pixels are hard to predict.
+int32_t mask_above(uint32_t value, int32_t limit)
 {
-    int32_t index = 0;
-    if (p[0] > 180) index |= blue;
-    if (p[1] > 180) index |= green;
-    if (p[2] > 180) index |= red;
-    if (p[0] > 220 || p[1] > 220 || p[2] > 220) index |= bright;
-    return index;
+    return (limit - static_cast<int32_t>(value)) >> 31;
+}
+
+// The levels of the three channels are chosen together: one above 220 makes all bright.
+// Values are not clamped.
+quantised_color quantise_sixteen(uint32_t blue_value, uint32_t green_value, uint32_t red_value)
+{
+    const int32_t is_bright =
+        mask_above(blue_value, 220) | mask_above(green_value, 220) | mask_above(red_value, 220);
+    const int32_t level = 128 + (is_bright & 127);
+    int32_t index = is_bright & bright;
+    const auto shares = [&](uint32_t value, int32_t bit) {
+        const int32_t set = mask_above(value, 180);
+        index |= set & bit;
+        return color_shares(static_cast<int32_t>(value) - (set & level));
+    };
+    const uint64_t b = shares(blue_value, blue), g = shares(green_value, green),
+                   r = shares(red_value, red);
+    return {b, g, r, index};
 }
 
 // INTENDED: every row runs left to right.
-void dither_color_raster(const color_diffusion& rows, const RGBQUAD* colors, int32_t width,
-                         uint8_t* out)
+void dither_color_raster(color_diffusion& rows, uint8_t* out)
 {
-    for (int32_t x = 0; x < width; ++x) {
-        uint16_t* p = rows.current() + 4 * size_t(x);
-        uint16_t* below = rows.next() + 4 * size_t(x);
-        const int32_t index = quantise_sixteen(p);
-        put_nibble(out, x, index);
-        const RGBQUAD& c = colors[index];
-        spread_color_error(p[0] - c.rgbBlue, 4, p, below);
-        spread_color_error(p[1] - c.rgbGreen, 4, p + 1, below + 1);
-        spread_color_error(p[2] - c.rgbRed, 4, p + 2, below + 2);
-    }
+    rows.dither(color_diffusion::travel::left_to_right, quantise_sixteen,
+                [out](int32_t x, int32_t index) { put_nibble(out, x, index); });
 }
 
 int32_t diffusion_color(int32_t handle)
@@ -100,8 +104,7 @@ int32_t diffusion_color(int32_t handle)
     rows.feed(image.object(), 0, 0);
     rows.feed(image.object(), 1, 1);
     for (int32_t r = 0; r < image->height; ++r) {
-        dither_color_raster(rows, target.colors(), image->width, target.row(r));
-        rows.advance();
+        dither_color_raster(rows, target.row(r));
         // INTENDED: one row too far. From a height of 4 on, source row 2 is never used and
         // the last row of the result repeats the last source row.
         rows.feed(image.object(), 1, r + 3);

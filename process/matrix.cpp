@@ -8,6 +8,7 @@
 #include "process/filter_strips.h"
 
 #include <algorithm>
+#include <emmintrin.h>
 
 namespace {
 
@@ -46,11 +47,72 @@ bool find_kernel(int32_t type, const signed char* custom, kernel_3x3& kernel)
 
 } // namespace
 
+namespace {
+
+// The weights that are not 0, two by two, with the addresses that they weigh at position 0.
+// An odd one has a partner of weight 0.
+struct tap_pairs {
+    const uint8_t* from[10];
+    __m128i weights[5];
+    int32_t count = 0;
+
+    tap_pairs(const kernel_3x3& kernel, const matrix_rows& in, int32_t step)
+    {
+        const uint8_t* rows[] = {in.below, in.row, in.above};
+        int32_t taps = 0, pair[2] = {};
+        for (int32_t k = 0; k < 9; ++k) {
+            if (kernel.weights[k] == 0) continue;
+            from[taps] = rows[k / 3] + (k % 3 - 1) * step;
+            pair[taps & 1] = kernel.weights[k];
+            if (++taps % 2 == 0) add(pair[0], pair[1]);
+        }
+        if (taps % 2) {
+            from[taps] = from[taps - 1];
+            add(pair[0], 0);
+        }
+    }
+
+private:
+    void add(int32_t first, int32_t second)
+    {
+        weights[count++] = _mm_set1_epi32(
+            static_cast<int32_t>((static_cast<uint32_t>(second) << 16) | (first & 0xFFFF)));
+    }
+};
+
+// Sixteen values by multiply-add of word pairs; sums have 32 bits, saturation clamps them.
+inline __m128i sixteen_values(const tap_pairs& taps, int32_t p)
+{
+    const __m128i zero = _mm_setzero_si128();
+    __m128i sums[4] = {zero, zero, zero, zero};
+    for (int32_t i = 0; i < taps.count; ++i) {
+        const auto load = [&](int32_t tap) {
+            return _mm_loadu_si128(reinterpret_cast<const __m128i*>(taps.from[tap] + p));
+        };
+        const __m128i a = load(2 * i), b = load(2 * i + 1), w = taps.weights[i];
+        const __m128i low = _mm_unpacklo_epi8(a, b), high = _mm_unpackhi_epi8(a, b);
+        const auto add = [&](__m128i& sum, __m128i words) {
+            sum = _mm_add_epi32(sum, _mm_madd_epi16(words, w));
+        };
+        add(sums[0], _mm_unpacklo_epi8(low, zero));
+        add(sums[1], _mm_unpackhi_epi8(low, zero));
+        add(sums[2], _mm_unpacklo_epi8(high, zero));
+        add(sums[3], _mm_unpackhi_epi8(high, zero));
+    }
+    return _mm_packus_epi16(_mm_packs_epi32(sums[0], sums[1]), _mm_packs_epi32(sums[2], sums[3]));
+}
+
+} // namespace
+
 void apply_matrix_bytes(const kernel_3x3& kernel, const matrix_rows& in, uint8_t* out,
                         int32_t first, int32_t last, int32_t step)
 {
+    const tap_pairs taps(kernel, in, step);
+    int32_t p = first;
+    for (; p + 16 <= last; p += 16)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + p), sixteen_values(taps, p));
     const int32_t* k = kernel.weights;
-    for (int32_t p = first; p < last; ++p) {
+    for (; p < last; ++p) {
         const int32_t sum = k[0] * in.below[p - step] + k[1] * in.below[p] +
                             k[2] * in.below[p + step] + k[3] * in.row[p - step] + k[4] * in.row[p] +
                             k[5] * in.row[p + step] + k[6] * in.above[p - step] +
