@@ -12,6 +12,7 @@ const char* IMG_STD IMGX_error_text(int32_t code)
     case err_format: return "the data are not of the expected format, or end early";
     case err_create: return "the output file cannot be created";
     case err_unsupported: return "the file type, compression or depth is not supported";
+    case err_preview: return "the preview of the file cannot be read";
     case err_write: return "the output could not be written completely";
     case err_page: return "there is no such page";
     case err_corrupt: return "the data are damaged";

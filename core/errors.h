@@ -9,6 +9,7 @@ enum img_error : int32_t {
     err_format = -3,          // wrong magic, or data that ended early or cannot be decoded
     err_create = -6,          // output or temporary file cannot be created
     err_unsupported = -7,     // type, compression, depth or colour table not supported
+    err_preview = -8,         // the preview of an EPS file cannot be read
     err_write = -9,           // fewer bytes written than asked
     err_page = -11,           // no such page
     err_corrupt = -12,        // corrupt data, or the first data of a file cannot be read

@@ -5,6 +5,8 @@
 #include "core/settings.h"
 #include "formats/bmp/bmp_reader.h"
 #include "formats/bmp/bmp_writer.h"
+#include "formats/eps/eps_reader.h"
+#include "formats/eps/eps_writer.h"
 #include "formats/gif/gif_reader.h"
 #include "formats/gif/gif_writer.h"
 #include "formats/jpeg/jpeg_reader.h"
@@ -54,20 +56,20 @@ constexpr file_type targa_types[] = {{3, "targa", "Targa", save_tga_file, always
 constexpr file_type gif_types[] = {{4, "gif", "GIF", save_gif_file, always, truncate, depth_4 + depth_8, depth_1}};
 constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitmap", save_wpg_file, always, truncate, depth_1 + depth_4 + depth_8}};
 constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
-constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", nullptr, always, truncate, all_depths}};
+constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", save_eps_file, always, truncate, all_depths}};
 constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", save_dcx_file, always, append, all_depths}};
 constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", save_jpg_file, always, truncate, depth_8 + depth_24}};
 constexpr file_type pict_types[] = {{15, "pict", "Macintosh PICT", save_pct_file, always, truncate, all_depths}};
 
 constexpr format_row formats[] = {
-    {".tif", "tif tiff", open_tiff, get_tiff_pages, tiff_get_filetype, true, tiff_types},
+    {".tif", "tif tiff", open_tiff, get_tiff_pages, tiff_get_filetype, true, tiff_types, tiff_describe},
     {".bmp", "bmp",      open_bmp, nullptr, bmp_get_filetype, false, bmp_types},
     {".pcx", "pcx pcc",  open_pcx,  nullptr, nullptr,          false, pcx_types},
     {".tga", "tga",      open_tga, nullptr, nullptr,          false, targa_types},
     {".gif", "gif",      open_gif, get_gif_pages, nullptr,    false, gif_types},
     {".wpg", "wpg",      open_wpg,  nullptr, nullptr,          false, wpg_types},
     {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
-    {".eps", "eps",      nullptr,  nullptr, nullptr,          false, eps_types},
+    {".eps", "eps",      open_eps,  nullptr, nullptr,          false, eps_types},
     {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
     {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types},
     {".pct", "pct pict pic", open_pict,  nullptr, nullptr,          false, pict_types},

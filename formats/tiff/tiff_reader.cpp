@@ -369,3 +369,22 @@ int32_t tiff_get_filetype(HFILE file)
     if (found == 0 || chain.entries() > tiff_most_first_entries) return err_format;
     return file_type_of(fill_tiff_struct(source, chain).description.compression);
 }
+
+int32_t tiff_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info)
+{
+    tiff_source source{file, static_cast<uint32_t>(start_offset(start))};
+    uint32_t offset = 0;
+    uint16_t order_word = 0;
+    if (int32_t err = tiff_read_header(source, offset, order_word); err < 0) return err;
+    tiff_chain chain(source);
+    for (uint32_t page = start_page(start);; --page) {
+        const int32_t found = page == 0 ? chain.load(offset) : chain.pass(offset);
+        if (found < 0) return found;
+        if (found == 0) return err_page;
+        if (page == 0) break;
+        offset = chain.next_offset();
+        if (offset == 0) return err_page;
+    }
+    info.type = file_type_of(fill_tiff_struct(source, chain).description.compression);
+    return std::min(info.type, 0);
+}

@@ -19,3 +19,6 @@ int32_t get_tiff_pages(HFILE file);
 /// File-type code of the first page, source at the TIFF header: 0 uncompressed, 7, 8, 17, 10
 /// the fax codes, 9 LZW, 16 PackBits, else err_unsupported.
 int32_t tiff_get_filetype(HFILE file);
+
+/// The file-type code of one page.  0, err_page, err_unsupported, or as open_tiff.
+int32_t tiff_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info);
