@@ -85,14 +85,17 @@ void color_diffusion::dither(travel way, Quantise quantise, Put put)
     const int32_t step = way == travel::left_to_right ? 1 : -1;
     // What the last pixel, and the one before it, pass to the next one.
     struct {
-        uint32_t near = 0, far = 0, next_far = 0;
+        uint32_t one_back = 0, two_back = 0, one_back_far = 0;
 
-        uint32_t take(uint16_t value) const { return static_cast<uint16_t>(value + near + far); }
+        uint32_t take(uint16_t value) const
+        {
+            return static_cast<uint16_t>(value + one_back + two_back);
+        }
         void pass(uint64_t shares)
         {
-            far = next_far;
-            near = static_cast<uint32_t>(shares & 0xFFFF);
-            next_far = static_cast<uint32_t>(shares >> 16 & 0xFFFF);
+            two_back = one_back_far;
+            one_back = static_cast<uint32_t>(shares & 0xFFFF);
+            one_back_far = static_cast<uint32_t>(shares >> 16 & 0xFFFF);
         }
     } blue, green, red;
     int32_t x = step > 0 ? 0 : width_ - 1;

@@ -94,9 +94,9 @@ void white_bits(const uint16_t* values, int32_t width, running_values mode, uint
 
 // What the last pixels pass on along the row.
 struct mono_diffusion::carried {
-    uint32_t near = 0; // to the next pixel, from the last one
-    uint32_t far = 0;  // to the next pixel, from the one before the last
-    uint32_t next_far = 0;
+    uint32_t one_back = 0;     // to the next pixel, from the last one
+    uint32_t two_back = 0;     // to the next pixel, from the one before the last
+    uint32_t one_back_far = 0; // what the last pixel keeps for the one after the next
 };
 
 int32_t mono_diffusion::begin(int32_t width, running_values values)
@@ -139,13 +139,13 @@ inline void mono_diffusion::quantise_group(int32_t group, int32_t direction, car
     int32_t x = direction > 0 ? first : first + count - 1;
     uint16_t* row = rows_[0];
     for (int32_t i = 0; i < count; ++i, x += direction) {
-        const auto value = static_cast<uint16_t>(row[x] + from.far + from.near);
+        const auto value = static_cast<uint16_t>(row[x] + from.two_back + from.one_back);
         const uint64_t shares = find_shares<mode>(value);
         row[x] = value;
         of_pixel_[x] = shares;
-        from.far = from.next_far;
-        from.near = static_cast<uint32_t>(shares & 0xFFFF);
-        from.next_far = static_cast<uint32_t>(shares >> 16 & 0xFFFF);
+        from.two_back = from.one_back_far;
+        from.one_back = static_cast<uint32_t>(shares & 0xFFFF);
+        from.one_back_far = static_cast<uint32_t>(shares >> 16 & 0xFFFF);
     }
 }
 
