@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-/// How a quotient becomes a whole number. INTENDED: classic files truncate it toward zero;
+/// How results become whole numbers. INTENDED: classic files truncate quotients toward zero;
 /// interchange mode takes the nearest, which leaves less of an error in the picture.
 enum class quotient { truncated, nearest };
 
@@ -12,7 +12,9 @@ enum class quotient { truncated, nearest };
 struct jpeg_divisors {
     alignas(16) std::array<uint16_t, 64> factor, scale, bias;
 
-    void set(const std::array<uint8_t, 64>& table, quotient rounding);
+    quotient rounding;
+
+    void set(const std::array<uint8_t, 64>& table, quotient how);
 };
 
 /// Samples (rows stride numbers apart, -128 to 127) to quantised coefficients, both in
