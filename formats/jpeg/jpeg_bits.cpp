@@ -76,7 +76,7 @@ void jpeg_bit_reader::load(uint8_t* data_end, uint8_t* to)
     set_end(data_end);
 }
 
-void jpeg_bit_reader::fill_slowly(bit_window& w)
+bit_window jpeg_bit_reader::fill_slowly(bit_window w)
 {
     while (w.count < 56) {
         uint64_t byte = 0;
@@ -93,6 +93,7 @@ void jpeg_bit_reader::fill_slowly(bit_window& w)
         w.bits |= byte << (56 - w.count);
         w.count += 8;
     }
+    return w;
 }
 
 // INTENDED: looks at every bit position, not only at bytes, for FF D0 to FF DF, and does not

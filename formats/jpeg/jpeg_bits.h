@@ -46,7 +46,7 @@ public:
                 return;
             }
         }
-        fill_slowly(w);
+        w = fill_slowly(w);
     }
 
     /// To be called after each block: moves the unread bytes to the front and reads more
@@ -79,7 +79,8 @@ private:
     }
     static bool has_ff(uint64_t v) { return (~v - 0x0101010101010101) & v & 0x8080808080808080; }
 
-    void fill_slowly(bit_window& w);
+    // By value: a window whose address is taken would live in memory.
+    bit_window fill_slowly(bit_window w);
     void refill();
     void load(uint8_t* data_end, uint8_t* to);
     void set_end(uint8_t* end);

@@ -18,14 +18,14 @@ constexpr std::array<uint8_t, 64> transposed_zigzag = [] {
     return table;
 }();
 
-void drop(bit_window& w, int32_t count)
+[[gnu::always_inline]] inline void drop(bit_window& w, int32_t count)
 {
     w.bits <<= count;
     w.count -= count;
 }
 
 // size bits (1 to 15) as a signed number.
-int32_t take_value(bit_window& w, int32_t size)
+[[gnu::always_inline]] inline int32_t take_value(bit_window& w, int32_t size)
 {
     const int32_t value = jpeg_extend(static_cast<uint32_t>(w.bits >> (64 - size)), size);
     drop(w, size);
@@ -33,25 +33,27 @@ int32_t take_value(bit_window& w, int32_t size)
 }
 
 // A symbol whose table entry holds no complete value.
-int32_t take_symbol(const jpeg_decode_table& table, bit_window& w, uint32_t entry)
+[[gnu::always_inline]] inline int32_t take_symbol(const jpeg_decode_table& table, bit_window& w,
+                                                  uint32_t entry)
 {
-    int32_t length = static_cast<int32_t>(entry & jpeg_decode_table::length_mask);
-    int32_t symbol = static_cast<int32_t>(entry >> 8 & 0xFF);
-    if (length == 0) {
-        symbol = table.find(static_cast<uint32_t>(w.bits >> 48), length);
-        if (symbol < 0) return err_format;
+    if ((entry & jpeg_decode_table::length_mask) == 0) {
+        entry = table.find(static_cast<uint32_t>(w.bits >> 48));
+        if (entry == 0) return err_format;
     }
+    const auto length = static_cast<int32_t>(entry & jpeg_decode_table::length_mask);
+    const auto symbol = static_cast<int32_t>(entry >> 8 & 0xFF);
     drop(w, length);
     return symbol;
 }
 
-uint32_t look_up(const jpeg_decode_table& table, const bit_window& w)
+[[gnu::always_inline]] inline uint32_t look_up(const jpeg_decode_table& table, const bit_window& w)
 {
     return table.lookup[w.bits >> (64 - jpeg_decode_table::lookup_bits)];
 }
 
 // DC difference; false when the bits are no code.
-bool jpeg_decode(const jpeg_decode_table& table, bit_window& w, int32_t& difference)
+[[gnu::always_inline]] inline bool jpeg_decode(const jpeg_decode_table& table, bit_window& w,
+                                               int32_t& difference)
 {
     const uint32_t entry = look_up(table, w);
     if (entry & jpeg_decode_table::complete) {

@@ -4,8 +4,9 @@
 
 #include "formats/jpeg/jpeg_tables.h"
 
+#include <algorithm>
 #include <bit>
-#include <cstdlib>
+#include <cstring>
 #include <emmintrin.h>
 
 namespace {
@@ -39,9 +40,27 @@ uint64_t nonzero_positions(const int16_t* coefficients)
     return positions;
 }
 
-bool has_ff(uint32_t v)
+// Coefficients and DC differences as F.1.2.1/T.81 codes them. Differences of 8-bit samples
+// reach 2047.
+constexpr int32_t max_value = 2047;
+struct value_bits {
+    uint16_t size, bits;
+};
+constexpr auto bits_of_value = [] {
+    std::array<value_bits, 2 * max_value + 1> table{};
+    for (int32_t value = -max_value; value <= max_value; ++value) {
+        const auto magnitude = static_cast<uint32_t>(value < 0 ? -value : value);
+        const auto size = std::bit_width(magnitude);
+        const int32_t bits = value < 0 ? value + (1 << size) - 1 : value;
+        table[static_cast<size_t>(value + max_value)] = {static_cast<uint16_t>(size),
+                                                         static_cast<uint16_t>(bits)};
+    }
+    return table;
+}();
+
+bool has_ff(uint64_t v)
 {
-    return (~v - 0x01010101) & v & 0x80808080;
+    return (~v - 0x0101010101010101) & v & 0x8080808080808080;
 }
 
 } // namespace
@@ -52,48 +71,64 @@ void jpeg_code_table::build(std::span<const uint8_t> counts_and_symbols)
     uint32_t code = 0;
     size_t next = 16;
     for (uint32_t length = 1; length <= 16; ++length, code <<= 1)
-        for (uint32_t i = 0; i < counts_and_symbols[length - 1]; ++i)
-            codes[counts_and_symbols[next++]] = code++ << 5 | length;
+        for (uint32_t i = 0; i < counts_and_symbols[length - 1]; ++i, ++code) {
+            const uint32_t symbol = counts_and_symbols[next++];
+            const uint32_t size = symbol & 15;
+            codes[symbol] = code << (size + 5) | (length + size);
+        }
 }
 
-void jpeg_bit_writer::store_32_bits()
+// The first count bytes of a word, most significant first.
+uint8_t* jpeg_bit_writer::store_stuffed(uint8_t* to, uint64_t word, int32_t count)
 {
-    pending_ -= 32;
-    const auto word = static_cast<uint32_t>(bits_ >> pending_);
-    if (!has_ff(word)) {
-        store_u32be(to_, word);
-        to_ += 4;
+    for (; count > 0; --count, word <<= 8) {
+        const auto byte = static_cast<uint8_t>(word >> 56);
+        *to++ = byte;
+        if (byte == 0xFF) *to++ = 0;
+    }
+    return to;
+}
+
+[[gnu::always_inline]] inline void jpeg_bit_writer::put(bit_state& s, uint32_t bits, int32_t count)
+{
+    s.free -= count;
+    if (s.free >= 0) {
+        s.bits = s.bits << count | bits;
         return;
     }
-    for (int32_t shift = 24; shift >= 0; shift -= 8) {
-        const auto byte = static_cast<uint8_t>(word >> shift);
-        *to_++ = byte;
-        if (byte == 0xFF) *to_++ = 0;
+    const uint64_t word = s.bits << (count + s.free) | bits >> -s.free;
+    if (has_ff(word)) {
+        s.to = store_stuffed(s.to, word, 8);
+    } else {
+        const uint64_t swapped = __builtin_bswap64(word);
+        std::memcpy(s.to, &swapped, 8);
+        s.to += 8;
     }
-}
-
-void jpeg_bit_writer::put(uint32_t bits, uint32_t count)
-{
-    bits_ = bits_ << count | bits;
-    pending_ += count;
-    if (pending_ >= 32) store_32_bits();
+    s.free += 64;
+    s.bits = bits; // those that are written leave at the top before they count again
 }
 
 // jpeg_encode: the code of run and size, then size bits of the value.
-void jpeg_bit_writer::put_value(const jpeg_code_table& table, uint32_t run, int32_t value)
+[[gnu::always_inline]] inline void
+jpeg_bit_writer::put_value(bit_state& s, const jpeg_code_table& table, uint32_t run, int32_t value)
 {
-    const auto size = static_cast<uint32_t>(std::bit_width(static_cast<uint32_t>(std::abs(value))));
-    const uint32_t entry = table.codes[run << 4 | size];
-    const uint32_t low = static_cast<uint32_t>(value + (value >> 31)) & ((1u << size) - 1);
-    put((entry >> 5) << size | low, (entry & 31) + size);
+    const value_bits v = bits_of_value[static_cast<size_t>(value + max_value)];
+    const uint32_t entry = table.codes[run << 4 | v.size];
+    put(s, entry >> 5 | v.bits, static_cast<int32_t>(entry & 31));
+}
+
+void jpeg_bit_writer::end(const bit_state& s)
+{
+    bits_ = s.bits;
+    free_ = s.free;
+    sink_.commit(static_cast<size_t>(s.to - start_));
 }
 
 void jpeg_bit_writer::put_block(const int16_t* coefficients, int32_t& predictor,
                                 const jpeg_code_table& dc, const jpeg_code_table& ac)
 {
-    uint8_t* const start = sink_.reserve(block_bytes);
-    to_ = start;
-    put_value(dc, 0, coefficients[0] - predictor);
+    bit_state s = begin();
+    put_value(s, dc, 0, std::clamp(coefficients[0] - predictor, -max_value, max_value));
     predictor = coefficients[0];
 
     uint64_t positions = nonzero_positions(coefficients) & ~uint64_t{1};
@@ -103,26 +138,22 @@ void jpeg_bit_writer::put_block(const int16_t* coefficients, int32_t& predictor,
         positions &= positions - 1;
         uint32_t run = k - last - 1;
         for (; run > 15; run -= 16)
-            put(ac.codes[0xF0] >> 5, ac.codes[0xF0] & 31);
-        put_value(ac, run, coefficients[jpeg_zigzag[k]]);
+            put_value(s, ac, 15, 0);
+        put_value(s, ac, run, coefficients[jpeg_zigzag[k]]);
         last = k;
     }
-    if (last < 63) put(ac.codes[0] >> 5, ac.codes[0] & 31);
-    sink_.commit(static_cast<size_t>(to_ - start));
+    if (last < 63) put_value(s, ac, 0, 0);
+    end(s);
 }
 
 void jpeg_bit_writer::finish(bit_padding padding)
 {
-    uint8_t* const start = sink_.reserve(block_bytes);
-    to_ = start;
+    bit_state s = begin();
     const bool ones = padding == bit_padding::byte_of_ones;
-    const uint32_t unit = ones ? 8 : 16;
-    const uint32_t fill = (unit - pending_ % unit) % unit;
-    put(ones ? (1u << fill) - 1 : 0, fill);
-    for (; pending_ > 0; pending_ -= 8) {
-        const auto byte = static_cast<uint8_t>(bits_ >> (pending_ - 8));
-        *to_++ = byte;
-        if (byte == 0xFF) *to_++ = 0;
-    }
-    sink_.commit(static_cast<size_t>(to_ - start));
+    const int32_t unit = ones ? 8 : 16;
+    const int32_t fill = s.free % unit; // as many as are missing in the last unit
+    put(s, ones ? (1u << fill) - 1 : 0, fill);
+    if (s.free < 64) s.to = store_stuffed(s.to, s.bits << s.free, (64 - s.free) / 8);
+    s.free = 64;
+    end(s);
 }

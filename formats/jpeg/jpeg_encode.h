@@ -6,7 +6,8 @@
 #include <array>
 #include <span>
 
-/// Codes by symbol: the code in bits 5 and up, its length in bits 0 to 4; 0 for no code.
+/// Codes by symbol (run and size): bits 5 and up the code with size zeros behind it for the
+/// value's bits, bits 0 to 4 the length of both together; 0 for no code.
 struct jpeg_code_table {
     std::array<uint32_t, 256> codes;
 
@@ -33,12 +34,21 @@ private:
     // A block takes at most 64 codes of 27 bits, each byte perhaps stuffed.
     static constexpr size_t block_bytes = 512;
 
-    void put(uint32_t bits, uint32_t count);
-    void put_value(const jpeg_code_table& table, uint32_t run, int32_t value);
-    void store_32_bits();
+    // What is pending, and where the next bytes go.
+    struct bit_state {
+        uint64_t bits; // the pending ones are the last
+        int32_t free;  // 64 less the number of pending bits
+        uint8_t* to;
+    };
+
+    static void put(bit_state& s, uint32_t bits, int32_t count);
+    static void put_value(bit_state& s, const jpeg_code_table& table, uint32_t run, int32_t value);
+    static uint8_t* store_stuffed(uint8_t* to, uint64_t word, int32_t count);
+    bit_state begin() { return {bits_, free_, start_ = sink_.reserve(block_bytes)}; }
+    void end(const bit_state& s);
 
     byte_sink& sink_;
-    uint8_t* to_ = nullptr;
-    uint64_t bits_ = 0;    // the pending ones are the last
-    uint32_t pending_ = 0; // at most 31 between calls of put
+    uint8_t* start_ = nullptr;
+    uint64_t bits_ = 0;
+    int32_t free_ = 64;
 };

@@ -38,7 +38,8 @@ template <quotient how> lanes quarter_of_root(lanes a)
 }
 
 // jpeg_fast_dct, and with columns jpeg_fast_dct_last, which divides by 4 besides.
-template <dct_pass pass, quotient how> void forward_8(const lanes (&x)[8], lanes (&y)[8])
+template <dct_pass pass, quotient how>
+[[gnu::always_inline]] inline void forward_8(const lanes (&x)[8], lanes (&y)[8])
 {
     const lanes s07 = x[0] + x[7], s34 = x[3] + x[4], s16 = x[1] + x[6], s25 = x[2] + x[5];
     const lanes d07 = x[0] - x[7], d34 = x[3] - x[4], d16 = x[1] - x[6], d25 = x[2] - x[5];
@@ -77,7 +78,8 @@ template <dct_pass pass, quotient how> void forward_8(const lanes (&x)[8], lanes
 }
 
 template <quotient how>
-void jpeg_dct(const int16_t* samples, int32_t stride, lanes (&coefficients)[8])
+[[gnu::always_inline]] inline void jpeg_dct(const int16_t* samples, int32_t stride,
+                                            lanes (&coefficients)[8])
 {
     lanes x[8], y[8];
     for (lanes& row : y) {

@@ -62,13 +62,13 @@ void jpeg_decode_table::build(const jpeg_huffman_spec& from, coefficient_kind ki
     }
 }
 
-int32_t jpeg_decode_table::find(uint32_t next_16_bits, int32_t& length) const
+uint32_t jpeg_decode_table::find(uint32_t next_16_bits) const
 {
-    for (length = 1; length <= 16; ++length) {
+    for (int32_t length = 1; length <= 16; ++length) {
         if (next_16_bits >= end_code[length]) continue;
-        const int32_t code = static_cast<int32_t>(next_16_bits >> (16 - length));
+        const auto code = static_cast<int32_t>(next_16_bits >> (16 - length));
         const int32_t index = symbol_offset[length] + code;
-        return index < spec->total ? spec->symbols[index] : no_symbol;
+        return index < spec->total ? entry(length, spec->symbols[index]) : 0;
     }
-    return no_symbol;
+    return 0;
 }

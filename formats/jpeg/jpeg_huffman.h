@@ -17,7 +17,6 @@ enum class coefficient_kind { dc, ac };
 
 struct jpeg_decode_table {
     static constexpr int32_t lookup_bits = 10;
-    static constexpr int32_t no_symbol = -1;
 
     // An entry: bits 0 to 5 the stream bits it stands for, 0 when the code is longer than
     // lookup_bits or there is none; bit 6 set when the value is complete; bits 8 to 15 the
@@ -34,9 +33,9 @@ struct jpeg_decode_table {
     /// The spec stays in use. Codes beyond what their length can hold are unreachable.
     void build(const jpeg_huffman_spec& from, coefficient_kind kind);
 
-    /// Symbol of a code that the look-up does not know, and its length; no_symbol when the
-    /// bits are no code of the table.
-    int32_t find(uint32_t next_16_bits, int32_t& length) const;
+    /// The entry of a code that the look-up does not know, its value never complete; 0 when
+    /// the bits are no code of the table.
+    uint32_t find(uint32_t next_16_bits) const;
 };
 
 /// The number that size bits stand for (F.2.2.1/T.81, EXTEND).

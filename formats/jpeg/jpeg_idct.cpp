@@ -45,7 +45,8 @@ int32_t o7(int32_t a)
 
 // The same steps for numbers and for vectors of eight 16-bit numbers. With first_four inputs
 // 4 to 7 are 0, and so is every product of theirs.
-template <inputs used, class T> void inverse_8(const T (&x)[8], T (&y)[8])
+template <inputs used, class T>
+[[gnu::always_inline]] inline void inverse_8(const T (&x)[8], T (&y)[8])
 {
     constexpr bool all = used == inputs::all;
     const T a = c4(x[0]);

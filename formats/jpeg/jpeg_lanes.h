@@ -59,7 +59,8 @@ enum class inputs { all, first_four };
 
 /// Rows become columns. With first_four only lanes 0 to 3 of the input are other than 0, so
 /// only the first four rows of the result are made.
-template <inputs used> void transpose(const lanes (&in)[8], lanes (&out)[8])
+template <inputs used>
+[[gnu::always_inline]] inline void transpose(const lanes (&in)[8], lanes (&out)[8])
 {
     constexpr bool all = used == inputs::all;
     __m128i pairs[8], quads[4];

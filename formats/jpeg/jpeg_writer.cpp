@@ -69,6 +69,8 @@ private:
     jpeg_bit_writer bits_;
     scratch_block pixels_, indices_, planes_;
     component_state states_[3] = {};
+    uint8_t levels_[256]; // of a grey palette
+    bool map_levels_ = false;
     jpeg_divisors luminance_, chrominance_;
     jpeg_code_table dc_[2], ac_[2];
 };
@@ -102,6 +104,12 @@ void jpeg_encoder::build_tables()
     dc_[1].build(jpeg_dc_chrominance);
     ac_[1].build(jpeg_ac_chrominance);
     jpg_set_save_component_params(states_[0], states_[1], states_[2]);
+    if (color_ || !interchange_) return;
+    const RGBQUAD* const colors = dib_colors(&header_);
+    for (int32_t i = 0; i < 256; ++i) {
+        levels_[i] = colors[i].rgbGreen;
+        map_levels_ |= levels_[i] != i;
+    }
 }
 
 void jpeg_encoder::jpg_set_save_component_params(component_state& y, component_state& cb,
@@ -149,11 +157,9 @@ int32_t jpeg_encoder::fetch_row(int32_t row)
         if (int32_t err = source_.get(pixels, row, bytes); err < 0) return err;
     }
     // INTENDED: in classic files the palette index is the grey level.
-    if (!color_ && interchange_) {
-        const RGBQUAD* const colors = dib_colors(&header_);
+    if (map_levels_)
         for (int32_t x = 0; x < header_.biWidth; ++x)
-            pixels[x] = colors[pixels[x]].rgbGreen;
-    }
+            pixels[x] = levels_[pixels[x]];
     pad_row(pixels, color_ ? 3 : 1);
     return 0;
 }

@@ -1,0 +1,249 @@
+// jpeg_bench.cpp - JPEG files beside libjpeg-turbo, in memory, on pictures made here: a
+// photograph-like scene, scanned text, and the same in grey. The peer runs with its fastest
+// and with its default settings; rates are pixels a second of processor time.
+
+#include "core/image.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <random>
+#include <vector>
+
+#include <jpeglib.h>
+
+namespace {
+
+enum class kind { photo, text };
+enum class speed { fastest, defaults };
+
+struct picture {
+    int width = 0, height = 0, components = 3;
+    std::vector<uint8_t> pixels; // blue, green, red or grey; no padding
+};
+
+// Smooth shades at several scales, edges and grain: about the spectrum of a photograph.
+uint8_t photo_sample(int x, int y, int c, uint32_t noise)
+{
+    const double slow = 70 * std::sin(x / 311.0 + c) * std::cos(y / 277.0 - c);
+    const double middle = 25 * std::sin(x / 37.0 + y / 53.0) + 12 * std::sin(x / 7.3 - y / 9.1);
+    const double fine = 6 * std::sin(x / 2.1) * std::sin(y / 2.7);
+    const int edge = ((x / 190 + y / 230) % 3) * 22;
+    const double value = 105 + slow + middle + fine + edge + (noise & 31) * 0.7;
+    return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
+
+// Strokes on nearly white paper.
+uint8_t text_sample(int x, int y, uint32_t noise)
+{
+    const bool line = y % 44 > 12 && y % 44 < 36;
+    const bool letter = (x / 17 * 7919 + y / 44 * 104729) % 7 > 1;
+    const bool stroke = x % 17 < 3 || (y % 44 - 12) % 11 < 3;
+    return static_cast<uint8_t>((line && letter && stroke ? 40 : 244) + (noise & 3));
+}
+
+const picture& make_picture(kind what, int megapixels, int components)
+{
+    static std::map<std::tuple<kind, int, int>, picture> made;
+    picture& p = made[{what, megapixels, components}];
+    if (p.width) return p;
+    p.width = static_cast<int>(std::sqrt(megapixels * 1e6 * 4 / 3)) / 16 * 16;
+    p.height = static_cast<int>(megapixels * 1e6 / p.width) / 16 * 16;
+    p.components = components;
+    p.pixels.reserve(static_cast<size_t>(p.width) * static_cast<size_t>(p.height * components));
+    std::minstd_rand random(7);
+    for (int y = 0; y < p.height; ++y)
+        for (int x = 0; x < p.width; ++x) {
+            const auto noise = static_cast<uint32_t>(random() >> 8);
+            for (int c = 0; c < components; ++c)
+                p.pixels.push_back(what == kind::photo ? photo_sample(x, y, c, noise)
+                                                       : text_sample(x, y, noise));
+        }
+    return p;
+}
+
+std::vector<uint8_t> peer_compress(const picture& p, int quality, int h, int v, speed how)
+{
+    jpeg_compress_struct c;
+    jpeg_error_mgr errors;
+    c.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&c);
+    unsigned char* data = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&c, &data, &size);
+    c.image_width = static_cast<JDIMENSION>(p.width);
+    c.image_height = static_cast<JDIMENSION>(p.height);
+    c.input_components = p.components;
+    c.in_color_space = p.components == 1 ? JCS_GRAYSCALE : JCS_EXT_BGR;
+    jpeg_set_defaults(&c);
+    jpeg_set_quality(&c, quality, TRUE);
+    c.comp_info[0].h_samp_factor = h;
+    c.comp_info[0].v_samp_factor = v;
+    if (how == speed::fastest) c.dct_method = JDCT_IFAST;
+    jpeg_start_compress(&c, TRUE);
+    const size_t stride = static_cast<size_t>(p.width * p.components);
+    while (c.next_scanline < c.image_height) {
+        JSAMPROW row = const_cast<JSAMPROW>(p.pixels.data()) + stride * c.next_scanline;
+        jpeg_write_scanlines(&c, &row, 1);
+    }
+    jpeg_finish_compress(&c);
+    std::vector<uint8_t> out(data, data + size);
+    jpeg_destroy_compress(&c);
+    std::free(data);
+    return out;
+}
+
+void peer_decompress(const std::vector<uint8_t>& file, speed how, std::vector<uint8_t>& rows)
+{
+    jpeg_decompress_struct d;
+    jpeg_error_mgr errors;
+    d.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&d);
+    jpeg_mem_src(&d, file.data(), file.size());
+    jpeg_read_header(&d, TRUE);
+    if (d.num_components == 3) d.out_color_space = JCS_EXT_BGR;
+    if (how == speed::fastest) {
+        d.dct_method = JDCT_IFAST;
+        d.do_fancy_upsampling = FALSE;
+    }
+    jpeg_start_decompress(&d);
+    const size_t stride = (d.output_width * static_cast<size_t>(d.output_components) + 3) / 4 * 4;
+    rows.resize(stride * d.output_height);
+    while (d.output_scanline < d.output_height) {
+        JSAMPROW row = rows.data() + stride * d.output_scanline;
+        jpeg_read_scanlines(&d, &row, 1);
+    }
+    jpeg_finish_decompress(&d);
+    jpeg_destroy_decompress(&d);
+}
+
+struct decode_case {
+    const char* name;
+    kind what;
+    int megapixels, components, h, v;
+};
+constexpr decode_case decode_cases[] = {
+    {"photo 1 MP 4:2:0", kind::photo, 1, 3, 2, 2},   {"photo 1 MP 4:2:2", kind::photo, 1, 3, 2, 1},
+    {"photo 1 MP 4:4:4", kind::photo, 1, 3, 1, 1},   {"photo 1 MP grey", kind::photo, 1, 1, 1, 1},
+    {"text 4 MP 4:2:0", kind::text, 4, 3, 2, 2},     {"text 4 MP grey", kind::text, 4, 1, 1, 1},
+    {"photo 24 MP 4:2:0", kind::photo, 24, 3, 2, 2}, {"photo 24 MP grey", kind::photo, 24, 1, 1, 1},
+};
+
+void set_rate(benchmark::State& state, const picture& p)
+{
+    state.SetItemsProcessed(state.iterations() * p.width * p.height);
+}
+
+void decode_ours(benchmark::State& state, decode_case c)
+{
+    const picture& p = make_picture(c.what, c.megapixels, c.components);
+    const auto file = peer_compress(p, 85, c.h, c.v, speed::defaults);
+    IMGX_set_interchange(1);
+    for (auto _ : state)
+        IMG_delete_bitmap(
+            IMGX_decompress_bitmap_mem(file.data(), static_cast<uint32_t>(file.size()), 0));
+    IMGX_set_interchange(0);
+    set_rate(state, p);
+    state.counters["bits/px"] = static_cast<double>(file.size()) * 8 / (p.width * p.height);
+}
+
+void decode_peer(benchmark::State& state, decode_case c, speed how)
+{
+    const picture& p = make_picture(c.what, c.megapixels, c.components);
+    const auto file = peer_compress(p, 85, c.h, c.v, speed::defaults);
+    for (auto _ : state) {
+        std::vector<uint8_t> rows; // as we do: a new picture each time
+        peer_decompress(file, how, rows);
+        benchmark::DoNotOptimize(rows.data());
+    }
+    set_rate(state, p);
+}
+
+int32_t make_image(const picture& p)
+{
+    const size_t line = static_cast<size_t>(p.width * p.components);
+    const size_t stride = (line + 3) / 4 * 4;
+    std::vector<uint8_t> dib(sizeof(BITMAPINFOHEADER) + (p.components == 1 ? 1024 : 0));
+    BITMAPINFOHEADER header{};
+    header.biSize = sizeof header;
+    header.biWidth = p.width;
+    header.biHeight = p.height;
+    header.biPlanes = 1;
+    header.biBitCount = static_cast<WORD>(8 * p.components);
+    std::memcpy(dib.data(), &header, sizeof header);
+    for (size_t i = sizeof header; i < dib.size(); ++i)
+        dib[i] = static_cast<uint8_t>(i % 4 == 3 ? 0 : (i - sizeof header) / 4);
+    const size_t first = dib.size();
+    dib.resize(first + stride * static_cast<size_t>(p.height));
+    for (int y = 0; y < p.height; ++y)
+        std::memcpy(dib.data() + first + stride * static_cast<size_t>(p.height - 1 - y),
+                    p.pixels.data() + line * static_cast<size_t>(y), line);
+    return IMG_create_handle(dib.data());
+}
+
+void encode_ours(benchmark::State& state, decode_case c, int quality, bool interchange)
+{
+    const picture& p = make_picture(c.what, c.megapixels, c.components);
+    const int32_t image = make_image(p);
+    std::vector<uint8_t> file(p.pixels.size() + 100000);
+    IMGLOW_set_comp_quality(quality);
+    IMGX_set_interchange(interchange);
+    for (auto _ : state)
+        IMGX_save_bitmap_mem(image, file.data(), static_cast<uint32_t>(file.size()), 13);
+    IMGX_set_interchange(0);
+    IMG_delete_bitmap(image);
+    set_rate(state, p);
+}
+
+void encode_peer(benchmark::State& state, decode_case c, int quality, speed how)
+{
+    const picture& p = make_picture(c.what, c.megapixels, c.components);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(peer_compress(p, quality, c.h, c.v, how).data());
+    set_rate(state, p);
+}
+
+constexpr decode_case encode_cases[] = {
+    {"photo 1 MP 4:2:2", kind::photo, 1, 3, 2, 1},
+    {"photo 1 MP grey", kind::photo, 1, 1, 1, 1},
+    {"text 4 MP 4:2:2", kind::text, 4, 3, 2, 1},
+    {"photo 24 MP 4:2:2", kind::photo, 24, 3, 2, 1},
+};
+
+void register_all()
+{
+    const auto add = [](const std::string& name, auto function) {
+        benchmark::RegisterBenchmark(name.c_str(), function)->Unit(benchmark::kMillisecond);
+    };
+    for (const decode_case& c : decode_cases) {
+        const std::string name = std::string("decode ") + c.name;
+        add(name + " ours", [c](benchmark::State& s) { decode_ours(s, c); });
+        add(name + " libjpeg-turbo fastest",
+            [c](benchmark::State& s) { decode_peer(s, c, speed::fastest); });
+        add(name + " libjpeg-turbo default",
+            [c](benchmark::State& s) { decode_peer(s, c, speed::defaults); });
+    }
+    for (const decode_case& c : encode_cases) {
+        const std::string name = std::string("encode ") + c.name;
+        add(name + " ours classic", [c](benchmark::State& s) { encode_ours(s, c, 85, false); });
+        add(name + " ours interchange", [c](benchmark::State& s) { encode_ours(s, c, 85, true); });
+        add(name + " libjpeg-turbo fastest",
+            [c](benchmark::State& s) { encode_peer(s, c, 85, speed::fastest); });
+        add(name + " libjpeg-turbo default",
+            [c](benchmark::State& s) { encode_peer(s, c, 85, speed::defaults); });
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    register_all();
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
