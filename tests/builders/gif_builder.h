@@ -1,0 +1,185 @@
+// gif_builder.h - GIF files for tests, block by block, and LZW data from a plain encoder that
+// shares nothing with the library.
+#pragma once
+
+#include "tests/support/temp_file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
+#include <map>
+#include <span>
+#include <utility>
+
+/// Codes packed least significant bit first.
+class gif_code_bits {
+public:
+    gif_code_bits& put(uint32_t code, uint32_t width)
+    {
+        for (uint32_t bit = 0; bit < width; ++bit, ++count_) {
+            if (count_ % 8 == 0) bytes_.push_back(0);
+            bytes_.back() = static_cast<uint8_t>(bytes_.back() | (code >> bit & 1) << count_ % 8);
+        }
+        return *this;
+    }
+    /// Several codes of one width.
+    gif_code_bits& put(std::initializer_list<uint32_t> codes, uint32_t width)
+    {
+        for (uint32_t code : codes)
+            put(code, width);
+        return *this;
+    }
+    const byte_vector& bytes() const { return bytes_; }
+    size_t bit_count() const { return count_; }
+
+private:
+    byte_vector bytes_;
+    size_t count_ = 0;
+};
+
+inline byte_vector gif_sub_blocks(std::span<const uint8_t> data, size_t block = 255)
+{
+    byte_vector out;
+    while (!data.empty()) {
+        const size_t count = std::min(block, data.size());
+        out.push_back(static_cast<uint8_t>(count));
+        out.insert(out.end(), data.begin(), data.begin() + static_cast<ptrdiff_t>(count));
+        data = data.subspan(count);
+    }
+    out.push_back(0);
+    return out;
+}
+
+/// Sub-blocks of the pixels, as the writer's rules have them: the string table cleared behind
+/// code 4080, blocks of 253 or 254 bytes; with published false the last string left out when
+/// its look-up missed, and the end code as wide as the code before it.
+inline byte_vector gif_plain_lzw(std::span<const uint8_t> pixels, uint32_t code_size,
+                                 bool published)
+{
+    const uint32_t clear = 1u << code_size;
+    std::map<std::pair<uint32_t, uint8_t>, uint32_t> strings;
+    uint32_t width = code_size + 1, next = clear + 2, limit = 1u << width;
+    gif_code_bits bits;
+    std::vector<size_t> seams; // bytes at which blocks begin
+    size_t block_start = 0;    // bit, a multiple of 8
+    const auto write = [&](uint32_t code) {
+        const size_t whole = (bits.bit_count() - block_start) / 8;
+        if (whole >= 253) seams.push_back((block_start += whole * 8) / 8);
+        bits.put(code, width);
+    };
+    const auto count_code = [&] {
+        if (++next != limit + 1) return;
+        if (width == 12) {
+            write(clear);
+            width = code_size + 1, next = clear + 2;
+            strings.clear();
+        } else {
+            ++width;
+        }
+        limit = width == 12 ? 4080 : 1u << width;
+    };
+
+    write(clear);
+    uint32_t prefix = pixels[0];
+    bool found = false;
+    for (uint8_t pixel : pixels.subspan(1)) {
+        const auto string = strings.find({prefix, pixel});
+        found = string != strings.end();
+        if (found) {
+            prefix = string->second;
+            continue;
+        }
+        write(prefix);
+        strings[{prefix, pixel}] = next;
+        count_code();
+        prefix = pixel;
+    }
+    if (found || published) write(prefix);
+    if (published) count_code();
+    write(clear + 1);
+
+    byte_vector out;
+    seams.push_back(bits.bytes().size());
+    size_t at = 0;
+    for (size_t seam : seams) {
+        out.push_back(static_cast<uint8_t>(seam - at));
+        out.insert(out.end(), bits.bytes().begin() + static_cast<ptrdiff_t>(at),
+                   bits.bytes().begin() + static_cast<ptrdiff_t>(seam));
+        at = seam;
+    }
+    out.push_back(0);
+    return out;
+}
+
+/// A file put together from its start; every call appends.
+class gif_builder {
+public:
+    using colors = std::vector<uint32_t>; // 0xRRGGBB, a power of two of them
+
+    /// Signature and screen; no colours: no global table, size bits as given.
+    explicit gif_builder(const char* version, const colors& global = {}, int size_bits = 0)
+    {
+        raw({'G', 'I', 'F'}).raw(version).u16(99).u16(99);
+        const int bits = global.empty() ? size_bits : 0x80 | table_bits(global);
+        raw({static_cast<uint8_t>(bits), 0, 0}).table(global);
+    }
+    gif_builder& extension(uint8_t label, const char* text)
+    {
+        raw({0x21, label});
+        const auto* bytes = reinterpret_cast<const uint8_t*>(text);
+        return append(gif_sub_blocks({bytes, std::strlen(text)}));
+    }
+    gif_builder& picture(int width, int height, uint8_t code_size, const byte_vector& data,
+                         const colors& local = {}, int flags = 0)
+    {
+        raw({0x2C}).u16(0).u16(0).u16(width).u16(height);
+        raw({static_cast<uint8_t>(local.empty() ? flags : flags | 0x80 | table_bits(local))});
+        return table(local).raw({code_size}).append(data);
+    }
+    /// The same from pixels.
+    gif_builder& pixels(int width, int height, uint32_t code_size, const byte_vector& pixels,
+                        const colors& local = {}, int flags = 0)
+    {
+        return picture(width, height, static_cast<uint8_t>(code_size),
+                       gif_plain_lzw(pixels, code_size, true), local, flags);
+    }
+    gif_builder& raw(std::initializer_list<uint8_t> bytes)
+    {
+        out_.insert(out_.end(), bytes);
+        return *this;
+    }
+    byte_vector end() { return raw({0x3B}).out_; }
+    const byte_vector& bytes() const { return out_; }
+
+private:
+    gif_builder& raw(const char* text)
+    {
+        out_.insert(out_.end(), text, text + std::strlen(text));
+        return *this;
+    }
+    gif_builder& append(const byte_vector& bytes)
+    {
+        out_.insert(out_.end(), bytes.begin(), bytes.end());
+        return *this;
+    }
+    gif_builder& u16(int value)
+    {
+        return raw({static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)});
+    }
+    gif_builder& table(const colors& table)
+    {
+        for (uint32_t c : table)
+            raw({static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8),
+                 static_cast<uint8_t>(c)});
+        return *this;
+    }
+    static int table_bits(const colors& table)
+    {
+        int bits = 0;
+        while (2u << bits < table.size())
+            ++bits;
+        return bits;
+    }
+
+    byte_vector out_;
+};
