@@ -245,17 +245,16 @@ TEST(gif_reader, without_any_table_the_colours_are_greys)
 TEST(gif_reader, finds_the_picture_behind_extensions)
 {
     const byte_vector pixels = {1, 2, 3, 0};
-    const auto with = [&](const char* version, const char* comment) {
+    const auto with = [&](const char* version, const std::string& comment) {
         return gif_builder(version, table_of(4))
             .extension(0xFE, comment)
             .extension(0xF9, "abcd")
             .pixels(2, 2, 2, pixels)
             .end();
     };
-    const std::string long_comment(700, 'x');
     EXPECT_EQ(loaded_pixels(with("89a", "hello")), pixels);
     EXPECT_EQ(loaded_pixels(with("89a", "one, two")), pixels);
-    EXPECT_EQ(loaded_pixels(with("89a", long_comment.c_str())), pixels);
+    EXPECT_EQ(loaded_pixels(with("89a", std::string(700, 'x'))), pixels);
     EXPECT_EQ(loaded_pixels(with("87a", "hello")), pixels);
     const interchange_scope interchange;
     // Classic mode scans an 87a file for a comma; interchange mode walks its blocks.

@@ -37,14 +37,12 @@ private:
     size_t count_ = 0;
 };
 
-inline byte_vector gif_sub_blocks(std::span<const uint8_t> data, size_t block = 255)
+inline byte_vector gif_sub_blocks(const byte_vector& data, size_t block = 255)
 {
     byte_vector out;
-    while (!data.empty()) {
-        const size_t count = std::min(block, data.size());
-        out.push_back(static_cast<uint8_t>(count));
-        out.insert(out.end(), data.begin(), data.begin() + static_cast<ptrdiff_t>(count));
-        data = data.subspan(count);
+    for (size_t i = 0; i < data.size(); ++i) {
+        if (i % block == 0) out.push_back(static_cast<uint8_t>(std::min(block, data.size() - i)));
+        out.push_back(data[i]);
     }
     out.push_back(0);
     return out;
@@ -123,11 +121,10 @@ public:
         const int bits = global.empty() ? size_bits : 0x80 | table_bits(global);
         raw({static_cast<uint8_t>(bits), 0, 0}).table(global);
     }
-    gif_builder& extension(uint8_t label, const char* text)
+    gif_builder& extension(uint8_t label, const std::string& text)
     {
         raw({0x21, label});
-        const auto* bytes = reinterpret_cast<const uint8_t*>(text);
-        return append(gif_sub_blocks({bytes, std::strlen(text)}));
+        return append(gif_sub_blocks(byte_vector(text.begin(), text.end())));
     }
     gif_builder& picture(int width, int height, uint8_t code_size, const byte_vector& data,
                          const colors& local = {}, int flags = 0)
