@@ -7,53 +7,140 @@ namespace {
 // INTENDED: with 12 bits the table is cleared once this code has been given, not at 4095.
 constexpr uint32_t last_code = 4080;
 
+constexpr uint32_t slot_bits = 15;
+constexpr uint32_t slot_count = 1u << slot_bits;
+constexpr uint32_t leap_bits = 10;
+constexpr uint32_t leap_pixels = 8;
+
 constexpr uint32_t key_of(uint32_t prefix, uint8_t pixel)
 {
     return prefix << 8 | pixel;
 }
 
+inline uint64_t load_eight(const uint8_t* p)
+{
+    uint64_t eight;
+    std::memcpy(&eight, p, sizeof eight);
+    return eight;
+}
+
 } // namespace
+
+// Code 0 in a slot means none: it is a single pixel, which no string goes on to.
+struct gif_string_tree {
+    // A step of eight pixels from one anchor to the next; a cache that may forget.
+    struct leap {
+        uint64_t pixels;
+        uint32_t generation;
+        uint16_t from, to;
+    };
+
+    uint16_t pairs[256 * 256];  // codes of strings of two pixels
+    uint16_t slots[slot_count]; // hash table of the longer ones, an eighth full at most
+    uint32_t keys[gif_code_count];
+    // The last string on the way whose length is 1 more than a multiple of eight, and how
+    // many pixels the string has behind it.
+    uint16_t anchors[gif_code_count];
+    uint8_t steps[gif_code_count];
+    uint8_t leaps_begin[gif_code_count]; // 1: a leap from this anchor was recorded
+    leap leaps[1u << leap_bits];
+    uint32_t generation;
+
+    void clear(uint32_t single_pixels);
+    uint16_t* gif_in_table(uint32_t prefix, uint8_t pixel);
+    void gif_add_table_entry(uint16_t* place, uint32_t prefix, uint8_t pixel, uint32_t code);
+    void add_leap(uint32_t from, uint32_t to, const uint8_t* pixels);
+    uint32_t find_leap(uint32_t from, const uint8_t* pixels) const;
+    static uint32_t leap_index(uint32_t from, uint64_t pixels)
+    {
+        return static_cast<uint32_t>((pixels + from) * 0x9E3779B97F4A7C15 >> (64 - leap_bits));
+    }
+};
+
+void gif_string_tree::clear(uint32_t single_pixels)
+{
+    std::memset(pairs, 0, single_pixels * 256 * sizeof pairs[0]);
+    std::memset(slots, 0, sizeof slots);
+    std::memset(leaps_begin, 0, sizeof leaps_begin);
+    for (uint32_t i = 0; i < single_pixels; ++i) {
+        anchors[i] = static_cast<uint16_t>(i);
+        steps[i] = 0;
+    }
+    ++generation;
+}
+
+// The slot that holds the string's code, or the empty one that is free for it.
+inline uint16_t* gif_string_tree::gif_in_table(uint32_t prefix, uint8_t pixel)
+{
+    const uint32_t key = key_of(prefix, pixel);
+    uint32_t slot = (prefix * 8 ^ pixel * 0x1E35u) & (slot_count - 1);
+    while (slots[slot] != 0 && keys[slots[slot]] != key)
+        slot = (slot + 1) & (slot_count - 1);
+    return &slots[slot];
+}
+
+inline void gif_string_tree::gif_add_table_entry(uint16_t* place, uint32_t prefix, uint8_t pixel,
+                                                 uint32_t code)
+{
+    *place = static_cast<uint16_t>(code);
+    keys[code] = key_of(prefix, pixel);
+    steps[code] = (steps[prefix] + 1) % leap_pixels;
+    anchors[code] = steps[code] == 0 ? static_cast<uint16_t>(code) : anchors[prefix];
+}
+
+void gif_string_tree::add_leap(uint32_t from, uint32_t to, const uint8_t* pixels)
+{
+    const uint64_t eight = load_eight(pixels);
+    leaps[leap_index(from, eight)] = {eight, generation, static_cast<uint16_t>(from),
+                                      static_cast<uint16_t>(to)};
+    leaps_begin[from] = 1;
+}
+
+inline uint32_t gif_string_tree::find_leap(uint32_t from, const uint8_t* pixels) const
+{
+    const uint64_t eight = load_eight(pixels);
+    const leap& found = leaps[leap_index(from, eight)];
+    const bool same = found.pixels == eight && found.from == from && found.generation == generation;
+    return same ? found.to : 0u;
+}
 
 void gif_block_writer::write_block(uint32_t count)
 {
     sink_.put(static_cast<uint8_t>(count));
     sink_.put(block_, count);
-    fill_ = 0;
 }
 
-void gif_block_writer::finish()
+void gif_block_writer::finish(position at)
 {
-    block_[fill_] = static_cast<uint8_t>(bits_);
-    write_block(fill_ + (bit_count_ > 0));
-    bits_ = bit_count_ = 0;
+    block_[at.fill] = static_cast<uint8_t>(at.bits);
+    write_block(at.fill + (at.bit_count > 0));
     sink_.put(uint8_t{0});
 }
 
 gif_lzw_encoder::gif_lzw_encoder(byte_sink& sink, uint32_t code_size, gif_stream_end end)
-    : blocks_(sink), end_(end), code_size_(code_size), strings_(slot_count * sizeof(uint32_t))
+    : blocks_(sink), end_(end), code_size_(code_size), tree_(sizeof(gif_string_tree))
 {
-    if (!strings_) return;
+    if (!tree_) return;
+    std::memset(tree_.bytes(), 0, tree_.size());
     reset();
-    blocks_.gif_writecode(1u << code_size_, width_);
+    write(1u << code_size_);
 }
 
 void gif_lzw_encoder::reset()
 {
-    std::memset(strings_.bytes(), 0xFF, strings_.size());
+    tree_.as<gif_string_tree>()->clear(1u << code_size_);
     width_ = code_size_ + 1;
     width_limit_ = 1u << width_;
     next_code_ = (1u << code_size_) + 2;
 }
 
-// The next code has been given to a string: a wider code or a fresh table comes when the
-// limit was passed.
-void gif_lzw_encoder::count_code()
+// A wider code or a fresh table, once the last code of this width has been given.
+void gif_lzw_encoder::pass_limit(uint32_t& next_code)
 {
-    ++next_code_;
-    if (next_code_ != width_limit_ + 1) return;
     if (width_ == gif_widest_code) {
-        blocks_.gif_writecode(1u << code_size_, width_);
+        write(1u << code_size_);
         reset();
+        next_code = next_code_;
         return;
     }
     ++width_;
@@ -62,27 +149,46 @@ void gif_lzw_encoder::count_code()
 
 void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
 {
+    const uint8_t* const start = pixels;
     const uint8_t* const end = pixels + count;
     if (prefix_ == no_prefix && pixels != end) prefix_ = *pixels++;
-    uint32_t* const slots = strings_.as<uint32_t>();
+    // Locals, because the compiler must take every byte stored for a change of a member.
+    gif_string_tree& tree = *tree_.as<gif_string_tree>();
+    gif_block_writer::position position = position_;
+    const uint32_t single_pixels = 1u << code_size_;
+    uint32_t next_code = next_code_;
     uint32_t prefix = prefix_;
     bool found = found_;
     while (pixels != end) {
+        if (tree.leaps_begin[prefix] && static_cast<size_t>(end - pixels) >= leap_pixels) {
+            if (const uint32_t far = tree.find_leap(prefix, pixels); far != 0) {
+                prefix = far;
+                found = true;
+                pixels += leap_pixels;
+                continue;
+            }
+        }
         const uint8_t pixel = *pixels++;
-        const uint32_t key = key_of(prefix, pixel);
-        uint32_t slot = (prefix * 4 ^ pixel * 0x1E35u) & (slot_count - 1);
-        while (slots[slot] >> 12 != key && slots[slot] != empty_slot)
-            slot = (slot + 1) & (slot_count - 1);
-        found = slots[slot] != empty_slot;
+        uint16_t* const place = prefix < single_pixels ? &tree.pairs[key_of(prefix, pixel)]
+                                                       : tree.gif_in_table(prefix, pixel);
+        found = *place != 0;
         if (found) {
-            prefix = slots[slot] & (gif_code_count - 1);
+            prefix = *place;
             continue;
         }
-        blocks_.gif_writecode(prefix, width_);
-        slots[slot] = key << 12 | next_code_;
-        count_code();
+        position = blocks_.gif_writecode(position, prefix, width_);
+        tree.gif_add_table_entry(place, prefix, pixel, next_code);
+        if (tree.steps[next_code] == 0 && static_cast<size_t>(pixels - start) >= leap_pixels)
+            tree.add_leap(tree.anchors[prefix], next_code, pixels - leap_pixels);
         prefix = pixel;
+        if (next_code++ == width_limit_) {
+            position_ = position;
+            pass_limit(next_code);
+            position = position_;
+        }
     }
+    position_ = position;
+    next_code_ = next_code;
     prefix_ = prefix;
     found_ = found;
 }
@@ -90,9 +196,10 @@ void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
 void gif_lzw_encoder::finish()
 {
     if (prefix_ != no_prefix && (found_ || end_ == gif_stream_end::published)) {
-        blocks_.gif_writecode(prefix_, width_);
-        if (end_ == gif_stream_end::published) count_code();
+        write(prefix_);
+        if (end_ == gif_stream_end::published && next_code_++ == width_limit_)
+            pass_limit(next_code_);
     }
-    blocks_.gif_writecode((1u << code_size_) + 1, width_);
-    blocks_.finish();
+    write((1u << code_size_) + 1);
+    blocks_.finish(position_);
 }
