@@ -73,12 +73,17 @@ byte_vector random_pixels(std::mt19937& random, size_t count, size_t bytes_per_p
     return pixels;
 }
 
-// The rows of the picture as classic files have them: bottom row first, no padding.
-byte_vector file_rows(test_dib& dib, int32_t width, int32_t height, int32_t bytes_per_pixel)
+enum class order { bottom_first, top_first };
+
+// The rows of the picture without padding.
+byte_vector file_rows(test_dib& dib, int32_t width, int32_t height, int32_t bytes_per_pixel,
+                      order rows_from)
 {
     byte_vector rows;
-    for (int32_t y = height - 1; y >= 0; --y)
-        rows.insert(rows.end(), dib.row(y), dib.row(y) + ptrdiff_t{width} * bytes_per_pixel);
+    for (int32_t i = 0; i < height; ++i) {
+        const uint8_t* row = dib.row(rows_from == order::top_first ? i : height - 1 - i);
+        rows.insert(rows.end(), row, row + ptrdiff_t{width} * bytes_per_pixel);
+    }
     return rows;
 }
 
@@ -109,7 +114,7 @@ TEST(targa_writer, classic_files_are_exact)
             else
                 expected.insert(expected.end(), 3, level);
         }
-        const byte_vector pixels = file_rows(dib, 5, 3, r.bits / 8);
+        const byte_vector pixels = file_rows(dib, 5, 3, r.bits / 8, order::bottom_first);
         expected.insert(expected.end(), pixels.begin(), pixels.end());
         EXPECT_EQ(save(image_guard(dib.create())), expected);
     }
@@ -130,7 +135,8 @@ TEST(targa_writer, interchange_packets_hold_the_picture)
                 const auto bytes_per_pixel = static_cast<size_t>(bits / 8);
                 bool stops_at_rows = false;
                 EXPECT_EQ(targa_unpack(file, 18, bytes_per_pixel, size_t(width), stops_at_rows),
-                          file_rows(dib, width, 4, bits / 8));
+                          file_rows(dib, width, 4, bits / 8, order::top_first));
+                EXPECT_EQ(file[17], 0x20);
                 EXPECT_TRUE(stops_at_rows);
                 // One byte in 128 pixels is the most that packets may cost.
                 const size_t packets = 4 * ((size_t(width) + 127) / 128 + 1);

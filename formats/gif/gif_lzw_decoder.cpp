@@ -2,6 +2,8 @@
 
 #include "formats/gif/gif_lzw_decoder.h"
 
+#include <algorithm>
+
 namespace {
 
 // Room for a batch behind what is left of the one before; wide loads may read on into the
@@ -17,13 +19,18 @@ inline void store_tail(uint8_t* to, uint64_t tail)
 // Writes a string from its end to its start.  Returns the place behind it.
 inline uint8_t* put_string(uint8_t* out, const gif_string* table, const gif_string& string)
 {
-    size_t at = static_cast<size_t>(string.length - 1) & ~size_t{7};
+    const uint32_t length = string.length();
+    if (length <= 8) {
+        store_tail(out, string.tail);
+        return out + length;
+    }
+    size_t at = size_t{length - 1} & ~size_t{7};
     store_tail(out + at, string.tail);
-    for (uint32_t link = string.link; at > 0; link = table[link].link) {
+    for (uint32_t link = string.link(); at > 0; link = table[link].link()) {
         at -= 8;
         store_tail(out + at, table[link].tail);
     }
-    return out + string.length;
+    return out + length;
 }
 
 } // namespace
@@ -73,53 +80,59 @@ gif_lzw_decoder::gif_lzw_decoder(gif_code_reader& codes, uint32_t code_size, gif
 void gif_lzw_decoder::start_table()
 {
     for (uint32_t i = 0; i < 256 && i <= next_code_; ++i)
-        entries()[i] = {i, 1, 0, static_cast<uint8_t>(i)};
+        entries()[i] = gif_string::pixel(i);
     next_code_ = clear_code_ + 2;
     width_ = code_size_ + 1;
 }
 
-// Puts strings until the limit, a code that needs care, or the end of what is gathered.
-// Everything is in locals: the pixels are bytes, so the compiler must take a store of them
-// for a change of any member.
-uint8_t* gif_lzw_decoder::put_ordinary_codes(uint8_t* out, const uint8_t* limit)
+// Puts strings until the limit, a code that needs care, the end of what is gathered, or the
+// code behind which the table changes its state or the codes their width. Everything is in
+// locals: the pixels are bytes, so the compiler must take a store of them for a change of any
+// member.
+template <gif_lzw_decoder::table_state state>
+uint8_t* gif_lzw_decoder::put_codes(uint8_t* out, const uint8_t* limit)
 {
+    const gif_code_reader& codes = codes_;
     gif_string* const table = entries();
     const uint32_t clear_code = clear_code_;
-    const uint32_t bit_end = codes_.bit_end;
-    uint32_t position = codes_.bit_position;
-    uint32_t width = width_;
+    const uint32_t width = width_;
+    const uint32_t mask = (1u << width) - 1;
+    uint32_t position = codes.bit_position;
     uint32_t next_code = next_code_;
     uint32_t previous_code = previous_code_;
     gif_string previous = previous_;
 
-    while (out < limit && bit_end - position >= width) {
-        const uint32_t code = codes_.peek(position) & ((1u << width) - 1);
+    // Positions at which the loop may still take a code.
+    uint32_t count = (codes.bit_end - position) / width;
+    if (state == table_state::growing) count = std::min(count, mask + 1 - next_code);
+    const uint32_t stop = position + count * width;
+    while (position != stop && out < limit) {
+        const uint32_t code = codes.peek(position) & mask;
         if (code - clear_code <= 1 || code > next_code) break;
         position += width;
-
-        // The new string is the previous one and the first pixel of this one, which is the
-        // new string itself when its own code comes at once.
-        gif_string& added = table[next_code];
-        added.first = previous.first;
-        const uint64_t pixel = table[code].first;
-        const uint32_t tail_length = previous.length & 7;
-        added.tail = tail_length ? previous.tail | pixel << (tail_length * 8) : pixel;
-        added.link = static_cast<uint16_t>(tail_length ? previous.link : previous_code);
-        added.length = static_cast<uint16_t>(previous.length + 1);
-
+        if (state == table_state::growing) {
+            // The new string is the previous one and the first pixel of this one, which is
+            // the new string itself when its own code comes at once.
+            const uint64_t pixel = (code == next_code ? previous : table[code]).first();
+            table[next_code++] = previous.with(pixel, previous_code);
+        }
         previous = table[code];
         previous_code = code;
         out = put_string(out, table, previous);
-
-        // A full table stays as it is until a clear code.
-        next_code += next_code < gif_code_count;
-        if (next_code == 1u << width && width < gif_widest_code) ++width;
     }
     codes_.bit_position = position;
-    width_ = width;
     next_code_ = next_code;
     previous_code_ = previous_code;
     previous_ = previous;
+    return out;
+}
+
+// A full table stays as it is until a clear code.
+uint8_t* gif_lzw_decoder::put_ordinary_codes(uint8_t* out, const uint8_t* limit)
+{
+    if (next_code_ == gif_code_count) return put_codes<table_state::full>(out, limit);
+    out = put_codes<table_state::growing>(out, limit);
+    if (next_code_ == 1u << width_ && width_ < gif_widest_code) ++width_;
     return out;
 }
 
@@ -136,7 +149,7 @@ gif_lzw_decoder::status gif_lzw_decoder::put_code_behind_clear(uint8_t*& out)
     }
     const auto pixel = static_cast<uint8_t>(code);
     previous_code_ = pixel;
-    previous_ = {pixel, 1, 0, pixel};
+    previous_ = gif_string::pixel(pixel);
     *out++ = pixel;
     behind_clear_ = false;
     return status::more;

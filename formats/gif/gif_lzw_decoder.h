@@ -54,10 +54,22 @@ private:
 /// A string is kept as its last 1 to 8 pixels and a link to the string before those, so that
 /// it is written in steps of eight pixels, from its end.
 struct gif_string {
-    uint64_t tail;   // the pixels, first one lowest; zeros behind the last
-    uint16_t length; // of the whole string
-    uint16_t link;   // code of the string without its tail; of no meaning up to length 8
-    uint8_t first;   // pixel
+    uint64_t tail; // the pixels, first one lowest; zeros behind the last
+    uint64_t head; // length of the whole string, link << 16, first pixel << 32
+
+    uint32_t length() const { return head & 0xFFFF; }
+    /// Code of the string without its tail; of no meaning up to length 8.
+    uint32_t link() const { return head >> 16 & 0xFFFF; }
+    uint64_t first() const { return head >> 32; }
+
+    static gif_string pixel(uint32_t value) { return {value, 1 | uint64_t{value} << 32}; }
+    /// This string, which has a code, and one more pixel.
+    gif_string with(uint64_t added_pixel, uint32_t code) const
+    {
+        const uint32_t tail_length = length() % 8;
+        if (tail_length != 0) return {tail | added_pixel << (tail_length * 8), head + 1};
+        return {added_pixel, (head & ~uint64_t{0xFFFF0000}) + 1 + (uint64_t{code} << 16)};
+    }
 };
 
 /// One stream of codes.
@@ -83,6 +95,8 @@ public:
 
 private:
     void start_table();
+    enum class table_state { growing, full };
+    template <table_state state> uint8_t* put_codes(uint8_t* out, const uint8_t* limit);
     uint8_t* put_ordinary_codes(uint8_t* out, const uint8_t* limit);
     status put_code_behind_clear(uint8_t*& out);
     gif_string* entries() const { return table_.as<gif_string>(); }

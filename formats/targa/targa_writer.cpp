@@ -1,5 +1,6 @@
-// targa_writer.cpp - writes Targa files, bottom row first: uncompressed, in interchange mode
-// run-length encoded.
+// targa_writer.cpp - writes Targa files. Classic ones are uncompressed, bottom row first; in
+// interchange mode they are run-length encoded, top row first, which every reader shows
+// upright: some leave files with the bottom row first upside down unless told otherwise.
 
 #include "formats/targa/targa_writer.h"
 
@@ -10,6 +11,8 @@
 #include "formats/targa/targa_runs.h"
 
 namespace {
+
+enum class targa_layout { classic, interchange };
 
 // 1 for 24 bits, or when any entry of the colour table is not grey.
 int32_t tga_is_color(const BITMAPINFOHEADER* header)
@@ -34,12 +37,13 @@ targa_image_type image_type(const BITMAPINFOHEADER* header)
 }
 
 void write_header(byte_sink& sink, const BITMAPINFOHEADER* header, targa_image_type type,
-                  bool run_length)
+                  targa_layout layout)
 {
+    const bool interchange = layout == targa_layout::interchange;
     const bool mapped = type == targa_mapped;
     sink.put(uint8_t{0}); // length of the image ID
     sink.put(uint8_t{mapped});
-    sink.put(static_cast<uint8_t>(type + (run_length ? targa_run_length : 0)));
+    sink.put(static_cast<uint8_t>(type + (interchange ? targa_run_length : 0)));
     sink.put_u16le(0); // first map index
     sink.put_u16le(mapped ? 256 : 0);
     sink.put(mapped ? uint8_t{24} : uint8_t{0});
@@ -47,7 +51,7 @@ void write_header(byte_sink& sink, const BITMAPINFOHEADER* header, targa_image_t
     sink.put_u16le(static_cast<uint32_t>(header->biWidth));
     sink.put_u16le(static_cast<uint32_t>(header->biHeight));
     sink.put(static_cast<uint8_t>(header->biBitCount));
-    sink.put(uint8_t{0}); // descriptor: bottom row first, no attribute bits
+    sink.put(interchange ? targa_top_first : uint8_t{0}); // no attribute bits
 }
 
 void tga_write_palette(byte_sink& sink, const BITMAPINFOHEADER* header)
@@ -74,17 +78,16 @@ int32_t save_tga_file(HFILE file, const BITMAPINFOHEADER* header, IMG_GET_RASTER
     scratch_block row(static_cast<size_t>(stride) + run_slack_bytes);
     if (!sink.ok() || !row) return err_memory;
 
-    // Classic files are never compressed.
-    const bool run_length = interchange_mode();
+    const auto layout = interchange_mode() ? targa_layout::interchange : targa_layout::classic;
     const targa_image_type type = image_type(header);
-    write_header(sink, header, type, run_length);
+    write_header(sink, header, type, layout);
     if (type == targa_mapped) tga_write_palette(sink, header);
 
     const row_source source{get_raster, private_data};
     for (int32_t i = 0; i < header->biHeight; ++i) {
-        if (int32_t err = source.get(row.bytes(), header->biHeight - 1 - i, stride); err < 0)
-            return err;
-        if (run_length)
+        const int32_t index = layout == targa_layout::interchange ? i : header->biHeight - 1 - i;
+        if (int32_t err = source.get(row.bytes(), index, stride); err < 0) return err;
+        if (layout == targa_layout::interchange)
             targa_put_runs(sink, row.bytes(), header->biWidth, pixel_bytes);
         else
             sink.put(row.bytes(),

@@ -4,6 +4,7 @@
 #include "tests/support/peer_tools.h"
 
 #include <gif_lib.h>
+#include <span>
 
 namespace {
 
@@ -102,11 +103,12 @@ std::vector<pixmap> write_with_giflib(const char* name, const std::vector<giflib
 }
 
 // Commands that turn a file into a pixmap: input and output names follow.
-std::vector<std::string> converters_to_pixmap(const std::string& extension)
+std::vector<std::string> converters_to_pixmap(const std::string& extension,
+                                              const std::string& options)
 {
     std::vector<std::string> commands;
     if (have_tool("convert-im6.q16"))
-        commands.push_back("convert-im6.q16 -regard-warnings %i -depth 8 ppm:%o");
+        commands.push_back("convert-im6.q16 -regard-warnings %i " + options + " -depth 8 ppm:%o");
     if (have_tool("gm")) commands.push_back("gm convert %i -depth 8 ppm:%o");
     const std::string netpbm = extension == ".gif" ? "giftopnm" : "tgatoppm";
     if (have_tool(netpbm)) commands.push_back(netpbm + " %i > %o");
@@ -119,13 +121,15 @@ std::string with_names(std::string command, const std::string& in, const std::st
     return command.replace(command.find("%o"), 2, out);
 }
 
-void expect_peers_read(const test_dib& dib, const std::string& extension, int32_t type)
+// options  of ImageMagick
+void expect_peers_read(const test_dib& dib, const std::string& extension, int32_t type,
+                       const std::string& options = "")
 {
     const image_guard image(dib.create());
     const temp_file file(extension), out(".ppm");
     ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
     const pixmap expected = pixmap_of(copy_image(image));
-    for (const std::string& command : converters_to_pixmap(extension)) {
+    for (const std::string& command : converters_to_pixmap(extension, options)) {
         SCOPED_TRACE(command);
         ASSERT_TRUE(run_tool(with_names(command, file.name(), out.name())));
         EXPECT_TRUE(read_pixmap(out.name()) == expected);
@@ -243,24 +247,29 @@ TEST(targa_interop, other_programs_read_ours)
 {
     for (int mode : {0, 1}) {
         IMGX_set_interchange(mode);
+        // ImageMagick turns files with the bottom row first upright only when asked to.
+        const char* options = mode == 0 ? "-auto-orient" : "";
         for (int32_t bits : {8, 24})
             for (auto [width, height] : {std::pair(1, 1), {9, 4}, {321, 123}})
                 for (int run : {1, 9})
-                    expect_peers_read(colored_dib(width, height, bits, run), ".tga", 3);
+                    expect_peers_read(colored_dib(width, height, bits, run), ".tga", 3, options);
         test_dib grey(20, 20, 8);
         grey.fill_random(1, 2);
-        expect_peers_read(grey, ".tga", 3);
+        expect_peers_read(grey, ".tga", 3, options);
     }
     IMGX_set_interchange(0);
 }
 
 TEST(targa_interop, we_read_other_programs_files)
 {
+    // ImageMagick marks pictures without an orientation as having the bottom row first,
+    // whatever their order, hence -orient.
     const peer_writer writers[] = {
-        {"convert-im6.q16", "convert-im6.q16 %i -compress none tga:%o", 3000},
-        {"convert-im6.q16", "convert-im6.q16 %i -compress RLE tga:%o", 3000},
-        {"convert-im6.q16", "convert-im6.q16 %i -type PaletteMatte -compress RLE tga:%o", 200},
-        {"convert-im6.q16", "convert-im6.q16 %i -type TrueColorMatte tga:%o", 3000},
+        {"convert-im6.q16", "convert-im6.q16 %i -orient TopLeft -compress none tga:%o", 3000},
+        {"convert-im6.q16", "convert-im6.q16 %i -orient TopLeft -compress RLE tga:%o", 3000},
+        {"convert-im6.q16",
+         "convert-im6.q16 %i -orient BottomLeft -flip -type Palette -compress RLE tga:%o", 200},
+        {"convert-im6.q16", "convert-im6.q16 %i -orient TopLeft -type TrueColorMatte tga:%o", 3000},
         {"gm", "gm convert %i tga:%o", 3000},
         {"pamtotga", "ppmtotga -rgb %i > %o", 3000},
         {"pamtotga", "ppmtotga -cmap %i > %o", 250},

@@ -47,6 +47,8 @@ decoded plain_decode(const byte_vector& data, uint32_t code_size, gif_stream_rul
     byte_vector previous = {0};
     bool first = published;
     while (out.pixels.size() < at_most) {
+        // Before a code, not behind one: with code size 1 the second code is already wider.
+        if (!first && next == 1u << width && width < 12) ++width;
         const auto code = next_code();
         if (!code) return out.ended = status::damaged, out;
         if (*code == clear && (!first || published)) {
@@ -66,7 +68,7 @@ decoded plain_decode(const byte_vector& data, uint32_t code_size, gif_stream_rul
             if (next < 4096) strings[next] = added;
             previous = strings[*code];
             out.pixels.insert(out.pixels.end(), previous.begin(), previous.end());
-            if (next < 4096 && ++next == 1u << width && width < 12) ++width;
+            if (next < 4096) ++next;
         }
     }
     out.pixels.resize(at_most);
@@ -104,6 +106,7 @@ byte_vector random_stream(std::mt19937& random, uint32_t code_size, size_t count
     bits.put(clear, width);
     bool first = true;
     for (size_t i = 0; i < count; ++i) {
+        if (!first && next == 1u << width && width < 12) ++width;
         const uint32_t top = std::min(next, 4095u);
         uint32_t code = random() % 3 ? random() % clear : top - random() % std::min(top, 40u);
         if (!first && random() % 4 == 0) code = top;
@@ -117,8 +120,8 @@ byte_vector random_stream(std::mt19937& random, uint32_t code_size, size_t count
             first = true;
         } else if (first) {
             first = false;
-        } else if (next < 4096 && ++next == 1u << width && width < 12) {
-            ++width;
+        } else if (next < 4096) {
+            ++next;
         }
     }
     return bits.put(clear + 1, width).bytes();
