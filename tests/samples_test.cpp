@@ -38,6 +38,16 @@ constexpr sample samples[] = {
     {"chart_8_gray.bmp", 1,  1,  61, 47, 8,  0x4C04A01E4AEC3D27},
     {"chart_24.bmp",     1,  1,  61, 47, 24, 0xC0B684ED54B8F20D},
     {"chart_24_os2.bmp", 12, 1,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_1.gif",      4,  4,  61, 47, 1,  0x89C261A1AEC1CC41},
+    {"chart_4_interlaced.gif", 4, 4, 61, 47, 4, 0x4E4D9A4D0B314D93},
+    {"chart_8.gif",      4,  4,  61, 47, 8,  0x1BB3A2F981A28A28},
+    {"chart_gm.gif",     4,  4,  61, 47, 8,  0x89070EEA2A062B0B},
+    {"chart_animated.gif", 4, 4, 61, 47, 8,  0x1D14C14A409A0001},
+    {"chart_8.tga",      3,  3,  61, 47, 8,  0xE835EEC8A84460B1},
+    {"chart_8_gray.tga", 3,  3,  61, 47, 8,  0x7E85625047AF22FB},
+    {"chart_24.tga",     3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_24_rle.tga", 3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_32_rle.tga", 3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
 };
 // clang-format on
 

@@ -161,8 +161,8 @@ void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
     bool found = found_;
     while (pixels != end) {
         if (tree.leaps_begin[prefix] && static_cast<size_t>(end - pixels) >= leap_pixels) {
-            if (const uint32_t far = tree.find_leap(prefix, pixels); far != 0) {
-                prefix = far;
+            if (const uint32_t landing = tree.find_leap(prefix, pixels); landing != 0) {
+                prefix = landing;
                 found = true;
                 pixels += leap_pixels;
                 continue;
