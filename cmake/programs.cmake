@@ -17,6 +17,10 @@ endif()
 
 file(GLOB viewer_sources CONFIGURE_DEPENDS viewer/*.cpp viewer/*.rc)
 if(WIN32 AND viewer_sources)
+  enable_language(RC)
+  # The resource compiler does not follow includes.
+  set_source_files_properties(${PROJECT_SOURCE_DIR}/viewer/viewer.rc PROPERTIES
+    OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/viewer/resource.h)
   add_executable(viewer WIN32 ${viewer_sources})
   target_link_libraries(viewer PRIVATE trevolan trevolan_options comdlg32 comctl32 shell32 gdi32)
 endif()

@@ -1,0 +1,36 @@
+// dialogs.h - what the viewer asks and tells the user.
+#pragma once
+
+#include "viewer/document.h"
+
+#include <optional>
+#include <string>
+
+/// Asks for a file to open.
+std::optional<std::string> ask_file_to_open(HWND owner);
+
+struct save_choice {
+    std::string path;
+    save_type type;
+};
+
+/// Asks for a name and a type.
+///   multi_page_only  offers only types that hold several pages
+std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& suggestion,
+                                            bool multi_page_only);
+
+/// Asks for a name with a fixed extension, such as "emf".
+std::optional<std::string> ask_name(HWND owner, const char* title, const char* extension);
+
+struct tone_choice {
+    int32_t contrast = 0, brightness = 0;
+};
+
+std::optional<tone_choice> ask_tone(HWND owner);
+std::optional<print_settings> ask_print_settings(HWND owner, const print_settings& present);
+
+/// "The picture cannot be saved: the disk is full." - what failed and why, in plain words.
+void tell_error(HWND owner, const std::string& what_failed, int32_t code);
+
+/// False when the user rather keeps the changes.
+bool may_lose_changes(HWND owner, const document& picture);

@@ -1,0 +1,148 @@
+// document.cpp - the picture that is open: its file, page and image handle.
+
+#include "viewer/document.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t code_open = -2;
+constexpr int32_t code_create = -6;
+constexpr int32_t code_handle = -13;
+constexpr size_t bmp_file_header_bytes = 14;
+
+int32_t load_page(const std::string& path, int32_t page)
+{
+    OFSTRUCT opened;
+    const HFILE file = OpenFile(path.c_str(), &opened, OF_READ);
+    if (file == HFILE_ERROR) return code_open;
+    const int32_t handle = IMG_decompress_bitmap_fd(file, 0, page);
+    _lclose(file);
+    return handle;
+}
+
+// A name beside the file, so that it can be renamed to it.
+std::string temporary_beside(const std::string& path)
+{
+    return path + ".new";
+}
+
+// Everything that the crop rectangle holds, saved into memory as a bitmap file.
+std::vector<uint8_t> as_bitmap_file(int32_t handle, size_t capacity)
+{
+    std::vector<uint8_t> file(capacity);
+    const int32_t bytes =
+        IMGX_save_bitmap_mem(handle, file.data(), static_cast<uint32_t>(file.size()), 1);
+    file.resize(bytes > 0 ? static_cast<size_t>(bytes) : 0);
+    return file;
+}
+
+} // namespace
+
+std::vector<save_type> save_types()
+{
+    std::vector<save_type> types;
+    IMGX_TYPE_INFO info;
+    for (int32_t i = 0; IMGX_get_type_info(i, &info) == 0; ++i) {
+        if (info.writes == 0) continue;
+        std::string extension = info.extensions;
+        extension.resize(std::min(extension.find(' '), extension.size()));
+        types.push_back(
+            {info.code, info.description, extension, info.write_depths, info.multi_page != 0});
+    }
+    return types;
+}
+
+void document::read_size()
+{
+    IMG_bitmap_info(handle_, &width_, &height_, &bits_);
+}
+
+void document::show_all()
+{
+    IMG_set_croprect(handle_, 0, 0, width_, height_);
+}
+
+void document::take(int32_t handle, const std::string& path, int32_t page, int32_t page_count)
+{
+    if (handle_ >= 0) IMG_delete_bitmap(handle_);
+    handle_ = handle;
+    path_ = path;
+    page_ = page;
+    page_count_ = page_count;
+    modified_ = false;
+    read_size();
+    set_print_settings(settings_);
+}
+
+int32_t document::open(const std::string& path, int32_t page)
+{
+    const int32_t handle = load_page(path, page);
+    if (handle < 0) return handle;
+    const int32_t pages = IMGLOW_get_pages(path.c_str());
+    take(handle, path, page, pages > 0 ? pages : 1);
+    return 0;
+}
+
+int32_t document::adopt(int32_t handle, const std::string& title)
+{
+    if (handle < 0) return handle;
+    take(handle, title, 0, 1);
+    modified_ = true;
+    return 0;
+}
+
+void document::close()
+{
+    if (handle_ >= 0) IMG_delete_bitmap(handle_);
+    handle_ = -1;
+    path_.clear();
+    page_count_ = 0;
+    modified_ = false;
+}
+
+int32_t document::save(const std::string& path, const save_type& type, bool append)
+{
+    if (!is_open()) return code_handle;
+    show_all();
+    // Multi-page types add to a file that exists: replacing one takes another name.
+    const std::string target = append ? path : temporary_beside(path);
+    if (!append) DeleteFileA(target.c_str());
+    const int32_t result = IMG_save_bitmap(handle_, target.c_str(), type.code);
+    if (append) return result < 0 ? result : 0;
+    if (result < 0) {
+        DeleteFileA(target.c_str());
+        return result;
+    }
+    if (!MoveFileExA(target.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        DeleteFileA(target.c_str());
+        return code_create;
+    }
+    modified_ = false;
+    return 0;
+}
+
+HGLOBAL document::packed_dib()
+{
+    if (!is_open()) return nullptr;
+    show_all();
+    const size_t stride = (static_cast<size_t>(width_) * static_cast<size_t>(bits_) + 31) / 32 * 4;
+    const std::vector<uint8_t> file =
+        as_bitmap_file(handle_, 2048 + stride * static_cast<size_t>(height_));
+    if (file.size() <= bmp_file_header_bytes) return nullptr;
+    const size_t bytes = file.size() - bmp_file_header_bytes;
+    HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, bytes);
+    if (!block) return nullptr;
+    std::memcpy(GlobalLock(block), file.data() + bmp_file_header_bytes, bytes);
+    GlobalUnlock(block);
+    return block;
+}
+
+void document::set_print_settings(const print_settings& settings)
+{
+    settings_ = settings;
+    if (!is_open()) return;
+    IMGX_set_print_tone(handle_, settings.dot_gain, settings.gamma, settings.brightness);
+    IMGX_set_print_dither(handle_, settings.dither);
+}

@@ -1,0 +1,84 @@
+// document.h - the picture that is open: its file, page and image handle.
+#pragma once
+
+#include "core/image.h"
+
+#include <string>
+#include <vector>
+
+/// One row of the library's table of file types that can be written.
+struct save_type {
+    int32_t code;
+    std::string description;
+    std::string extension; // the usual one
+    int32_t write_depths;  // sum of depths
+    bool multi_page;
+};
+
+/// The types that pictures can be saved as.
+std::vector<save_type> save_types();
+
+/// Tone for printing and saving, kept over pages.
+struct print_settings {
+    int32_t gamma = 0, brightness = 0, dot_gain = 0, dither = 0;
+};
+
+class document {
+public:
+    document() = default;
+    ~document() { close(); }
+    document(const document&) = delete;
+    document& operator=(const document&) = delete;
+
+    bool is_open() const { return handle_ >= 0; }
+    int32_t handle() const { return handle_; }
+    int32_t page() const { return page_; }
+    int32_t page_count() const { return page_count_; }
+    int32_t width() const { return width_; }
+    int32_t height() const { return height_; }
+    int32_t bits() const { return bits_; }
+    const std::string& path() const { return path_; }
+    bool modified() const { return modified_; }
+    const print_settings& settings() const { return settings_; }
+
+    /// All return 0, or the library's code; on failure what was open stays open.
+    int32_t open(const std::string& path, int32_t page = 0);
+    /// Takes over a handle that came from elsewhere, such as a scanner.
+    int32_t adopt(int32_t handle, const std::string& title);
+    void close();
+
+    /// Runs an operation on the handle and shows the whole picture again.
+    template <class Operation> int32_t change(Operation operation)
+    {
+        if (!is_open()) return -13;
+        show_all();
+        const int32_t result = operation(handle_);
+        if (result >= 0) modified_ = true;
+        read_size();
+        show_all();
+        return result;
+    }
+
+    /// Saves the whole picture under a name. An existing file is replaced only when the new
+    /// one is complete; append adds a page to it instead.
+    int32_t save(const std::string& path, const save_type& type, bool append);
+
+    /// The picture as a packed DIB in a movable block for the clipboard; 0 on failure.
+    HGLOBAL packed_dib();
+
+    void set_print_settings(const print_settings& settings);
+
+    /// Makes the crop rectangle the whole picture.
+    void show_all();
+
+private:
+    void read_size();
+    void take(int32_t handle, const std::string& path, int32_t page, int32_t page_count);
+
+    int32_t handle_ = -1;
+    std::string path_;
+    int32_t page_ = 0, page_count_ = 0;
+    int32_t width_ = 0, height_ = 0, bits_ = 0;
+    bool modified_ = false;
+    print_settings settings_;
+};

@@ -1,0 +1,132 @@
+// printing.cpp - prints the picture: on a printer, or into a metafile.
+
+#include "viewer/printing.h"
+
+#include <algorithm>
+#include <commdlg.h>
+
+namespace {
+
+constexpr int32_t code_create = -6;
+
+bool job_cancelled = false;
+
+// GDI runs this now and then while a job is written: keeps the program alive and lets Esc
+// end the job.
+BOOL CALLBACK abort_procedure(HDC, int)
+{
+    MSG message;
+    while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) job_cancelled = true;
+        TranslateMessage(&message);
+        DispatchMessageA(&message);
+    }
+    return job_cancelled ? FALSE : TRUE;
+}
+
+struct page_area {
+    int32_t width, height; // device pixels
+    int32_t x_per_inch, y_per_inch;
+};
+
+page_area area_of(HDC dc)
+{
+    return {GetDeviceCaps(dc, HORZRES), GetDeviceCaps(dc, VERTRES), GetDeviceCaps(dc, LOGPIXELSX),
+            GetDeviceCaps(dc, LOGPIXELSY)};
+}
+
+// The largest rectangle of the picture's shape, in the middle of the page. Fax pages are
+// finer across than down: their resolutions decide the shape.
+RECT place_on_page(const page_area& page, const document& picture)
+{
+    unsigned char block[1064];
+    IMGLOW_get_bitmap_header(picture.handle(), block);
+    const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(block);
+    const bool known = header->biXPelsPerMeter > 0 && header->biYPelsPerMeter > 0;
+    const double x_resolution = known ? header->biXPelsPerMeter : 1;
+    const double y_resolution = known ? header->biYPelsPerMeter : 1;
+    const double width = picture.width() / x_resolution * page.x_per_inch;
+    const double height = picture.height() / y_resolution * page.y_per_inch;
+    const double scale = std::min(page.width / width, page.height / height);
+    const auto w = static_cast<LONG>(width * scale);
+    const auto h = static_cast<LONG>(height * scale);
+    const LONG x = (page.width - w) / 2, y = (page.height - h) / 2;
+    return {x, y, x + w, y + h};
+}
+
+int32_t print_page(HDC dc, document& picture)
+{
+    picture.show_all();
+    const RECT at = place_on_page(area_of(dc), picture);
+    return IMG_print_bitmap(picture.handle(), dc, at.left, at.top, at.right - at.left,
+                            at.bottom - at.top);
+}
+
+// The page that is shown comes from the window, with its changes; others from the file.
+int32_t print_page_number(HDC dc, document& picture, int32_t page)
+{
+    if (page == picture.page()) return print_page(dc, picture);
+    document other;
+    other.set_print_settings(picture.settings());
+    const int32_t result = other.open(picture.path(), page);
+    return result < 0 ? result : print_page(dc, other);
+}
+
+int32_t print_pages(HDC dc, document& picture, int32_t first, int32_t last)
+{
+    for (int32_t page = first; page <= last; ++page) {
+        if (StartPage(dc) <= 0) return -7;
+        const int32_t result = print_page_number(dc, picture, page);
+        if (EndPage(dc) <= 0 && result >= 0) return -7;
+        if (result < 0) return result;
+    }
+    return 0;
+}
+
+} // namespace
+
+print_result print_document(HWND owner, document& picture, int32_t& code)
+{
+    PRINTDLGA dialog{};
+    dialog.lStructSize = sizeof dialog;
+    dialog.hwndOwner = owner;
+    dialog.Flags = PD_RETURNDC | PD_NOSELECTION | PD_USEDEVMODECOPIESANDCOLLATE;
+    dialog.nMinPage = 1;
+    dialog.nMaxPage = static_cast<WORD>(std::min(picture.page_count(), 65535));
+    dialog.nFromPage = dialog.nToPage = static_cast<WORD>(picture.page() + 1);
+    if (!PrintDlgA(&dialog))
+        return CommDlgExtendedError() ? print_result::no_printer : print_result::cancelled;
+    const bool range = (dialog.Flags & PD_PAGENUMS) != 0;
+    const int32_t first = range ? dialog.nFromPage - 1 : 0;
+    const int32_t last = range ? dialog.nToPage - 1 : picture.page_count() - 1;
+
+    job_cancelled = false;
+    SetAbortProc(dialog.hDC, abort_procedure);
+    DOCINFOA info{};
+    info.cbSize = sizeof info;
+    info.lpszDocName = picture.path().c_str();
+    EnableWindow(owner, FALSE);
+    code = StartDocA(dialog.hDC, &info) > 0 ? print_pages(dialog.hDC, picture, first, last) : -7;
+    if (code < 0)
+        AbortDoc(dialog.hDC);
+    else
+        EndDoc(dialog.hDC);
+    EnableWindow(owner, TRUE);
+    DeleteDC(dialog.hDC);
+    GlobalFree(dialog.hDevMode);
+    GlobalFree(dialog.hDevNames);
+    if (job_cancelled) return print_result::cancelled;
+    return code < 0 ? print_result::failed : print_result::done;
+}
+
+int32_t print_to_metafile(document& picture, const std::string& path)
+{
+    HDC recorder = CreateEnhMetaFileA(nullptr, path.c_str(), nullptr, "Trevolan Viewer\0Picture\0");
+    if (!recorder) return code_create;
+    const int32_t result = print_page(recorder, picture);
+    HENHMETAFILE metafile = CloseEnhMetaFile(recorder);
+    if (!metafile) return code_create;
+    DeleteEnhMetaFile(metafile);
+    if (result < 0) DeleteFileA(path.c_str());
+    return result;
+}

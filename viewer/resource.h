@@ -1,0 +1,65 @@
+/* resource.h - identifiers of menus, commands and dialogs; plain numbers for the resource
+   compiler. */
+#ifndef TREVOLAN_VIEWER_RESOURCE_H
+#define TREVOLAN_VIEWER_RESOURCE_H
+
+#define IDR_MENU 100
+#define IDR_ACCELERATORS 101
+#define IDD_TONE 110
+#define IDD_PRINT_TONE 111
+
+#define IDM_OPEN 1001
+#define IDM_SAVE_AS 1002
+#define IDM_APPEND 1003
+#define IDM_PRINT 1004
+#define IDM_PRINT_METAFILE 1005
+#define IDM_PRINT_TONE 1006
+#define IDM_CLOSE 1007
+#define IDM_EXIT 1008
+
+#define IDM_COPY 1101
+#define IDM_PASTE 1102
+#define IDM_SAVE_CLIPBOARD 1103
+
+#define IDM_FIT 1201
+#define IDM_ACTUAL_SIZE 1202
+#define IDM_ZOOM_IN 1203
+#define IDM_ZOOM_OUT 1204
+#define IDM_NEXT_PAGE 1211
+#define IDM_PREVIOUS_PAGE 1212
+#define IDM_FIRST_PAGE 1213
+#define IDM_LAST_PAGE 1214
+
+#define IDM_ROTATE_RIGHT 1301
+#define IDM_ROTATE_LEFT 1302
+#define IDM_ROTATE_180 1303
+#define IDM_FLIP_X 1304
+#define IDM_FLIP_Y 1305
+#define IDM_INVERT 1306
+#define IDM_SHARPEN 1307
+#define IDM_SMOOTH 1308
+#define IDM_TONE 1309
+#define IDM_REVERT 1310
+
+#define IDM_GRAY 1401
+#define IDM_MONO_HALFTONE 1402
+#define IDM_MONO_ORDERED 1403
+#define IDM_MONO_DIFFUSION 1404
+#define IDM_COLORS_256 1405
+#define IDM_COLORS_16 1406
+#define IDM_PROMOTE_8 1407
+#define IDM_PROMOTE_24 1408
+
+#define IDM_SCAN_SELECT 1501
+#define IDM_SCAN_PAGE 1502
+#define IDM_SCAN_PAGES 1503
+
+#define IDM_ABOUT 1601
+
+#define IDC_CONTRAST 2001
+#define IDC_BRIGHTNESS 2002
+#define IDC_GAMMA 2003
+#define IDC_DOT_GAIN 2004
+#define IDC_DITHER 2005
+
+#endif
