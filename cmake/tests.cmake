@@ -38,6 +38,10 @@ trevolan_add_test(interface_tests SOURCES ${interface_tests} LIBRARIES trevolan 
 trevolan_add_test(unit_tests SOURCES ${unit_tests} LIBRARIES trevolan_static)
 if(WIN32)
   trevolan_add_test(win32_tests SOURCES ${win32_tests} LIBRARIES trevolan gdi32 user32 winspool comdlg32)
+  # Some of them start the viewer.
+  if(TARGET win32_tests AND TARGET viewer)
+    add_dependencies(win32_tests viewer)
+  endif()
 else()
   if(NOT TREVOLAN_SANITIZE)
     add_test(NAME exports
