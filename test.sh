@@ -62,13 +62,21 @@ stage_win32() {
   fi
   say "32-bit Windows tests under Wine"
   (use_wine && xvfb-run -a -s "-screen 0 1280x1024x24" "$here/test.sh" --under-wine)
+  (use_wine && xvfb-run -a -s "-screen 0 1024x768x8" "$here/test.sh" --under-wine-palette)
+}
+
+# Runs inside xvfb-run with a display whose colours are in a palette.
+under_wine_palette() {
+  gtest win32-palette wine "$here/build/win32/win32_tests.exe" --gtest_filter='palette*'
+  wineserver -k
 }
 
 # Runs inside xvfb-run, with Wine's environment set.
 under_wine() {
   local program
   for program in interface unit win32; do
-    [ -f "build/win32/${program}_tests.exe" ] && gtest "win32-$program" wine "$here/build/win32/${program}_tests.exe"
+    [ -f "build/win32/${program}_tests.exe" ] && gtest "win32-$program" wine "$here/build/win32/${program}_tests.exe" \
+      --gtest_filter=-palette_display.*
   done
   # The tool's driver is a native program; the tool that it drives is the Windows one.
   TREVOLAN_TOOL_COMMAND="wine $here/build/win32/trevolan.exe" gtest win32-tool "$here/build/native/tool_tests" \
@@ -110,10 +118,10 @@ stage_fuzz() {
   wait
 }
 
-if [ "${1:-}" = --under-wine ]; then
-  under_wine
-  exit
-fi
+case "${1:-}" in
+--under-wine) under_wine; exit ;;
+--under-wine-palette) under_wine_palette; exit ;;
+esac
 
 scripts/setup.sh test || exit 1
 rm -rf "$work"
