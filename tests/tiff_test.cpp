@@ -511,6 +511,11 @@ TEST(tiff_writer, classic_bytes_of_packbits_rows)
     }
 }
 
+int32_t IMG_STD stop_at_once(IMG_PRIVATE, int32_t)
+{
+    return -99;
+}
+
 TEST(tiff_writer, appends_only_to_sound_little_endian_chains)
 {
     test_dib dib(9, 5, 1);
@@ -538,8 +543,7 @@ TEST(tiff_writer, appends_only_to_sound_little_endian_chains)
     byte_vector block = save(image, 0, grey_page().build());
     EXPECT_EQ(count_pages(block), 2);
     // A save that the client stops leaves the pages of a file as they were.
-    IMG_set_statusbar(
-        0, [](IMG_PRIVATE, int32_t) -> int32_t { return -99; }, 1);
+    IMG_set_statusbar(0, stop_at_once, 1);
     EXPECT_EQ(IMG_save_bitmap(image, file.name(), 0), -99);
     IMG_set_statusbar(0, nullptr, 0);
     EXPECT_EQ(count_pages(file.bytes()), 2);
