@@ -376,8 +376,24 @@ IMG_API int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x,
 /** The same by the device's own means: one stretch, no tone, no dots of ours. */
 IMG_API int32_t IMG_STD IMG_print_bitmap_fast(int32_t handle, HDC printer, int32_t x, int32_t y,
                                               int32_t width, int32_t height);
+/* ---- scanning through the TWAIN source manager; Windows only ------------------------
+ * Each call opens TWAIN32.DLL's source manager, runs the window messages of this thread
+ * until the source is done, and closes everything again, whatever fails. One acquisition
+ * runs at a time: a call from inside another gives -16.
+ * Errors: -17 no source manager   -16 manager or source cannot be opened or enabled
+ *         -18 cancelled, or nothing transferred   -1 no usable picture */
+
+/** Shows the manager's dialog for choosing a source.  0, also when it is cancelled. */
 IMG_API int32_t IMG_STD IMG_scan_open_source(HWND window);
+
+/** Scans one page into a new image.  show_ui  not 0: the source shows its own dialog. */
 IMG_API int32_t IMG_STD IMG_scan_acquire(HWND window, int32_t show_ui);
+
+/** Scans pages into files until the source has no more.
+ *  prefix  name of the one file, for types that hold pages (0, 7, 8, 10, 11, 16); for the
+ *          others what stands before "%08d.img", null for nothing
+ *  Returns the handle that the last page had (the image is deleted already), or the code of
+ *  what ended the run: a transfer's, a save's, -6 where one file has no name. */
 IMG_API int32_t IMG_STD IMG_scan_pages(HWND window, const char* prefix, int32_t type,
                                        int32_t show_ui);
 #endif
