@@ -45,6 +45,16 @@ public:
     /// Goes on at an absolute position.
     void seek(int32_t position);
 
+    /// The same, in the buffer where the position lies in it.
+    void seek_near(int32_t position)
+    {
+        const int64_t ahead = int64_t{position} - tell();
+        if (ahead < buffer_.bytes() - next || ahead > end - next)
+            seek(position);
+        else
+            next += ahead;
+    }
+
     /// From now on every byte read comes with its bits in reverse order (TIFF FillOrder 2).
     void reverse_bits() { reversed_ = true; }
 

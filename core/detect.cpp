@@ -2,6 +2,7 @@
 
 #include "core/byte_stream.h"
 #include "core/format_table.h"
+#include "core/settings.h"
 
 #include <cstring>
 
@@ -28,6 +29,15 @@ bool looks_like_targa(const probe& p)
     return ((type >= 1 && type <= 3) || (type >= 9 && type <= 11)) && p.b[1] < 2;
 }
 
+// A metafile without a placement header: kind, nine words of header, version. The classic
+// tests take it for Targa.
+bool looks_like_bare_metafile(const probe& p)
+{
+    const uint32_t kind = load_u16le(p.b), words = load_u16le(p.b + 2),
+                   version = load_u16le(p.b + 4);
+    return (kind == 1 || kind == 2) && words == 9 && (version == 0x0100 || version == 0x0300);
+}
+
 // The first test that holds wins.
 const char* extension_of(const probe& p)
 {
@@ -40,6 +50,7 @@ const char* extension_of(const probe& p)
     if (p.b[0] == 0xFF && p.b[1] == 0xD8) return ".jpg";
     if (p.starts_with("WPC", 1)) return ".wpg";
     if (p.b[0] == 10) return ".pcx";
+    if (interchange_mode() && looks_like_bare_metafile(p)) return ".wmf";
     if (looks_like_targa(p)) return ".tga";
     // INTENDED: the second byte, not the first, is compared with 2.
     if (magic == 0x9AC6CDD7 || p.b[0] == 1 || p.b[1] == 2) return ".wmf";

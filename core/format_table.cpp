@@ -22,6 +22,8 @@
 #include "formats/tiff/tiff_ccitt_writer.h"
 #include "formats/tiff/tiff_reader.h"
 #include "formats/tiff/tiff_writer.h"
+#include "formats/wmf/wmf_reader.h"
+#include "formats/wmf/wmf_writer.h"
 #include "formats/wpg/wpg_reader.h"
 #include "formats/wpg/wpg_writer.h"
 
@@ -55,7 +57,7 @@ constexpr file_type pcx_types[] = {{2, "pcx", "PCX", save_pcx_file, always, trun
 constexpr file_type targa_types[] = {{3, "targa", "Targa", save_tga_file, always, truncate, depth_8 + depth_24}};
 constexpr file_type gif_types[] = {{4, "gif", "GIF", save_gif_file, always, truncate, depth_4 + depth_8, depth_1}};
 constexpr file_type wpg_types[] = {{5, "wpg", "WordPerfect graphics with a bitmap", save_wpg_file, always, truncate, depth_1 + depth_4 + depth_8}};
-constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", nullptr, always, truncate, all_depths}};
+constexpr file_type wmf_types[] = {{6, "wmf", "Placeable Windows metafile with a bitmap", save_wmf_file, always, truncate, all_depths}};
 constexpr file_type eps_types[] = {{14, "eps", "Encapsulated PostScript", save_eps_file, always, truncate, all_depths}};
 constexpr file_type dcx_types[] = {{11, "dcx", "DCX, pages of PCX", save_dcx_file, always, append, all_depths}};
 constexpr file_type jpeg_types[] = {{13, "jpeg", "JPEG", save_jpg_file, always, truncate, depth_8 + depth_24}};
@@ -68,7 +70,7 @@ constexpr format_row formats[] = {
     {".tga", "tga",      open_tga, nullptr, nullptr,          false, targa_types},
     {".gif", "gif",      open_gif, get_gif_pages, nullptr,    false, gif_types},
     {".wpg", "wpg",      open_wpg,  nullptr, nullptr,          false, wpg_types},
-    {".wmf", "wmf",      nullptr,  nullptr, nullptr,          false, wmf_types},
+    {".wmf", "wmf",      open_wmf,  nullptr, nullptr,          false, wmf_types},
     {".eps", "eps",      open_eps,  nullptr, nullptr,          false, eps_types},
     {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
     {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types},

@@ -1,0 +1,250 @@
+// wmf_test.cpp - Windows metafiles through the exports: records that draw bitmaps, their
+// formats, the choice among several, damaged files, exact output.
+
+#include "tests/builders/wmf_builder.h"
+
+namespace {
+
+constexpr int32_t wmf = 6;
+using values = std::vector<uint32_t>;
+
+values colors_in(const byte_vector& file)
+{
+    return colors_of(picture_of(file));
+}
+
+struct interchange {
+    interchange() { IMGX_set_interchange(1); }
+    ~interchange() { IMGX_set_interchange(0); }
+};
+
+const byte_vector four_colors = {3, 2, 1, 0, 6, 5, 4, 0, 9, 8, 7, 0, 12, 11, 10, 0};
+
+// 3 x 2 pixels of 8 bits with four colours; stored from the bottom.
+wmf_test_dib small(byte_vector pixels = {1, 2, 3, 0, 0, 1, 2, 0})
+{
+    wmf_test_dib d;
+    d.width = 3, d.height = 2, d.colors_used = 4;
+    d.table = four_colors;
+    d.data = std::move(pixels);
+    return d;
+}
+const values small_colors = {0x010203, 0x040506, 0x070809, 0x040506, 0x070809, 0x0A0B0C};
+
+byte_vector drawn(const wmf_test_dib& d)
+{
+    return wmf_builder().draw(0x0F43, d.build()).end().bytes;
+}
+
+} // namespace
+
+TEST(wmf_reader, reads_every_record_that_draws_a_bitmap)
+{
+    const interchange on;
+    for (bool placeable : {true, false})
+        for (int kind : {1, 2})
+            for (int version : {0x0100, 0x0300})
+                for (int function : {0x0F43, 0x0B41, 0x0940, 0x0D33}) {
+                    SCOPED_TRACE(testing::Message() << placeable << kind << " " << function);
+                    wmf_builder file(placeable, kind, version);
+                    file.record(0x0626, byte_vector(8192, 9)).record(0x0103, {8, 0});
+                    file.record(0x0142, small({3, 3, 3, 0, 3, 3, 3, 0}).build()); // a brush
+                    file.record(0x0B41, byte_vector(22)); // a pattern fill, without a bitmap
+                    file.draw(function, small().build(), 0, 0, 3, 2, 0x00CC0020, 0, 2);
+                    EXPECT_EQ(colors_in(file.bytes), small_colors); // no end record either
+                }
+    byte_vector device = {0, 0, 9, 0, 2, 0, 2, 0, 1, 1, 0x80, 0x80, 0, 0};
+    for (int function : {0x0922, 0x0B23})
+        EXPECT_EQ(colors_in(wmf_builder().draw(function, device).end().bytes)[0], 0xFFFFFFu);
+}
+
+TEST(wmf_reader, reads_bitmaps_of_every_format)
+{
+    EXPECT_EQ(colors_in(drawn(small())), small_colors);
+    wmf_test_dib d = small();
+    d.height = -2; // from the top
+    EXPECT_EQ(colors_in(drawn(d)),
+              (values{0x040506, 0x070809, 0x0A0B0C, 0x010203, 0x040506, 0x070809}));
+    d = small();
+    d.core = true;
+    d.bits = 1, d.table = {1, 2, 3, 4, 5, 6}, d.data = {0x40, 0, 0, 0, 0xA0, 0, 0, 0};
+    EXPECT_EQ(colors_in(drawn(d)),
+              (values{0x060504, 0x030201, 0x060504, 0x030201, 0x060504, 0x030201}));
+    d.core = false, d.colors_used = 0, d.table = {255, 255, 255, 0, 0, 0, 0, 0}; // white first
+    EXPECT_EQ(colors_in(drawn(d)), (values{0, 0xFFFFFF, 0, 0xFFFFFF, 0, 0xFFFFFF}));
+    d.bits = 4, d.colors_used = 4, d.table = four_colors,
+    d.data = {0x12, 0x30, 0, 0, 0x01, 0x20, 0, 0};
+    EXPECT_EQ(colors_in(drawn(d)), small_colors);
+    d.bits = 24, d.table = {}, d.colors_used = 0;
+    d.data = {6, 5, 4, 9, 8, 7, 12, 11, 10, 0, 0, 0, 3, 2, 1, 6, 5, 4, 9, 8, 7, 0, 0, 0};
+    EXPECT_EQ(colors_in(drawn(d)), small_colors);
+    d.core = true;
+    EXPECT_EQ(colors_in(drawn(d)), small_colors);
+
+    d = small();
+    d.compression = 1, d.data = {1, 1, 1, 2, 1, 3, 0, 0, 0, 3, 0, 1, 2, 0, 0, 1};
+    EXPECT_EQ(colors_in(drawn(d)), small_colors);
+    d.bits = 4, d.compression = 2, d.data = {2, 0x12, 1, 0x30, 0, 0, 0, 3, 0x01, 0x20, 0, 1};
+    EXPECT_EQ(colors_in(drawn(d)), small_colors);
+
+    d = {};
+    d.width = 2, d.bits = 16, d.data = {0x00, 0x7C, 0xE1, 0x03};
+    EXPECT_EQ(colors_in(drawn(d)), (values{0xFF0000, 0x00FF08}));
+    d.compression = 3, d.table = {0, 0xF8, 0, 0, 0xE0, 0x07, 0, 0, 0x1F, 0, 0, 0},
+    d.data = {0xFF, 0x07, 0, 0xF8};
+    EXPECT_EQ(colors_in(drawn(d)), (values{0x00FFFF, 0xFF0000}));
+    d.bits = 32, d.compression = 0, d.table = {}, d.data = {1, 2, 3, 9, 4, 5, 6, 9};
+    EXPECT_EQ(colors_in(drawn(d)), (values{0x030201, 0x060504}));
+    d.compression = 3, d.table = {0xFF, 0, 0, 0, 0, 0xFF, 0, 0, 0, 0, 0xFF, 0};
+    EXPECT_EQ(colors_in(drawn(d)), (values{0x010203, 0x040506}));
+}
+
+TEST(wmf_reader, takes_colours_from_the_palette)
+{
+    wmf_builder palette;
+    palette.record(0x00F7, {0, 3, 3, 0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0});
+    wmf_test_dib d = small();
+    d.table = {2, 0, 1, 0, 0, 0, 0, 0};
+    wmf_builder file = palette;
+    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 1).bytes)[0],
+              0x070809u);
+    d.table = {};
+    file = palette;
+    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 2).bytes)[1],
+              0x040506u);
+    file = wmf_builder(); // no palette: shades of grey
+    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 2).bytes)[1],
+              0x010101u);
+}
+
+TEST(wmf_reader, chooses_and_joins)
+{
+    const byte_vector one = small().build(), other = small({3, 3, 3, 0, 3, 3, 3, 0}).build();
+    wmf_builder pair; // a mask, then the image
+    EXPECT_EQ(colors_in(pair.draw(0x0F43, other, 0, 0, 3, 2, 0x008800C6)
+                            .draw(0x0F43, one, 0, 0, 3, 2, 0x00EE0086)
+                            .bytes),
+              small_colors);
+    wmf_builder copied;
+    EXPECT_EQ(
+        colors_in(
+            copied.draw(0x0F43, other, 0, 0, 3, 2, 0x00660046).draw(0x0F43, one, 0, 0, 3, 2).bytes),
+        small_colors);
+    wmf_builder apart;
+    EXPECT_EQ(colors_in(apart.draw(0x0F43, one, 0, 0, 3, 2).draw(0x0F43, other, 9, 2, 3, 2).bytes),
+              small_colors);
+
+    wmf_builder bands; // out of order, the middle one first
+    bands.draw(0x0F43, one, 5, 22, 3, 2)
+        .draw(0x0F43, other, 5, 24, 3, 2)
+        .draw(0x0F43, other, 5, 20, 3, 2);
+    const values joined = colors_in(bands.bytes);
+    ASSERT_EQ(joined.size(), 18u);
+    EXPECT_EQ(values(joined.begin() + 6, joined.begin() + 12), small_colors);
+    wmf_test_dib recoloured = small();
+    recoloured.table[0] = 99;
+    wmf_builder unlike;
+    EXPECT_EQ(
+        picture_of(
+            unlike.draw(0x0F43, one, 0, 0, 3, 2).draw(0x0F43, recoloured.build(), 0, 2, 3, 2).bytes)
+            .height,
+        2);
+
+    wmf_builder mirrored;
+    EXPECT_EQ(colors_in(mirrored.draw(0x0F43, one, 0, 0, -3, -2).bytes),
+              (values{0x0A0B0C, 0x070809, 0x040506, 0x070809, 0x040506, 0x010203}));
+    wmf_test_dib tall = small();
+    tall.height = 50; // the header speaks of the whole picture, of which two rows are here
+    wmf_builder part;
+    EXPECT_EQ(colors_in(part.draw(0x0D33, tall.build(), 0, 0, 3, 2, 0, 0, 2).bytes), small_colors);
+}
+
+TEST(wmf_reader, refuses_damage)
+{
+    EXPECT_EQ(load_code(wmf_builder().record(0x0418, byte_vector(8)).end().bytes), -7);
+    EXPECT_EQ(
+        load_code(
+            wmf_builder().record(0x0418, byte_vector(8), 0).draw(0x0F43, small().build()).bytes),
+        -3);
+    EXPECT_EQ(load_code(wmf_builder().record(0x0418, byte_vector(8), 2).bytes), -3);
+    EXPECT_EQ(load_code(wmf_builder().record(0x0418, byte_vector(8), -2).bytes),
+              -7); // far beyond the end
+    byte_vector enhanced(60);
+    enhanced[0] = 1;
+    EXPECT_EQ(load_code(enhanced), -7);
+
+    const struct {
+        const char* fault;
+        size_t at; // in the bitmap's header
+        uint32_t value;
+        int32_t code;
+    } rows[] = {
+        {"no such header", 0, 13, -3},
+        {"header larger than the record", 0, 9999, -3},
+        {"no width", 4, 0, -3},
+        {"negative width", 4, 0xFFFFFFFD, -3},
+        {"width too large", 4, 0x7FFFFFFF, -1},
+        {"no height", 8, 0, -3},
+        {"lowest height", 8, 0x80000000, -3},
+        {"more rows than there are", 8, 3, -3},
+        {"two planes", 12, 0x00080002, -3},
+        {"2 bits", 12, 0x00020001, -7},
+        {"JPEG inside", 16, 4, -7},
+        {"RLE4 of 8 bits", 16, 2, -7},
+        {"colours beyond the record", 32, 0x40000000, -3},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.fault);
+        byte_vector bitmap = small().build();
+        for (size_t i = 0; i < 4; ++i)
+            bitmap[r.at + i] = uint8_t(r.value >> 8 * i);
+        EXPECT_EQ(load_code(wmf_builder().draw(0x0F43, bitmap).end().bytes), r.code);
+    }
+    wmf_test_dib bomb;
+    bomb.width = 40000, bomb.height = 40000, bomb.compression = 1, bomb.table = byte_vector(1024),
+    bomb.data = {0, 1};
+    EXPECT_EQ(load_code(drawn(bomb)), -3);
+    expect_cuts_are_survived(drawn(small()));
+}
+
+TEST(wmf_writer, writes_exact_bytes)
+{
+    test_dib dib(3, 2, 1);
+    dib.set_pixel(1, 0, 1);
+    dib.set_pixel(0, 1, 1);
+    dib.header()->biXPelsPerMeter = 300;
+    dib.header()->biYPelsPerMeter = 600;
+    const image_guard image(dib.create());
+    const byte_vector expected = {
+        0xD7, 0xCD, 0xC6, 0x9A, 0,    0,    0, 0, 0,    0, 3, 0, 1,    0,    0x2C, 1, 0,    0, 0, 0,
+        0x3F, 0x56, 1,    0,    9,    0,    0, 3, 68,   0, 0, 0, 0,    0,    42,   0, 0,    0, 0, 0,
+        5,    0,    0,    0,    0x0B, 2,    0, 0, 0,    0, 5, 0, 0,    0,    0x0C, 2, 1,    0, 3, 0,
+        4,    0,    0,    0,    7,    1,    3, 0, 42,   0, 0, 0, 0x43, 0x0F, 0x20, 0, 0xCC, 0, 0, 0,
+        2,    0,    3,    0,    0,    0,    0, 0, 1,    0, 3, 0, 0,    0,    0,    0, 40,   0, 0, 0,
+        3,    0,    0,    0,    2,    0,    0, 0, 1,    0, 1, 0, 0,    0,    0,    0, 8,    0, 0, 0,
+        0x23, 0x2E, 0,    0,    0x46, 0x5C, 0, 0, 2,    0, 0, 0, 0,    0,    0,    0, 0,    0, 0, 0,
+        255,  255,  255,  0,    0x80, 0,    0, 0, 0x40, 0, 0, 0, 3,    0,    0,    0, 0,    0};
+    const byte_vector file = save_bytes(image, wmf);
+    EXPECT_EQ(file, expected);
+    const image_copy back = picture_of(file);
+    expect_same_colors(back, copy_image(image));
+    BITMAPINFOHEADER header;
+    std::memcpy(&header, back.head.data(), sizeof header);
+    EXPECT_EQ(header.biXPelsPerMeter, 300);
+    EXPECT_EQ(header.biYPelsPerMeter, 600);
+}
+
+TEST(wmf_writer, keeps_every_depth_and_refuses_long_sides)
+{
+    for (int bits : {1, 4, 8, 24})
+        for (int width : {1, 37, 1000, 32767}) {
+            test_dib dib(width, width == 32767 ? 1 : 7, bits);
+            dib.fill_random(uint32_t(width));
+            if (bits < 24) dib.set_color(1, 9, 8, 7);
+            const image_guard image(dib.create());
+            expect_same_colors(picture_of(save_bytes(image, wmf)), copy_image(image));
+        }
+    const image_guard over(test_dib(1, 32768, 1).create());
+    byte_vector room(1000);
+    EXPECT_EQ(IMGX_save_bitmap_mem(over, room.data(), 1000, wmf), -7);
+}
