@@ -224,6 +224,7 @@ inline picture promote_8(const picture& p)
     for (int r = 0; r < p.height; ++r)
         for (int x = 0; x < p.width; ++x)
             out.set_index(x, r, p.index(x, r));
+    if (p.bits == 8) out.rows = p.rows; // the padding too
     return out;
 }
 

@@ -54,6 +54,14 @@ inline picture resized(const picture& p, int width, int height)
         for (int x = 0; x < width; ++x)
             out.copy_pixel(x, r, p, static_cast<int>(x * step_x >> 16),
                            static_cast<int>(r * step_y >> 16));
+    // A 4-bit row of odd width gets one pixel more, from behind the row if need be.
+    if (p.bits == 4 && width % 2)
+        for (int r = 0; r < height; ++r) {
+            const int64_t from = width * step_x >> 16;
+            const int row = static_cast<int>(r * step_y >> 16);
+            out.set_index(width, r,
+                          from < 2 * p.stride() ? p.index(static_cast<int>(from), row) : 0);
+        }
     return out;
 }
 
