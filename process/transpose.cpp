@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <emmintrin.h>
+#include <tmmintrin.h>
 
 namespace {
 
@@ -114,12 +115,24 @@ void rotate_4raster(const transposition& t)
         }
 }
 
+namespace {
+
+// Rows lie too far apart for the processor to see them coming.
+inline void prefetch_block(const transposition& t, int32_t byte, int32_t y)
+{
+    for (int32_t r = y; r < std::min(y + block, t.height); ++r)
+        _mm_prefetch(reinterpret_cast<const char*>(t.source_row(r) + byte), _MM_HINT_T0);
+}
+
+} // namespace
+
 void rotate_8raster(const transposition& t)
 {
     constexpr int32_t line = 64; // bytes: a cache line of each source row is used at once
     const auto row_bytes = static_cast<int32_t>(std::abs(t.to_stride));
     for (int32_t group = 0; group < t.width; group += line)
-        for (int32_t y = 0; y < t.height; y += block)
+        for (int32_t y = 0; y < t.height; y += block) {
+            prefetch_block(t, group, y + 2 * block);
             for (int32_t x = group; x < std::min(group + line, t.width); x += block) {
                 const byte_block turned = turn_bytes(load_block(t, x, y, in_order));
                 const int32_t columns = std::min(block, t.width - x);
@@ -132,6 +145,7 @@ void rotate_8raster(const transposition& t)
                 for (int32_t c = 0; c < columns; ++c)
                     store(t, x + c, y, reinterpret_cast<const uint8_t*>(&turned.v[c]), block);
             }
+        }
 }
 
 namespace {
@@ -163,20 +177,60 @@ void turn_pixels_one_by_one(const transposition& t, int32_t x, int32_t x_end, in
             std::memcpy(t.target_row(x) + 3 * size_t(r), t.source_row(r) + 3 * size_t(x), 3);
 }
 
+inline __m128i load_bytes(const uint8_t* p)
+{
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+inline void store_bytes(uint8_t* p, __m128i v)
+{
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+
+// Four by four pixels: words of four bytes are turned, then closed up again. Loads and
+// stores take four bytes more than the pixels; later rows' pixels cover those stored.
+__attribute__((target("ssse3"))) int32_t turn_blocks_shuffled(const transposition& t, int32_t x,
+                                                              int32_t end, int32_t y)
+{
+    const __m128i open = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    const __m128i close = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    uint8_t* to = t.target_row(x) + 3 * size_t(y);
+    for (; x + 4 <= end; x += 4, to += 4 * t.to_stride) {
+        const uint8_t* from = t.source_row(y) + 3 * size_t(x);
+        const __m128i a = _mm_shuffle_epi8(load_bytes(from), open);
+        const __m128i b = _mm_shuffle_epi8(load_bytes(from + t.from_stride), open);
+        const __m128i c = _mm_shuffle_epi8(load_bytes(from + 2 * t.from_stride), open);
+        const __m128i d = _mm_shuffle_epi8(load_bytes(from + 3 * t.from_stride), open);
+        const __m128i ab = _mm_unpacklo_epi32(a, b), cd = _mm_unpacklo_epi32(c, d);
+        const __m128i ab_high = _mm_unpackhi_epi32(a, b), cd_high = _mm_unpackhi_epi32(c, d);
+        const __m128i turned[4] = {_mm_unpacklo_epi64(ab, cd), _mm_unpackhi_epi64(ab, cd),
+                                   _mm_unpacklo_epi64(ab_high, cd_high),
+                                   _mm_unpackhi_epi64(ab_high, cd_high)};
+        for (int32_t k = 0; k < 4; ++k)
+            store_bytes(to + k * t.to_stride, _mm_shuffle_epi8(turned[k], close));
+    }
+    return x;
+}
+
 } // namespace
 
 void rotate_24raster(const transposition& t)
 {
     constexpr int32_t line = 64; // pixels: three cache lines of each source row
+    const bool shuffles = __builtin_cpu_supports("ssse3");
     const int32_t last = t.width - 1;
     for (int32_t group = 0; group < last; group += line) {
         const int32_t end = std::min(group + line, last);
         int32_t y = 0;
         for (; y + 4 <= t.height; y += 4) {
+            int32_t x = group;
+            // Wide loads and stores stay inside their rows.
+            if (shuffles && y + 6 <= t.height)
+                x = turn_blocks_shuffled(t, x, std::min(end, t.width - 2), y);
             const uint8_t* const from[4] = {t.source_row(y), t.source_row(y + 1),
                                             t.source_row(y + 2), t.source_row(y + 3)};
-            uint8_t* to = t.target_row(group) + 3 * size_t(y);
-            for (int32_t x = group; x < end; ++x, to += t.to_stride)
+            uint8_t* to = t.target_row(x) + 3 * size_t(y);
+            for (; x < end; ++x, to += t.to_stride)
                 turn_four_pixels(from, 3 * size_t(x), to);
         }
         turn_pixels_one_by_one(t, group, end, y, t.height);
