@@ -2,6 +2,8 @@
 
 #include "color/grey_source.h"
 
+#include <cstring>
+
 namespace {
 
 uint8_t grey_of_color(const RGBQUAD& c, int32_t bits, grey_rule rule)
@@ -18,6 +20,8 @@ grey_source::grey_source(const BITMAPINFOHEADER* header, grey_rule rule)
 {
     for (int32_t i = 0; i < palette_entries(bits_); ++i)
         of_index_[i] = grey_of_color(dib_colors(header)[i], bits_, rule);
+    for (int32_t i = 0; i < 256; ++i)
+        is_ramp_ = is_ramp_ && of_index_[i] == i;
 }
 
 void grey_source::fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) const
@@ -34,6 +38,10 @@ void grey_source::fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) con
 void grey_source::fetch(const uint8_t* row, uint8_t* grey, int32_t width) const
 {
     if (bits_ == 24) return fetch_24(row, grey, width);
+    if (bits_ == 8 && is_ramp_) {
+        std::memcpy(grey, row, size_t(width));
+        return;
+    }
     if (bits_ == 8) {
         for (int32_t x = 0; x < width; ++x)
             grey[x] = of_index_[row[x]];

@@ -28,4 +28,5 @@ private:
     int32_t bits_;
     grey_rule rule_;
     uint8_t of_index_[256] = {};
+    bool is_ramp_ = true; // an index is its own grey
 };

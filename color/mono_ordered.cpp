@@ -6,6 +6,8 @@
 #include "core/image.h"
 #include "core/new_dib.h"
 
+#include <emmintrin.h>
+
 // clang-format off
 
 // The 8 x 8 Bayer index matrix times 4. INTENDED: the first entry is 4 and not 0, so black
@@ -34,14 +36,33 @@ constexpr threshold_matrix halftone_matrix = {{
 }};
 // clang-format on
 
+namespace {
+
+// The first pixel's bit, the lowest of a mask, belongs into bit 7 of its byte.
+inline uint16_t reverse_in_bytes(uint32_t mask)
+{
+    mask = (mask & 0x0F0F) << 4 | (mask >> 4 & 0x0F0F);
+    mask = (mask & 0x3333) << 2 | (mask >> 2 & 0x3333);
+    return static_cast<uint16_t>((mask & 0x5555) << 1 | (mask >> 1 & 0x5555));
+}
+
+} // namespace
+
 void threshold_row(const threshold_matrix& matrix, const uint8_t* grey, int32_t width, int32_t y,
                    uint8_t* bits)
 {
-    for (int32_t x = 0; x < width; x += 8) {
-        uint32_t packed = 0;
-        for (int32_t k = 0; k < 8; ++k)
-            packed = packed << 1 | (matrix.at(k, y) < grey[x + k] ? 1u : 0u);
-        bits[x / 8] = static_cast<uint8_t>(packed);
+    uint8_t eight[8];
+    for (int32_t x = 0; x < 8; ++x)
+        eight[x] = matrix.at(x, y);
+    const __m128i thresholds =
+        _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(eight)),
+                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(eight)));
+    const __m128i zero = _mm_setzero_si128();
+    for (int32_t x = 0; x < width; x += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(grey + x));
+        const __m128i black = _mm_cmpeq_epi8(_mm_subs_epu8(v, thresholds), zero);
+        const auto pixels = reverse_in_bytes(static_cast<uint32_t>(~_mm_movemask_epi8(black)));
+        std::memcpy(bits + x / 8, &pixels, sizeof pixels);
     }
 }
 

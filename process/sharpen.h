@@ -19,10 +19,11 @@ struct filter_rows {
     const uint8_t* above;
 };
 
-/// Smooth one row of bytes whose neighbours in the row are step bytes away; the first and
-/// last step bytes stay.
-void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step,
-                  int32_t weight);
+/// Smooth one row of bytes whose neighbours in the row are step (1 or 3) bytes away; the
+/// first and last step bytes stay.
+///   sums  room for stride values
+void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step, int32_t weight,
+                  uint16_t* sums);
 
 /// The same for 4-bit pixels; the first and last nibble of the stride stay.
 void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight);
