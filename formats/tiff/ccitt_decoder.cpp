@@ -19,11 +19,13 @@ constexpr uint32_t widest_row = 0x7FFF0000;
 constexpr int32_t eol_search_codes = 2000;
 
 constexpr uint32_t word_bits = ccitt_word_bits;
-
-inline void toggle(ccitt_machine_word* toggles, uint32_t position)
-{
-    toggles[position / word_bits] ^= ~ccitt_machine_word{0} >> position % word_bits;
-}
+constexpr uint32_t horizontal_bits = 3;
+constexpr uint32_t pass_bits = 4;
+// Vertical modes taken from one window, so that a horizontal mode behind them finds its first
+// codes there too.
+constexpr uint32_t modes_per_refill =
+    (ccitt_bit_window::refilled_bits - horizontal_bits - ccitt_longest_code) / ccitt_longest_mode;
+static_assert(modes_per_refill >= 1);
 
 } // namespace
 
@@ -63,12 +65,19 @@ struct ccitt_decoder::line_state {
     uint32_t count = 0;
     uint32_t last = UINT32_MAX; // last element
     uint32_t end = 0;           // where the runs of a one-dimensional row ended
+    uint32_t word = UINT32_MAX; // of the last change; this: there was none
+    ccitt_machine_word turned = 0;
 
     // A second change at the same position takes the first one back: a run without pixels
     // joins its neighbours, so that the list holds true changing elements only.
     template <bool keeps_changes> void change(uint32_t position)
     {
-        toggle(toggles, position);
+        // The word in work is kept here and stored with every change: loading it back each
+        // time would make every change wait for the one before.
+        const uint32_t at = position / word_bits;
+        turned = (at == word ? turned : 0) ^ ~ccitt_machine_word{0} >> position % word_bits;
+        word = at;
+        toggles[at] = turned;
         if constexpr (!keeps_changes) return;
         if (position == last) [[unlikely]] {
             --count;
@@ -142,7 +151,7 @@ int32_t ccitt_decoder::decode_g3_huff_strip(int32_t rows, int32_t first_row,
             // A row that is complete when the data end counts as ended.
             return err_format;
         }
-        wrthl_all();
+        wrthl_all(line);
         if (int32_t err = output.put(row_.bytes(), first_row + i, row_bytes_); err < 0) return err;
     }
     return 0;
@@ -157,7 +166,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip(int32_t rows, int32_t first_row,
         if (end == row_end::no_memory) return err_memory;
         if (end != row_end::complete) return 0;
         make_reference(line.count);
-        wrthl_all();
+        wrthl_all(line);
         if (int32_t err = output.put(row_.bytes(), first_row + i, two_dimensional_byte_count());
             err < 0)
             return err;
@@ -177,7 +186,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip_2d(int32_t rows, int32_t first_row,
         if (end == row_end::no_memory) return err_memory;
         if (end == row_end::data_end) return 0;
         make_reference(line.count);
-        wrthl_all();
+        wrthl_all(line);
         if (int32_t err = output.put(row_.bytes(), first_row + i, two_dimensional_byte_count());
             err < 0)
             return err;
@@ -268,28 +277,38 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& result)
     uint32_t color = ccitt_white;
     row_end end = row_end::complete;
     for (;;) {
-        if (line.count + 2 > coding_.room()) {
-            if (!coding_.grow(line.count + 2)) return row_end::no_memory;
+        // Room for the modes of one window and for a horizontal mode behind them.
+        if (line.count + modes_per_refill + 2 > coding_.room()) {
+            if (!coding_.grow(line.count + modes_per_refill + 2)) return row_end::no_memory;
             line.elements = coding_.elements();
         }
         window.refill(source_);
-        const ccitt_mode_entry mode = ccitt_mode_table[window.peek(ccitt_longest_mode)];
-        if (mode.mode == ccitt_mode::vertical) {
+        ccitt_mode_entry mode;
+        uint32_t modes = 0;
+        for (; modes < modes_per_refill; ++modes) {
+            mode = ccitt_mode_table[window.peek(ccitt_longest_mode)];
+            if (mode.mode != ccitt_mode::vertical) break;
             window.consume(mode.length);
-            int32_t a1 = static_cast<int32_t>(*b1) + mode.offset;
+            const int32_t a1 = static_cast<int32_t>(*b1) + mode.offset;
             // Only damaged data lead left of a0.
-            a1 = std::max(a1, static_cast<int32_t>(a0));
-            a0 = static_cast<uint32_t>(a1);
-            if (a0 >= width) break;
+            if (a1 >= static_cast<int32_t>(a0)) [[likely]]
+                a0 = static_cast<uint32_t>(a1);
+            if (a0 >= width) goto row_done;
             line.change<true>(a0);
             color ^= 1;
             // b1 is the first element right of a0 of the other kind. After a left offset
             // the one before can lie there.
-            b1 += b1[-1] > a0 ? -1 : 1;
+            if (b1[-1] > a0) [[unlikely]]
+                --b1;
+            else
+                ++b1;
             while (*b1 <= a0)
-                b1 += 2;
-        } else if (mode.mode == ccitt_mode::horizontal) {
-            window.consume(mode.length);
+                [[unlikely]] b1 += 2;
+        }
+        if (modes == modes_per_refill) continue;
+        if (mode.mode == ccitt_mode::horizontal) {
+            // The lengths as constants: the next look-up does not wait for the last one.
+            window.consume(horizontal_bits);
             uint32_t runs[2] = {0, 0};
             if (!read_runs(window, color, runs)) {
                 end = row_end::data_end;
@@ -304,7 +323,7 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& result)
             while (*b1 <= a0)
                 b1 += 2;
         } else if (mode.mode == ccitt_mode::pass) {
-            window.consume(mode.length);
+            window.consume(pass_bits);
             a0 = b1[1];
             if (a0 >= width) break;
             b1 += 2;
@@ -313,17 +332,17 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& result)
             break;
         }
     }
+row_done:
     if (end != row_end::complete) ++faults_;
     result = line;
     window_ = window;
     return end;
 }
 
-// A run of this colour and one of the other.
+// A run of this colour and one of the other, from a window that holds the first code.
 inline bool ccitt_decoder::read_runs(ccitt_bit_window& window, uint32_t color, uint32_t (&runs)[2])
 {
-    for (;;) {
-        window.refill(source_);
+    for (;; window.refill(source_)) {
         const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
         switch (entry.kind()) {
         case ccitt_kind::pair:
@@ -402,18 +421,22 @@ ccitt_decoder::eol_search ccitt_decoder::find_eol(int32_t codes)
 }
 
 // Paints the row: every change of colour turns over all bits behind it.
-void ccitt_decoder::wrthl_all()
+void ccitt_decoder::wrthl_all(const line_state& line)
 {
     auto* const toggles = toggles_.as<ccitt_machine_word>();
     uint8_t* to = row_.bytes();
     const ccitt_machine_word white =
         options_.photometric == photometric_white_is_zero ? 0 : ~ccitt_machine_word{0};
+    if (line.word == UINT32_MAX) { // no change at all
+        std::memset(to, static_cast<int>(white & 0xFF), row_.size());
+        return;
+    }
     ccitt_machine_word black = 0; // all bits: the word before ended black
     for (uint32_t i = 0; i < row_words_; ++i, to += sizeof black) {
-        const ccitt_machine_word pixels = toggles[i] ^ black;
+        const ccitt_machine_word turned = toggles[i];
         toggles[i] = 0;
-        black = 0 - (pixels & 1);
-        ccitt_store_word(to, pixels ^ white);
+        ccitt_store_word(to, turned ^ black ^ white);
+        black ^= 0 - (turned & 1);
     }
     // Padding is white.
     if (const uint32_t used = width_ % word_bits; used != 0) {

@@ -70,7 +70,7 @@ private:
     int32_t getmcode(uint32_t color);
     eol_search find_eol(int32_t codes);
     void make_reference(uint32_t count);
-    void wrthl_all();
+    void wrthl_all(const line_state& line);
     int32_t two_dimensional_byte_count() const;
 
     bool is_huffman() const { return options_.compression == tiff_huffman; }
@@ -85,7 +85,7 @@ private:
     ccitt_changes coding_;
     ccitt_changes reference_;
     // Where the colour changes in the line so far, all bits of a word from there on are
-    // turned over; all 0 between lines.
+    // turned over; all 0 between rows.
     scratch_block toggles_;
     scratch_block row_;
 };
