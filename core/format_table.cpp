@@ -73,7 +73,7 @@ constexpr format_row formats[] = {
     {".wmf", "wmf",      open_wmf,  nullptr, nullptr,          false, wmf_types},
     {".eps", "eps",      open_eps,  nullptr, nullptr,          false, eps_types},
     {".dcx", "dcx",      open_dcx, get_dcx_pages, nullptr,          true,  dcx_types},
-    {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types},
+    {".jpg", "jpg jpeg", open_jpg, nullptr, nullptr,          false, jpeg_types, jpeg_describe},
     {".pct", "pct pict pic", open_pict,  nullptr, nullptr,          false, pict_types},
 };
 // clang-format on

@@ -400,3 +400,19 @@ TEST(jpeg_reader, passes_on_what_the_client_answers)
     EXPECT_EQ(load_rows(jpeg_builder::stream(picture()), rows), -77);
     EXPECT_EQ(rows.rows, 5);
 }
+
+TEST(jpeg_reader, describes_components_and_sampling)
+{
+    picture p = jpeg_builder::color_picture(16, 16, 2, 1);
+    const temp_file file(".jpg");
+    write_file(file.name(), jpeg_builder::stream(p));
+    OFSTRUCT opened;
+    const HFILE handle = OpenFile(file.name(), &opened, OF_READ);
+    IMGX_PAGE_INFO info;
+    EXPECT_EQ(IMGX_get_page_info(handle, 0, 0, &info), 0);
+    _lclose(handle);
+    EXPECT_EQ(info.type, 13);
+    EXPECT_EQ(info.components, 3);
+    const int32_t sampling[] = {0x21, 0x11, 0x11, 0};
+    EXPECT_TRUE(std::equal(sampling, sampling + 4, info.sampling));
+}

@@ -2,6 +2,7 @@
 
 #include "tests/builders/jpeg_tiff_builder.h"
 #include "tests/builders/plain_jpeg.h"
+#include "tests/builders/tiff_builder.h"
 #include "tests/support/images.h"
 
 namespace {
@@ -144,4 +145,27 @@ TEST(jpeg_tiff, survives_a_cut_at_every_byte)
         const image_guard image(load(file));
         EXPECT_TRUE(image >= 0 || image == -3 || image == -12 || image == -1) << image;
     }
+}
+
+TEST(jpeg_tiff, reads_a_page_that_is_one_stream)
+{
+    // The page says 1-bit, 5 x 5; the stream says what it is, the page its resolution.
+    const picture p = jpeg_builder::color_picture(33, 21, 2, 2);
+    const byte_vector stream = jpeg_builder::stream(p);
+    tiff_builder tiff;
+    tiff.shape(5, 5, 8, 3, 6, 6).set(282, 5, {200, 1}).set(283, 5, {100, 1});
+    tiff.strip(stream).set(513, 4, {0});
+    byte_vector file = tiff.build();
+    const auto at = std::search(file.begin(), file.end(), stream.begin(), stream.end());
+    tiff.set(513, 4, {static_cast<uint32_t>(at - file.begin())});
+    file = tiff.build();
+    const image_guard image(load(file));
+    ASSERT_GE(image, 0);
+    const image_copy copy = copy_image(image);
+    BITMAPINFOHEADER header;
+    std::memcpy(&header, copy.head.data(), sizeof header);
+    EXPECT_EQ(header.biXPelsPerMeter, 200);
+    EXPECT_EQ(header.biYPelsPerMeter, 100);
+    const image_guard alone(load(stream));
+    expect_same_colors(copy, copy_image(alone));
 }

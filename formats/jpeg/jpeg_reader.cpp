@@ -173,21 +173,27 @@ int32_t read_headers(HFILE file, int32_t position, jpeg_rules rules, jpeg_header
     return err;
 }
 
+// Finds the stream and reads up to its entropy-coded data; memory gets the tables.
+int32_t open_stream(uint32_t offset, HFILE file, jpeg_rules rules, jpeg_headers& headers,
+                    scratch_block& memory)
+{
+    const int32_t start = jpeg_find_stream(file, offset);
+    if (start < 0) return start;
+    if (!memory.allocate(sizeof(jpeg_tables))) return err_memory;
+    std::memset(memory.bytes(), 0, sizeof(jpeg_tables));
+    return read_headers(file, start + 2, rules, headers, *memory.as<jpeg_tables>());
+}
+
 } // namespace
 
 int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
                     const jpeg_page_resolution* resolution)
 {
     const jpeg_rules rules = interchange_mode() ? jpeg_rules::interchange : jpeg_rules::classic;
-    const int32_t start = jpeg_find_stream(file, offset);
-    if (start < 0) return start;
-
-    scratch_block memory(sizeof(jpeg_tables));
-    if (!memory) return err_memory;
-    auto& tables = *memory.as<jpeg_tables>();
-    std::memset(&tables, 0, sizeof tables);
+    scratch_block memory;
     jpeg_headers headers{};
-    if (int32_t err = read_headers(file, start + 2, rules, headers, tables); err < 0) return err;
+    if (int32_t err = open_stream(offset, file, rules, headers, memory); err < 0) return err;
+    auto& tables = *memory.as<jpeg_tables>();
     if (int32_t err = check_frame(headers, rules); err < 0) return err;
 
     jpeg_scan_plan plan{};
@@ -208,4 +214,17 @@ int32_t open_jpg(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE priva
 {
     return open_jpg_at(static_cast<uint32_t>(start_offset(start)),
                        {put_raster, set_header, private_data}, file, nullptr);
+}
+
+int32_t jpeg_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info)
+{
+    scratch_block memory;
+    jpeg_headers headers{};
+    const auto offset = static_cast<uint32_t>(start_offset(start));
+    const int32_t err = open_stream(offset, file, jpeg_rules::classic, headers, memory);
+    if (err < 0) return err;
+    info.components = headers.component_count;
+    for (int32_t i = 0; i < std::min(info.components, jpeg_max_components); ++i)
+        info.sampling[i] = headers.components[i].h << 4 | headers.components[i].v;
+    return 0;
 }

@@ -24,3 +24,6 @@ struct jpeg_page_resolution {
 /// stands in the DIB header instead of the stream's own.
 int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
                     const jpeg_page_resolution* resolution);
+
+/// Components and sampling factors of a stream, for IMGX_get_page_info.  0 or a code.
+int32_t jpeg_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info);
