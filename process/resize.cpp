@@ -3,36 +3,59 @@
 #include "core/image.h"
 #include "core/new_dib.h"
 #include "process/scale_rows.h"
+#include "process/scale_shuffle.h"
 
 namespace {
 
 constexpr int32_t largest_side = 32767;
 
-void scale_row(const uint8_t* from, uint8_t* to, uint64_t step, const BITMAPINFOHEADER* target)
-{
-    switch (target->biBitCount) {
-    case 1: return scale_1raster(from, to, step, target->biWidth, 0);
-    case 4: return scale_4raster(from, to, step, target->biWidth);
-    case 8: return scale_8raster(from, to, step, target->biWidth);
-    default: return scale_24raster(from, to, step, target->biWidth);
+// What stays the same for all rows of one resize.
+class row_scaler {
+public:
+    int32_t begin(const dib_lock& image, const BITMAPINFOHEADER* target)
+    {
+        bits_ = target->biBitCount;
+        width_ = target->biWidth;
+        step_ = scale_step(image->width, width_);
+        // Room for the bytes that the routines may read behind a row.
+        constexpr size_t slack = 16;
+        row_bytes_ = image->bytes_per_line;
+        if (!row_.allocate(row_bytes_ + slack)) return err_memory;
+        std::memset(row_.bytes(), 0, row_.size());
+        return bits_ < 8 ? 0 : shuffle_.begin(bits_ / 8, step_, width_);
     }
-}
 
-// row: room for a source row and the bytes that the 4-bit routine may read behind it
-void scale_rows(const dib_lock& image, new_dib& target, scratch_block& row)
+    void scale(const uint8_t* from, uint8_t* to)
+    {
+        std::memcpy(row_.bytes(), from, row_bytes_);
+        from = row_.bytes();
+        switch (bits_) {
+        case 1: return scale_1raster(from, to, step_, width_, 0);
+        case 4: return scale_4raster(from, to, step_, width_);
+        case 8: return scale_8raster(from, to, step_, width_, shuffle_.scale(from, to));
+        default: return scale_24raster(from, to, step_, width_, shuffle_.scale(from, to));
+        }
+    }
+
+private:
+    int32_t bits_ = 0, width_ = 0;
+    uint64_t step_ = 0;
+    size_t row_bytes_ = 0;
+    scratch_block row_;
+    scale_shuffle shuffle_;
+};
+
+void scale_rows(const dib_lock& image, new_dib& target, row_scaler& scaler)
 {
     const int32_t height = target.header()->biHeight;
-    const uint64_t step_x = scale_step(image->width, target.header()->biWidth);
     const uint64_t step_y = scale_step(image->height, height);
     int32_t fetched = -1;
     for (int32_t r = 0; r < height; ++r) {
         const auto source = static_cast<int32_t>(static_cast<uint64_t>(r) * step_y >> 16);
-        if (source == fetched) {
+        if (source == fetched)
             std::memcpy(target.row(r), target.row(r - 1), size_t(target.stride()));
-            continue;
-        }
-        std::memcpy(row.bytes(), image.row(source), image->bytes_per_line);
-        scale_row(row.bytes(), target.row(r), step_x, target.header());
+        else
+            scaler.scale(image.row(source), target.row(r));
         fetched = source;
     }
 }
@@ -50,13 +73,11 @@ int32_t resize_bitmap(int32_t handle, int32_t width, int32_t height)
     dib_lock image(handle);
     if (image.error()) return image.error();
     if (width < 1 || height < 1 || width > largest_side || height > largest_side) return err_memory;
-    constexpr size_t slack = 8;
-    scratch_block row(image->bytes_per_line + slack);
+    row_scaler scaler;
     new_dib target(image.header());
     target.set_size(width, height, image.header()->biBitCount);
-    if (!row || target.create() < 0) return err_memory;
-    std::memset(row.bytes(), 0, row.size());
-    scale_rows(image, target, row);
+    if (scaler.begin(image, target.header()) < 0 || target.create() < 0) return err_memory;
+    scale_rows(image, target, scaler);
     target.install(image, saved_colors::keep);
     show_all(image.object());
     return 0;

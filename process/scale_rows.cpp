@@ -29,16 +29,17 @@ void scale_4raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t widt
     }
 }
 
-void scale_8raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width)
+void scale_8raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width, int32_t first)
 {
-    uint64_t position = 0;
-    for (int32_t x = 0; x < width; ++x, position += step)
+    uint64_t position = static_cast<uint64_t>(first) * step;
+    for (int32_t x = first; x < width; ++x, position += step)
         to[x] = from[position >> 16];
 }
 
-void scale_24raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width)
+void scale_24raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width, int32_t first)
 {
-    uint64_t position = 0;
-    for (int32_t x = 0; x < width; ++x, position += step, to += 3)
+    uint64_t position = static_cast<uint64_t>(first) * step;
+    to += 3 * size_t(first);
+    for (int32_t x = first; x < width; ++x, position += step, to += 3)
         std::memcpy(to, from + 3 * (position >> 16), 3);
 }

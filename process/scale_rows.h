@@ -20,5 +20,8 @@ void scale_1raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t widt
 /// of its last byte, so from must hold one byte behind its last pixel.
 void scale_4raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width);
 
-void scale_8raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width);
-void scale_24raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width);
+/// first  pixel to begin with; to is the row's start all the same
+void scale_8raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width,
+                   int32_t first = 0);
+void scale_24raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width,
+                    int32_t first = 0);
