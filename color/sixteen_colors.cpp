@@ -3,6 +3,7 @@
 
 #include "color/color_diffusion.h"
 #include "color/mono_ordered.h"
+#include "color/pixel_planes.h"
 #include "core/image.h"
 #include "core/new_dib.h"
 
@@ -27,17 +28,76 @@ void put_nibble(uint8_t* row, int32_t x, int32_t index)
         row[x / 2] = static_cast<uint8_t>(index << 4);
 }
 
-// color_row: blue, green, red, grey of each pixel.
-void bayer_color_row(const uint16_t* color_row, int32_t width, int32_t y, uint8_t* out)
+int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t threshold)
 {
-    for (int32_t x = 0; x < width; ++x, color_row += 4) {
-        const int32_t threshold = bayer_matrix.at(x, y);
-        int32_t index = 0;
-        if (color_row[0] > threshold) index |= blue;
-        if (color_row[1] > threshold) index |= green;
-        if (color_row[2] > threshold) index |= red;
-        if (color_row[3] > threshold + 40) index |= bright;
-        put_nibble(out, x, index);
+    return (b > threshold ? blue : 0) | (g > threshold ? green : 0) | (r > threshold ? red : 0) |
+           (grey > threshold + 40 ? bright : 0);
+}
+
+// Sixteen pixels at a time.  Returns how many of the row it did.
+[[gnu::target("ssse3")]] int32_t bayer_color_planes(const uint8_t* row, int32_t width, int32_t y,
+                                                    uint8_t* out)
+{
+    alignas(16) uint8_t of_column[16];
+    for (int32_t x = 0; x < 16; ++x)
+        of_column[x] = bayer_matrix.at(x, y);
+    const __m128i thresholds = _mm_load_si128(reinterpret_cast<const __m128i*>(of_column));
+    const __m128i zero = _mm_setzero_si128(), forty = _mm_set1_epi8(40);
+    const __m128i high = _mm_set1_epi16(0xF0);
+    int32_t x = 0;
+    for (; x + 16 <= width; x += 16) {
+        const pixel_planes p = load_planes(row + 3 * size_t(x));
+        // No threshold is 0, so a grey of 40 and less stays below.
+        const __m128i values[] = {p.blue, p.green, p.red,
+                                  _mm_subs_epu8(planes_grey_of_color_row(p), forty)};
+        constexpr uint8_t bits[] = {blue, green, red, bright};
+        __m128i index = zero;
+        for (int32_t k = 0; k < 4; ++k) {
+            const __m128i below = _mm_cmpeq_epi8(_mm_subs_epu8(values[k], thresholds), zero);
+            const __m128i bit = _mm_set1_epi8(static_cast<char>(bits[k]));
+            index = _mm_or_si128(index, _mm_andnot_si128(below, bit));
+        }
+        const __m128i pairs =
+            _mm_or_si128(_mm_and_si128(_mm_slli_epi16(index, 4), high), _mm_srli_epi16(index, 8));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + x / 2), _mm_packus_epi16(pairs, pairs));
+    }
+    return x;
+}
+
+void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, uint8_t* out)
+{
+    int32_t x = has_byte_shuffles() ? bayer_color_planes(row, width, y, out) : 0;
+    for (row += 3 * size_t(x); x < width; ++x, row += 3)
+        put_nibble(out, x,
+                   bayer_index(row[0], row[1], row[2], grey_of_pixel(row[0], row[1], row[2]),
+                               bayer_matrix.at(x, y)));
+}
+
+// The results of every colour-table entry at every place of the pattern.
+struct bayer_table {
+    uint8_t index[8][8][256]; // by row, column, colour
+
+    void fill(const BITMAPINFOHEADER* header)
+    {
+        const bool darkened = header->biBitCount == 8;
+        for (int32_t i = 0; i < palette_entries(header->biBitCount); ++i) {
+            const RGBQUAD& c = dib_colors(header)[i];
+            const int32_t grey =
+                darkened ? grey_of_entry(c) : weighted_grey(c.rgbRed, c.rgbGreen, c.rgbBlue);
+            for (int32_t at = 0; at < 64; ++at)
+                index[at / 8][at % 8][i] = static_cast<uint8_t>(bayer_index(
+                    c.rgbBlue, c.rgbGreen, c.rgbRed, grey, bayer_matrix.at(at % 8, at / 8)));
+        }
+    }
+};
+
+void bayer_color_palette(const bayer_table& table, const uint8_t* row, int32_t bits_per_pixel,
+                         int32_t width, int32_t y, uint8_t* out)
+{
+    const auto& of_row = table.index[y & 7];
+    for (int32_t x = 0; x < width; ++x) {
+        const int32_t c = bits_per_pixel == 8 ? row[x] : x & 1 ? row[x / 2] & 15 : row[x / 2] >> 4;
+        put_nibble(out, x, of_row[x & 7][c]);
     }
 }
 
@@ -46,16 +106,18 @@ int32_t bayer_color(int32_t handle)
     io_scope scope;
     dib_lock image(handle);
     if (image.error()) return image.error();
-    if (image.header()->biBitCount == 1) return err_unsupported;
-    scratch_block raster{image->bytes_per_line};
-    scratch_block color_row{size_t(image->width) * 4 * sizeof(uint16_t)};
+    const int32_t bits = image.header()->biBitCount;
+    if (bits == 1) return err_unsupported;
+    scratch_block table(sizeof(bayer_table));
     new_dib target(image.header());
-    if (!raster || !color_row || begin_sixteen(image, target) < 0) return err_memory;
-    for (int32_t r = 0; r < image->height; ++r) {
-        fetch_color_raster(image.object(), color_row.as<uint16_t>(), raster.bytes(), image.header(),
-                           r);
-        bayer_color_row(color_row.as<uint16_t>(), image->width, r, target.row(r));
-    }
+    if (!table || begin_sixteen(image, target) < 0) return err_memory;
+    if (bits != 24) table.as<bayer_table>()->fill(image.header());
+    for (int32_t r = 0; r < image->height; ++r)
+        if (bits == 24)
+            bayer_color_24(image.row(r), image->width, r, target.row(r));
+        else
+            bayer_color_palette(*table.as<bayer_table>(), image.row(r), bits, image->width, r,
+                                target.row(r));
     target.install(image, saved_colors::forget);
     return 0;
 }

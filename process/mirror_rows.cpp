@@ -87,8 +87,7 @@ void flip_24bit_rest(uint8_t* to, const uint8_t* from, int32_t width)
 
 // Five pixels at a time: each load takes one byte in front of them, each store writes one
 // behind them, which the next one overwrites.
-__attribute__((target("ssse3"))) void flip_24bit_shuffled(uint8_t* to, const uint8_t* from,
-                                                          int32_t width)
+[[gnu::target("ssse3")]] void flip_24bit_shuffled(uint8_t* to, const uint8_t* from, int32_t width)
 {
     const __m128i order = _mm_setr_epi8(13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, 0);
     int32_t left = width;

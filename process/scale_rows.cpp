@@ -7,11 +7,15 @@
 
 void scale_1raster(const uint8_t* from, uint8_t* to, uint64_t step, int32_t width, int32_t start)
 {
-    std::memset(to, 0, (size_t(width) + 7) / 8);
     uint64_t position = static_cast<uint64_t>(start) << 16;
-    for (int32_t x = 0; x < width; ++x, position += step) {
-        const uint64_t s = position >> 16;
-        if (from[s / 8] & 0x80 >> (s & 7)) to[x / 8] |= static_cast<uint8_t>(0x80 >> (x & 7));
+    for (int32_t x = 0; x < width; x += 8) {
+        const int32_t count = width - x < 8 ? width - x : 8;
+        uint32_t packed = 0;
+        for (int32_t k = 0; k < count; ++k, position += step) {
+            const uint64_t s = position >> 16;
+            packed = packed << 1 | (from[s / 8] >> (7 - (s & 7)) & 1u);
+        }
+        *to++ = static_cast<uint8_t>(packed << (8 - count));
     }
 }
 

@@ -51,8 +51,7 @@ int32_t scale_shuffle::begin(int32_t pixel_bytes, uint64_t step, int32_t width)
     return 0;
 }
 
-__attribute__((target("ssse3"))) int32_t scale_shuffle::scale(const uint8_t* from,
-                                                              uint8_t* to) const
+[[gnu::target("ssse3")]] int32_t scale_shuffle::scale(const uint8_t* from, uint8_t* to) const
 {
     const auto* g = block_.as<const group>();
     for (int32_t i = 0; i < groups_; ++i, ++g) {

@@ -189,8 +189,8 @@ inline void store_bytes(uint8_t* p, __m128i v)
 
 // Four by four pixels: words of four bytes are turned, then closed up again. Loads and
 // stores take four bytes more than the pixels; later rows' pixels cover those stored.
-__attribute__((target("ssse3"))) int32_t turn_blocks_shuffled(const transposition& t, int32_t x,
-                                                              int32_t end, int32_t y)
+[[gnu::target("ssse3")]] int32_t turn_blocks_shuffled(const transposition& t, int32_t x,
+                                                      int32_t end, int32_t y)
 {
     const __m128i open = _mm_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
     const __m128i close = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
