@@ -376,6 +376,7 @@ IMG_API int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x,
 /** The same by the device's own means: one stretch, no tone, no dots of ours. */
 IMG_API int32_t IMG_STD IMG_print_bitmap_fast(int32_t handle, HDC printer, int32_t x, int32_t y,
                                               int32_t width, int32_t height);
+
 /* ---- scanning through the TWAIN source manager; Windows only ------------------------
  * Each call opens TWAIN32.DLL's source manager, runs the window messages of this thread
  * until the source is done, and closes everything again, whatever fails. One acquisition

@@ -6,7 +6,6 @@
 #include "viewer/printing.h"
 #include "viewer/progress.h"
 #include "viewer/resource.h"
-#include "viewer/scanning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -400,10 +399,10 @@ void viewer_frame::scan_command(int id)
 {
     int32_t result = 0;
     if (id == IDM_SCAN_SELECT) {
-        result = scan_select(window_);
+        result = IMG_scan_open_source(window_);
     } else if (id == IDM_SCAN_PAGE) {
         if (!may_lose_changes(window_, picture_)) return;
-        result = scan_page(window_);
+        result = IMG_scan_acquire(window_, 1);
         if (result >= 0) {
             picture_.adopt(result, "Scanned page");
             view_->fit();
@@ -412,7 +411,7 @@ void viewer_frame::scan_command(int id)
     } else {
         const auto choice = ask_file_to_save(window_, "page", false);
         if (!choice) return;
-        result = scan_to_files(window_, choice->path, choice->type.code);
+        result = IMG_scan_pages(window_, choice->path.c_str(), choice->type.code, 1);
     }
     if (result < 0) tell_error(window_, "Scanning did not succeed", result);
 }
@@ -454,8 +453,6 @@ void viewer_frame::update_menu(HMENU menu) const
         IsClipboardFormatAvailable(CF_DIB) || IsClipboardFormatAvailable(CF_BITMAP);
     enable(IDM_PASTE, clipboard);
     enable(IDM_SAVE_CLIPBOARD, clipboard);
-    for (const int id : {IDM_SCAN_SELECT, IDM_SCAN_PAGE, IDM_SCAN_PAGES})
-        enable(id, scanning_available());
     CheckMenuItem(menu, IDM_FIT,
                   static_cast<UINT>(open && view_->fits() ? MF_CHECKED : MF_UNCHECKED));
 }

@@ -2,23 +2,12 @@
 
 #include "tests/win32/viewer_driver.h"
 
-#include <functional>
-
 namespace {
 
 constexpr int polls = 200;
 constexpr DWORD poll_milliseconds = 50;
 constexpr int file_name_combo = 0x47C; // cmb13 of the file dialogs
 constexpr int file_name_edit = 0x480;  // edt1
-
-bool wait_for(const std::function<bool()>& condition)
-{
-    for (int i = 0; i < polls; ++i) {
-        if (condition()) return true;
-        Sleep(poll_milliseconds);
-    }
-    return false;
-}
 
 std::string text_of(HWND window)
 {
@@ -62,6 +51,15 @@ std::string beside_the_tests(const char* name)
 }
 
 } // namespace
+
+bool wait_for(const std::function<bool()>& condition)
+{
+    for (int i = 0; i < polls; ++i) {
+        if (condition()) return true;
+        Sleep(poll_milliseconds);
+    }
+    return false;
+}
 
 viewer_driver::viewer_driver(const std::string& file)
 {

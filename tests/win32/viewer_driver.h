@@ -3,7 +3,11 @@
 
 #include "tests/win32/gdi_support.h"
 
+#include <functional>
 #include <string>
+
+/// Asks again and again for up to 10 s; false when it never came true.
+bool wait_for(const std::function<bool()>& condition);
 
 class viewer_driver {
 public:

@@ -4,6 +4,8 @@
 
 #include "tests/win32/viewer_driver.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -17,23 +19,75 @@ struct test_file {
     ~test_file() { std::remove(name.c_str()); }
 };
 
-// The colour of the middle of the viewer's picture on the screen.
-color middle_of(const viewer_driver& viewer)
+color screen_at(POINT place)
 {
-    Sleep(300);
-    RECT place{};
-    GetWindowRect(viewer.picture(), &place);
     HDC screen = GetDC(nullptr);
-    const COLORREF c =
-        GetPixel(screen, (place.left + place.right) / 2, (place.top + place.bottom) / 2);
+    const COLORREF c = GetPixel(screen, place.x, place.y);
     ReleaseDC(nullptr, screen);
     return static_cast<color>(GetRValue(c) << 16 | GetGValue(c) << 8 | GetBValue(c));
 }
 
-// All of one colour, 24 bits.
-int32_t plain_image(int32_t width, int32_t height, color c)
+// Red tells the column of a pixel, green the row, both in eighths; blue is 0.
+constexpr int32_t pixels_a_level = 8;
+
+color place_color(int32_t x, int32_t y)
 {
-    std::vector<uint8_t> packed(40 + static_cast<size_t>((width * 3 + 3) / 4 * 4 * height));
+    return static_cast<color>(x / pixels_a_level << 16 | y / pixels_a_level << 8);
+}
+
+struct client_size {
+    int32_t width, height;
+};
+
+client_size client_of(const viewer_driver& viewer)
+{
+    RECT client{};
+    GetClientRect(viewer.picture(), &client);
+    return {client.right, client.bottom};
+}
+
+// Where the middle of the window lies in such a picture, and how many screen pixels an image
+// pixel takes.
+struct seen_view {
+    double x, y, scale;
+};
+
+seen_view see(const viewer_driver& viewer)
+{
+    const client_size client = client_of(viewer);
+    const int32_t reach = client.width / 3;
+    const auto column = [&](int32_t from_middle) {
+        POINT place{client.width / 2 + from_middle, client.height / 2};
+        ClientToScreen(viewer.picture(), &place);
+        return screen_at(place);
+    };
+    const auto pixels = [](color level) { return (level + 0.5) * pixels_a_level; };
+    const color middle = column(0);
+    const double across = pixels(column(reach) >> 16) - pixels(column(-reach) >> 16);
+    return {pixels(middle >> 16), pixels(middle >> 8 & 255), 2.0 * reach / across};
+}
+
+// True when the window comes to show this place in this scale, as near as colours tell.
+bool view_becomes(const viewer_driver& viewer, const seen_view& expected)
+{
+    seen_view seen{};
+    const bool reached = wait_for([&] {
+        seen = see(viewer);
+        return std::abs(seen.x - expected.x) < 1.5 * pixels_a_level &&
+               std::abs(seen.y - expected.y) < 1.5 * pixels_a_level &&
+               std::abs(seen.scale / expected.scale - 1) < 0.1;
+    });
+    EXPECT_TRUE(reached) << "seen " << seen.x << ", " << seen.y << " at " << seen.scale
+                         << ", expected " << expected.x << ", " << expected.y << " at "
+                         << expected.scale;
+    return reached;
+}
+
+// An image of 24 bits whose pixels a function names.
+template <class Color> int32_t make_image(int32_t width, int32_t height, Color color_at)
+{
+    const size_t stride = (static_cast<size_t>(width) * 3 + 3) / 4 * 4;
+    std::vector<uint8_t> packed(sizeof(BITMAPINFOHEADER) + stride * static_cast<size_t>(height));
     BITMAPINFOHEADER header{};
     header.biSize = sizeof header;
     header.biWidth = width;
@@ -41,12 +95,15 @@ int32_t plain_image(int32_t width, int32_t height, color c)
     header.biPlanes = 1;
     header.biBitCount = 24;
     std::memcpy(packed.data(), &header, sizeof header);
-    const size_t stride = static_cast<size_t>((width * 3 + 3) / 4 * 4);
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t x = 0; x < width; ++x)
-            for (size_t i = 0; i < 3; ++i)
-                packed[40 + stride * static_cast<size_t>(y) + 3 * static_cast<size_t>(x) + i] =
-                    static_cast<uint8_t>(c >> 8 * i);
+    for (int32_t y = 0; y < height; ++y) {
+        uint8_t* p = packed.data() + sizeof header + stride * static_cast<size_t>(height - 1 - y);
+        for (int32_t x = 0; x < width; ++x) {
+            const color c = color_at(x, y);
+            *p++ = static_cast<uint8_t>(c);
+            *p++ = static_cast<uint8_t>(c >> 8);
+            *p++ = static_cast<uint8_t>(c >> 16);
+        }
+    }
     return IMG_create_handle(packed.data());
 }
 
@@ -98,44 +155,63 @@ TEST(viewer, shows_pages_and_changes_them)
     EXPECT_EQ(viewer.close(), 0);
 }
 
-TEST(viewer, paints_zooms_and_scrolls)
+TEST(viewer, zooms_and_scrolls_to_the_right_place)
 {
-    const test_file file("viewer_colours.bmp");
-    const int32_t image = plain_image(2000, 1500, 0x3366CC);
+    const test_file file("viewer_places.bmp");
+    const int32_t image = make_image(2000, 1500, place_color);
     ASSERT_GE(IMG_save_bitmap(image, file.name.c_str(), 1), 0);
     IMG_delete_bitmap(image);
     viewer_driver viewer(file.name);
     ASSERT_TRUE(viewer.title_becomes("2000 x 1500, 24 bits"));
-    EXPECT_EQ(middle_of(viewer), 0x3366CCU);
-    const struct {
-        const char* what;
-        std::function<void()> act;
-    } steps[] = {
-        {"actual size", [&] { viewer.command(IDM_ACTUAL_SIZE); }},
-        {"page down", [&] { SendMessageA(viewer.picture(), WM_KEYDOWN, VK_NEXT, 0); }},
-        {"line right", [&] { SendMessageA(viewer.picture(), WM_KEYDOWN, VK_RIGHT, 0); }},
-        {"zoom in", [&] { viewer.command(IDM_ZOOM_IN); }},
-        {"wheel back",
-         [&] {
-             SendMessageA(viewer.picture(), WM_MOUSEWHEEL, MAKEWPARAM(0, -WHEEL_DELTA * 3),
-                          MAKELPARAM(300, 300));
-         }},
-        {"rectangle",
-         [&] {
-             SendMessageA(viewer.picture(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(100, 100));
-             SendMessageA(viewer.picture(), WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(300, 250));
-             SendMessageA(viewer.picture(), WM_LBUTTONUP, 0, MAKELPARAM(300, 250));
-         }},
-        {"smaller window",
-         [&] { SetWindowPos(viewer.frame(), nullptr, 0, 0, 400, 300, SWP_NOMOVE); }},
-        {"fit", [&] { viewer.command(IDM_FIT); }},
-        {"negative", [&] { viewer.command(IDM_INVERT); }},
-    };
-    for (const auto& s : steps) {
-        SCOPED_TRACE(s.what);
-        s.act();
-        EXPECT_EQ(middle_of(viewer), std::string(s.what) == "negative" ? 0xCC9933U : 0x3366CCU);
-    }
+    client_size client = client_of(viewer);
+    const double fitting = std::min(client.width / 2000.0, client.height / 1500.0);
+    EXPECT_TRUE(view_becomes(viewer, {1000, 750, fitting}));
+
+    viewer.command(IDM_ACTUAL_SIZE);
+    EXPECT_TRUE(view_becomes(viewer, {1000, 750, 1}));
+    client = client_of(viewer);
+    seen_view view{1000, 750, 1};
+    SendMessageA(viewer.picture(), WM_KEYDOWN, VK_NEXT, 0);
+    view.y += (1500 - client.height) / 4;
+    EXPECT_TRUE(view_becomes(viewer, view)) << "page down";
+    for (int i = 0; i < 2; ++i)
+        SendMessageA(viewer.picture(), WM_KEYDOWN, VK_LEFT, 0);
+    view.x -= (2000 - client.width) / 16 * 2;
+    EXPECT_TRUE(view_becomes(viewer, view)) << "left twice";
+
+    viewer.command(IDM_ZOOM_IN);
+    view.scale = 1.25;
+    EXPECT_TRUE(view_becomes(viewer, view)) << "zoom in keeps the middle";
+    // The wheel keeps the pixel under the pointer: 100 to the right of and below the middle.
+    POINT pointer{client.width / 2 + 100, client.height / 2 + 100};
+    ClientToScreen(viewer.picture(), &pointer);
+    SendMessageA(viewer.picture(), WM_MOUSEWHEEL, MAKEWPARAM(0, WHEEL_DELTA * 2),
+                 MAKELPARAM(pointer.x, pointer.y));
+    const double wheeled = view.scale * 1.25 * 1.25;
+    view = {view.x + 100 / view.scale - 100 / wheeled, view.y + 100 / view.scale - 100 / wheeled,
+            wheeled};
+    EXPECT_TRUE(view_becomes(viewer, view)) << "wheel";
+
+    viewer.command(IDM_FIT);
+    EXPECT_TRUE(view_becomes(viewer, {1000, 750, fitting}));
+    client = client_of(viewer);
+    // A rectangle of half the window's size, its middle left of and above the window's.
+    const int32_t x = client.width / 8, y = client.height / 8;
+    const LPARAM from = MAKELPARAM(x, y);
+    const LPARAM to = MAKELPARAM(x + client.width / 2, y + client.height / 2);
+    SendMessageA(viewer.picture(), WM_LBUTTONDOWN, MK_LBUTTON, from);
+    SendMessageA(viewer.picture(), WM_MOUSEMOVE, MK_LBUTTON, to);
+    SendMessageA(viewer.picture(), WM_LBUTTONUP, 0, to);
+    EXPECT_TRUE(view_becomes(viewer, {1000 - client.width / 8 / fitting,
+                                      750 - client.height / 8 / fitting, 2 * fitting}))
+        << "rectangle";
+
+    SetWindowPos(viewer.frame(), nullptr, 0, 0, 500, 400, SWP_NOMOVE);
+    viewer.command(IDM_FIT);
+    client = client_of(viewer);
+    EXPECT_TRUE(
+        view_becomes(viewer, {1000, 750, std::min(client.width / 2000.0, client.height / 1500.0)}))
+        << "smaller window";
 }
 
 TEST(viewer, copies_pastes_and_saves)
@@ -164,24 +240,25 @@ TEST(viewer, copies_pastes_and_saves)
     // Adding a page is asked for by name.
     viewer.post(IDM_APPEND);
     ASSERT_TRUE(viewer.answer_file(saved.name));
-    Sleep(300);
-    EXPECT_EQ(IMGLOW_get_pages(saved.name.c_str()), 2);
+    EXPECT_TRUE(wait_for([&] { return IMGLOW_get_pages(saved.name.c_str()) == 2; }));
     EXPECT_EQ(viewer.close(), 0);
 }
 
 TEST(viewer, prints_to_a_file)
 {
     const test_file source("viewer_print.bmp"), printed("viewer_print.emf");
-    const int32_t image = plain_image(60, 40, 0x3366CC);
+    const int32_t image = make_image(60, 40, [](int32_t, int32_t) { return color{0x3366CC}; });
     ASSERT_GE(IMG_save_bitmap(image, source.name.c_str(), 1), 0);
     IMG_delete_bitmap(image);
     viewer_driver viewer(source.name);
     ASSERT_TRUE(viewer.title_becomes("60 x 40"));
     viewer.post(IDM_PRINT_METAFILE);
     ASSERT_TRUE(viewer.answer_file(printed.name));
-    Sleep(500);
-    HENHMETAFILE metafile = GetEnhMetaFileA(printed.name.c_str());
-    ASSERT_TRUE(metafile);
+    HENHMETAFILE metafile = nullptr;
+    ASSERT_TRUE(wait_for([&] {
+        metafile = GetEnhMetaFileA(printed.name.c_str());
+        return metafile != nullptr;
+    }));
     const canvas paper(200, 100);
     const RECT all{0, 0, 200, 100};
     EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), metafile, &all));
