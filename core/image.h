@@ -251,9 +251,11 @@ IMG_API int32_t IMG_STD IMGX_get_pages_fd(HFILE file);
 
 /** What a page is made of, beside what its header tells. */
 typedef struct IMGX_PAGE_INFO {
-    int32_t type;        /* file-type code of this page */
+    int32_t type;        /* file-type code of this page; -7 for a compression without one */
+    int32_t compression; /* TIFF: number of the compression; 0 for other formats */
     int32_t components;  /* JPEG: colour components; 0 for other data */
     int32_t sampling[4]; /* JPEG: per component, horizontal factor x 16 + vertical factor */
+    const char* extensions; /* of the format, as in IMGX_TYPE_INFO */
 } IMGX_PAGE_INFO;
 
 /** Describes one page of an open file, whose position is undefined afterwards; arguments as

@@ -259,14 +259,18 @@ int32_t IMG_STD IMGX_get_page_info(HFILE file, int32_t offset, int32_t page, IMG
     *info = {};
     if (page < 0) return err_page;
     io_scope scope;
+    img_seek_mem(file, offset, seek_from_start);
+    const format_row* format = get_extension(file);
+    if (!format) return err_unsupported;
+    info->extensions = format->extensions;
+    if (format->describe) {
+        info->type = format->types[0].code;
+        const int32_t result = format->describe(file, make_start(offset, page), *info);
+        img_ffree_all();
+        return std::min(result, 0);
+    }
     info->type = type_at(file, offset);
-    if (info->type < 0) return info->type;
-    const format_row* format = nullptr;
-    find_file_type(info->type, &format);
-    if (!format->describe) return 0;
-    const int32_t result = format->describe(file, make_start(offset, page), *info);
-    img_ffree_all();
-    return std::min(result, 0);
+    return std::min(info->type, 0);
 }
 
 int32_t IMG_STD IMG_create_handle(const void* packed_dib)

@@ -15,7 +15,9 @@
 namespace {
 
 struct page_facts {
-    int32_t type;
+    int32_t type; // negative: a compression without a code
+    int32_t compression;
+    std::string format;
     int32_t width, height, bits;
     int32_t x_dpi, y_dpi;
     int32_t colors; // entries of the colour table; 0 for 24 bits
@@ -68,6 +70,8 @@ page_facts read_facts(source_file& source, int32_t page)
     page_facts facts{};
     const IMGX_PAGE_INFO info = source.page_info(page);
     facts.type = info.type;
+    facts.compression = info.compression;
+    facts.format = first_word(info.extensions);
     facts.components = info.components;
     facts.sampling = sampling_text(info);
     // The texts are the library's; a reader replaces them by those of the file.
@@ -86,14 +90,19 @@ std::string colors_text(const page_facts& facts)
     return std::to_string(facts.colors) + (facts.grey ? " greys" : " colours");
 }
 
+std::string type_text(const page_facts& facts)
+{
+    if (const IMGX_TYPE_INFO* type = type_of_code(facts.type))
+        return std::string(type->description) + " (type " + std::to_string(type->code) + ", " +
+               type->name + ")";
+    return facts.format + " with compression " + std::to_string(facts.compression);
+}
+
 void print_page(int32_t page, const page_facts& facts)
 {
-    const IMGX_TYPE_INFO* type = type_of_code(facts.type);
-    std::printf("  page %d: %d x %d, %d bit, %s, %s (type %d, %s)", static_cast<int>(page),
+    std::printf("  page %d: %d x %d, %d bit, %s, %s", static_cast<int>(page),
                 static_cast<int>(facts.width), static_cast<int>(facts.height),
-                static_cast<int>(facts.bits), colors_text(facts).c_str(),
-                type ? type->description : "?", static_cast<int>(facts.type),
-                type ? type->name : "?");
+                static_cast<int>(facts.bits), colors_text(facts).c_str(), type_text(facts).c_str());
     if (facts.x_dpi != 0 || facts.y_dpi != 0)
         std::printf(", %d x %d dpi", static_cast<int>(facts.x_dpi), static_cast<int>(facts.y_dpi));
     std::printf(", %" PRIu64 " bytes in memory", facts.memory_bytes);
@@ -115,8 +124,9 @@ void print_page_json(int32_t page, const page_facts& facts)
                 json_text(type ? type->description : "").c_str(), static_cast<int>(facts.width),
                 static_cast<int>(facts.height), static_cast<int>(facts.bits),
                 static_cast<int>(facts.x_dpi), static_cast<int>(facts.y_dpi));
-    std::printf("\"colors\": %d, \"gray\": %s, \"memory_bytes\": %" PRIu64
+    std::printf("\"compression\": %d, \"colors\": %d, \"gray\": %s, \"memory_bytes\": %" PRIu64
                 ", \"components\": %d, \"sampling\": %s, \"name\": %s, \"date\": %s}",
+                static_cast<int>(facts.compression),
                 facts.bits == 24 ? 1 << 24 : static_cast<int>(facts.colors),
                 facts.grey ? "true" : "false", facts.memory_bytes,
                 static_cast<int>(facts.components), json_text(facts.sampling).c_str(),
@@ -143,8 +153,7 @@ int describe(const std::string& name, bool as_json, bool& first, const tool_sett
             pages.push_back(read_facts(source, page));
     });
     if (pages.empty()) return code;
-    const IMGX_TYPE_INFO* type = type_of_code(pages.front().type);
-    const std::string format = type ? usual_extension(*type) : "";
+    const std::string& format = pages.front().format;
     if (as_json)
         std::printf("%s\n  {\"file\": %s, \"bytes\": %" PRIu64
                     ", \"format\": %s, \"page_count\": %d,\n    \"pages\": [",

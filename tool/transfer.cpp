@@ -25,9 +25,10 @@ const IMGX_TYPE_INFO& output_type(const tool_settings& settings, const std::stri
 
 const IMGX_TYPE_INFO& type_like_input(source_file& source)
 {
-    const IMGX_TYPE_INFO* type = type_of_code(source.page_info(1).type);
+    const IMGX_PAGE_INFO page = source.page_info(1);
+    const IMGX_TYPE_INFO* type = type_of_code(page.type);
     if (type && can_write(*type)) return *type;
-    if (type) type = type_of_file_name("x." + usual_extension(*type));
+    type = type_of_file_name("x." + first_word(page.extensions));
     if (!type) throw failure{source.name(), "writing its type again", code_unsupported};
     return *type;
 }

@@ -84,10 +84,14 @@ std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type)
     return depths;
 }
 
+std::string first_word(const std::string& extensions)
+{
+    return extensions.substr(0, extensions.find(' '));
+}
+
 std::string usual_extension(const IMGX_TYPE_INFO& type)
 {
-    const std::string extensions = type.extensions;
-    return extensions.substr(0, extensions.find(' '));
+    return first_word(type.extensions);
 }
 
 void use_classic_mode(bool classic)

@@ -26,7 +26,8 @@ bool can_add_pages(const IMGX_TYPE_INFO& type);
 /// The depths of 1, 4, 8 and 24 that a type can be written with, lowest first.
 std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type);
 
-/// The usual extension, without a dot.
+/// The usual extension, without a dot: the first of a list with spaces between.
+std::string first_word(const std::string& extensions);
 std::string usual_extension(const IMGX_TYPE_INFO& type);
 
 /// Sets the mode for this process: files for other programs, or the library's classic bytes.

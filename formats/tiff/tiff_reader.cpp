@@ -385,6 +385,8 @@ int32_t tiff_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info)
         offset = chain.next_offset();
         if (offset == 0) return err_page;
     }
-    info.type = file_type_of(fill_tiff_struct(source, chain).description.compression);
-    return std::min(info.type, 0);
+    const uint32_t compression = fill_tiff_struct(source, chain).description.compression;
+    info.compression = static_cast<int32_t>(compression);
+    info.type = file_type_of(compression);
+    return 0;
 }

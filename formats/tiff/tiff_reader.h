@@ -20,5 +20,6 @@ int32_t get_tiff_pages(HFILE file);
 /// the fax codes, 9 LZW, 16 PackBits, else err_unsupported.
 int32_t tiff_get_filetype(HFILE file);
 
-/// The file-type code of one page.  0, err_page, err_unsupported, or as open_tiff.
+/// Compression and file-type code of the page that start names, for IMGX_get_page_info; the
+/// type is err_unsupported for a compression without a code.  0, or a code.
 int32_t tiff_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info);
