@@ -30,16 +30,6 @@ std::string temporary_beside(const std::string& name)
     return to_text(path.parent_path() / to_path(own));
 }
 
-// The family of types that can stand in one file: those of one format.
-bool same_format(const IMGX_TYPE_INFO& type, int32_t code)
-{
-    for (int32_t i = 0;; ++i) {
-        IMGX_TYPE_INFO row;
-        if (IMGX_get_type_info(i, &row) != 0) return false;
-        if (row.code == code) return std::string(row.extensions) == type.extensions;
-    }
-}
-
 } // namespace
 
 output_file::output_file(std::string name, const IMGX_TYPE_INFO& type, start from)
@@ -50,25 +40,36 @@ output_file::output_file(std::string name, const IMGX_TYPE_INFO& type, start fro
     const fs::file_status existing = fs::status(to_path(final_name_), error);
     if (fs::exists(existing) && !fs::is_regular_file(existing))
         throw failure{name_, "creating (it is not a plain file)", code_create};
-    const HFILE file = host_create_new(temporary_name_);
-    if (file == HFILE_ERROR) throw failure{name_, "creating", code_create};
     unfinished_ = true;
     host_guard_file(temporary_name_);
-    host_close(file);
-    if (from == start::empty || !fs::exists(existing)) return;
-
-    const HFILE present = host_open_reading(final_name_);
-    const int32_t code = present == HFILE_ERROR ? code_open : IMGLOW_get_filetype_fd(present);
-    if (present != HFILE_ERROR) host_close(present);
-    if (code < 0 || !same_format(type_, code)) {
-        discard();
-        throw failure{name_, "adding a page", code < 0 ? code : code_unsupported};
+    try {
+        begin(from == start::copy_of_existing && fs::exists(existing));
+    } catch (...) {
+        discard(); // there is no object yet whose destructor would do it
+        throw;
     }
-    fs::copy_file(to_path(final_name_), to_path(temporary_name_),
-                  fs::copy_options::overwrite_existing, error);
-    if (!error) return;
-    discard();
-    throw failure{name_, "copying", code_write};
+}
+
+void output_file::begin(bool with_pages_of_existing) const
+{
+    if (!with_pages_of_existing) {
+        const HFILE file = host_create_new(temporary_name_);
+        if (file == HFILE_ERROR) throw failure{name_, "creating", code_create};
+        host_close(file);
+        return;
+    }
+    const HFILE present = host_open_reading(final_name_);
+    if (present == HFILE_ERROR) throw failure{name_, "adding a page", code_open};
+    IMGX_PAGE_INFO info;
+    const int32_t result = IMGX_get_page_info(present, 0, 0, &info);
+    host_close(present);
+    require(result, name_, "adding a page");
+    if (std::string(info.extensions) != type_.extensions)
+        throw failure{name_, std::string("adding a page of ") + type_.description,
+                      code_unsupported};
+    std::error_code error;
+    fs::copy_file(to_path(final_name_), to_path(temporary_name_), error);
+    if (error) throw failure{name_, "copying", code_write};
 }
 
 output_file::~output_file()

@@ -22,6 +22,7 @@ public:
     void commit();
 
 private:
+    void begin(bool with_pages_of_existing) const;
     void discard();
 
     std::string name_;
