@@ -15,7 +15,7 @@ int32_t make_gray_dib(const dib_lock& image, new_dib& target)
     if (int32_t err = target.create(); err < 0) return err;
     const grey_source grey(image.header(), grey_rule::color_row);
     for (int32_t r = 0; r < image->height; ++r)
-        grey.fetch(image.row(r), target.row(r), image->width);
+        grey.fetch_gray_raster(image.row(r), target.row(r), image->width);
     return 0;
 }
 

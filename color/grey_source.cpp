@@ -53,7 +53,7 @@ void grey_source::fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) con
                       : static_cast<uint8_t>(grey_of_pixel(row[0], row[1], row[2]));
 }
 
-void grey_source::fetch(const uint8_t* row, uint8_t* grey, int32_t width) const
+void grey_source::fetch_gray_raster(const uint8_t* row, uint8_t* grey, int32_t width) const
 {
     if (bits_ == 24) return fetch_24(row, grey, width);
     if (bits_ == 8 && is_ramp_) {

@@ -20,7 +20,7 @@ public:
     grey_source(const BITMAPINFOHEADER* header, grey_rule rule);
 
     /// One byte per pixel from one stored row.
-    void fetch(const uint8_t* row, uint8_t* grey, int32_t width) const;
+    void fetch_gray_raster(const uint8_t* row, uint8_t* grey, int32_t width) const;
 
 private:
     void fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) const;

@@ -192,7 +192,7 @@ template <running_values mode> void mono_diffusion::dither_row(int32_t direction
     }
 }
 
-void mono_diffusion::dither(uint8_t* bits, int32_t row_number)
+void mono_diffusion::dither_raster(uint8_t* bits, int32_t row_number)
 {
     const int32_t direction = row_number & 1 ? -1 : 1;
     if (mode_ == running_values::wrap)
@@ -225,13 +225,13 @@ int32_t diffusion_mono(int32_t handle)
     const grey_source source(image.header(), grey_rule::percent);
     const auto feed = [&](int32_t ahead, int32_t r) {
         if (r >= image->height) return;
-        source.fetch(image.row(r), grey.bytes(), width);
+        source.fetch_gray_raster(image.row(r), grey.bytes(), width);
         diffusion.feed(ahead, grey.bytes());
     };
     for (int32_t r = 0; r < 3; ++r)
         feed(r, r);
     for (int32_t r = 0; r < image->height; ++r) {
-        diffusion.dither(target.row(r), r);
+        diffusion.dither_raster(target.row(r), r);
         feed(2, r + 3);
     }
     target.install(image, saved_colors::forget);

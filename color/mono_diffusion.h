@@ -20,7 +20,7 @@ public:
     /// Turns the next row into bits (first pixel in bit 7) and moves on. INTENDED: rows of
     /// even number run left to right, odd ones right to left.
     ///   bits  a row of size_for_long(width, 1) bytes, filled with its padding 0
-    void dither(uint8_t* bits, int32_t row_number);
+    void dither_raster(uint8_t* bits, int32_t row_number);
 
 private:
     // Columns that take errors beside the picture and are never output; a whole vector, so

@@ -85,7 +85,7 @@ int32_t ordered_mono(int32_t handle, const threshold_matrix& matrix)
     std::memset(grey.bytes(), 0, grey_bytes);
     const grey_source source(image.header(), grey_rule::percent);
     for (int32_t r = 0; r < image->height; ++r) {
-        source.fetch(image.row(r), grey.bytes(), width);
+        source.fetch_gray_raster(image.row(r), grey.bytes(), width);
         threshold_row(matrix, grey.bytes(), width, r, target.row(r));
     }
     target.install(image, saved_colors::forget);

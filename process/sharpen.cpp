@@ -85,9 +85,8 @@ void divide_along(const uint16_t* sums, uint8_t* out, int32_t end, int32_t divis
         out[p + k] = static_cast<uint8_t>((sums[p + k] + left[k]) * reciprocal >> 20);
 }
 
-} // namespace
-
-void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step, int32_t weight,
+template <int32_t step>
+void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight,
                   uint16_t* sums)
 {
     std::memcpy(out, in.row, size_t(stride));
@@ -100,13 +99,24 @@ void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t s
         sums[p] = static_cast<uint16_t>(weight * in.row[p] + in.below[p - step] + in.below[p] +
                                         in.below[p + step] + in.row[p + step] + in.above[p - step] +
                                         in.above[p] + in.above[p + step]);
-    if (step == 3)
-        divide_along<3>(sums, out, end, 8 + weight);
-    else
-        divide_along<1>(sums, out, end, 8 + weight);
+    divide_along<step>(sums, out, end, 8 + weight);
 }
 
-void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight)
+} // namespace
+
+void sharpen_8dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight,
+                  uint16_t* sums)
+{
+    smooth_bytes<1>(in, out, stride, weight, sums);
+}
+
+void sharpen_24dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight,
+                   uint16_t* sums)
+{
+    smooth_bytes<3>(in, out, stride, weight, sums);
+}
+
+void sharpen_4dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight)
 {
     std::memcpy(out, in.row, size_t(stride));
     const int32_t divisor = 8 + weight;
@@ -118,7 +128,7 @@ void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t
     }
 }
 
-void add_diff_bytes(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
+void add_diff_8dib(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
 {
     const __m128i zero = _mm_setzero_si128();
     int32_t p = 0;
@@ -136,7 +146,7 @@ void add_diff_bytes(const uint8_t* source, const uint8_t* smoothed, uint8_t* out
         out[p] = low_byte(std::clamp(2 * source[p] - smoothed[p], 0, 255));
 }
 
-void add_diff_nibbles(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
+void add_diff_4dib(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride)
 {
     for (int32_t x = 0; x < 2 * stride; ++x)
         set_nibble(out, x, std::clamp(2 * nibble(source, x) - nibble(smoothed, x), 0, 15));
@@ -151,17 +161,20 @@ public:
 private:
     void smooth(const filter_rows& in, uint8_t* out) const
     {
-        if (bits_ == 4) return smooth_nibbles(in, out, stride_, how_.weight);
-        smooth_bytes(in, out, stride_, bits_ / 8, how_.weight, sums_.as<uint16_t>());
+        switch (bits_) {
+        case 4: return sharpen_4dib(in, out, stride_, how_.weight);
+        case 8: return sharpen_8dib(in, out, stride_, how_.weight, sums_.as<uint16_t>());
+        default: return sharpen_24dib(in, out, stride_, how_.weight, sums_.as<uint16_t>());
+        }
     }
     void store(const uint8_t* source, const uint8_t* smoothed, uint8_t* out) const
     {
         if (!how_.masks)
             std::memcpy(out, smoothed, size_t(stride_));
         else if (bits_ == 4)
-            add_diff_nibbles(source, smoothed, out, stride_);
+            add_diff_4dib(source, smoothed, out, stride_);
         else
-            add_diff_bytes(source, smoothed, out, stride_);
+            add_diff_8dib(source, smoothed, out, stride_);
     }
     void run_strip(dib_lock& image, const filter_strip& strip);
 

@@ -19,15 +19,17 @@ struct filter_rows {
     const uint8_t* above;
 };
 
-/// Smooth one row of bytes whose neighbours in the row are step (1 or 3) bytes away; the
-/// first and last step bytes stay.
+/// Smooth one row of 8- or 24-bit pixels; the first and last pixel of the stride (the first
+/// and last three bytes) stay.
 ///   sums  room for stride values
-void smooth_bytes(const filter_rows& in, uint8_t* out, int32_t stride, int32_t step, int32_t weight,
+void sharpen_8dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight,
                   uint16_t* sums);
+void sharpen_24dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight,
+                   uint16_t* sums);
 
 /// The same for 4-bit pixels; the first and last nibble of the stride stay.
-void smooth_nibbles(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight);
+void sharpen_4dib(const filter_rows& in, uint8_t* out, int32_t stride, int32_t weight);
 
 /// 2 source - smoothed, clamped.
-void add_diff_bytes(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);
-void add_diff_nibbles(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);
+void add_diff_8dib(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);
+void add_diff_4dib(const uint8_t* source, const uint8_t* smoothed, uint8_t* out, int32_t stride);

@@ -84,6 +84,12 @@ int32_t set_table_tone(dib_lock& image, const tone_curve& curve)
     return 0;
 }
 
+// INTENDED: padding is toned too.
+void set_24cont_bright(dib_lock& image, const tone_curve& curve)
+{
+    apply_tone(image.row(0), pixel_bytes(image), curve);
+}
+
 int32_t set_lut(int32_t handle, int32_t contrast, int32_t brightness)
 {
     dib_lock image(handle);
@@ -91,7 +97,7 @@ int32_t set_lut(int32_t handle, int32_t contrast, int32_t brightness)
     const tone_curve curve(contrast, brightness);
     switch (image.header()->biBitCount) {
     case 1: return err_unsupported;
-    case 24: apply_tone(image.row(0), pixel_bytes(image), curve); return 0;
+    case 24: set_24cont_bright(image, curve); return 0;
     default: return set_table_tone(image, curve);
     }
 }

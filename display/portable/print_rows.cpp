@@ -90,7 +90,7 @@ void print_rows::next_ordered(const threshold_matrix& matrix, uint8_t* dots)
 void print_rows::next_diffused(uint8_t* dots)
 {
     std::memset(dots, 0, bytes_per_line_);
-    diffusion_.dither(dots, done_);
+    diffusion_.dither_raster(dots, done_);
     const int32_t ahead = plan_.rows.end - 1 - (done_ + 3);
     if (ahead < plan_.rows.begin) return;
     fetch(ahead);

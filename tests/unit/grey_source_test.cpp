@@ -19,10 +19,10 @@ TEST(grey_source, gives_every_colour_its_grey)
             row[3 * x + 1] = static_cast<uint8_t>(x >> 8);
             row[3 * x + 2] = static_cast<uint8_t>(red);
         }
-        percent.fetch(row.data(), grey.data(), width);
+        percent.fetch_gray_raster(row.data(), grey.data(), width);
         for (size_t x = 0; x < width; ++x)
             ASSERT_EQ(grey[x], (30 * red + 59 * row[3 * x + 1] + 11 * row[3 * x]) / 100);
-        of_row.fetch(row.data(), grey.data(), width);
+        of_row.fetch_gray_raster(row.data(), grey.data(), width);
         for (size_t x = 0; x < width; ++x)
             ASSERT_EQ(grey[x], grey_of_pixel(row[3 * x], row[3 * x + 1], row[3 * x + 2]));
     }
