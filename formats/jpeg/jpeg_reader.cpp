@@ -42,6 +42,10 @@ int32_t jpg_set_component_params(const jpeg_headers& headers, jpeg_tables& table
                                           ? classic_tables(headers, i)
                                           : interchange_tables(headers, i);
         if (numbers.quantisation > 3 || numbers.dc > 3 || numbers.ac > 3) return err_format;
+        // B.2.4.1/T.81: no divisor is 0, so a 0 means that the table never came.
+        if (plan.rules == jpeg_rules::interchange &&
+            tables.quantisation[numbers.quantisation][0] == 0)
+            return err_format;
         jpeg_block_coding& coding = plan.components[i].coding;
         coding.quantisation = tables.quantisation[numbers.quantisation];
         coding.dc = &tables.dc_lookup[numbers.dc];

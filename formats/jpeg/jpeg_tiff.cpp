@@ -32,11 +32,10 @@ struct sampling {
 // holds when the tag is missing.
 sampling luminance_sampling(const jtif_page& page, jpeg_rules rules)
 {
-    if (page.samples_per_pixel != 3) return {1, 1};
     const uint32_t low = page.subsampling & 0xFFFF, high = page.subsampling >> 16;
     if (rules == jpeg_rules::classic)
         return page.subsampling == 0 ? sampling{1, 1} : sampling{high, low};
-    if (page.photometric != photometric_is_ycbcr) return {1, 1};
+    if (page.samples_per_pixel != 3 || page.photometric != photometric_is_ycbcr) return {1, 1};
     return page.subsampling == 0 ? sampling{2, 2} : sampling{low, high};
 }
 
