@@ -1,5 +1,5 @@
-// jpeg_huffman.h - Huffman tables (annex C and F.2.2.3/T.81) as look-up tables: ten bits of
-// the stream give run, size and, where the value's bits are among the ten, the value.
+// jpeg_huffman.h - Huffman tables (annex C and F.2.2.3/T.81) as look-up tables: eleven bits
+// of the stream give run, size and, where the value's bits are among them, the value.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct jpeg_huffman_spec {
 enum class coefficient_kind { dc, ac };
 
 struct jpeg_decode_table {
-    static constexpr int32_t lookup_bits = 10;
+    static constexpr int32_t lookup_bits = 11;
 
     // An entry: bits 0 to 5 the stream bits it stands for, 0 when the code is longer than
     // lookup_bits or there is none; bit 6 set when the value is complete; bits 8 to 15 the

@@ -113,7 +113,7 @@ TEST(jpeg_huffman, finds_every_code_and_no_other)
         }
     }
     for (uint32_t bits = 0; bits < 65536; ++bits) {
-        uint32_t entry = lookup.lookup[bits >> 6];
+        uint32_t entry = lookup.lookup[bits >> (16 - jpeg_decode_table::lookup_bits)];
         if ((entry & jpeg_decode_table::length_mask) == 0) entry = lookup.find(bits);
         const int symbol = symbol_of[bits];
         if (symbol < 0) {
