@@ -131,6 +131,17 @@ TEST(jpeg_tiff, tells_missing_tables_and_impossible_factors)
     EXPECT_EQ(factor, -3);
 }
 
+TEST(jpeg_tiff, refuses_widths_beyond_any_jpeg)
+{
+    auto strips = strips_of(1, 20, 8, 1, 1, 1);
+    byte_vector file = jpeg_builder::tiff_writer({}).build(strips);
+    const size_t directory = file[4] + 256u * file[5];
+    file[directory + 2 + 8 + 3] = 0x20; // ImageWidth, its highest byte: half a milliard
+    const interchange on;
+    const image_guard image(load(file));
+    EXPECT_EQ(image, -1);
+}
+
 TEST(jpeg_tiff, survives_a_cut_at_every_byte)
 {
     const auto strips = strips_of(3, 20, 16, 2, 1, 1);

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr int32_t table_sets = 3;
+constexpr uint32_t max_width = 0xFFFF; // of any JPEG data; keeps the planes small
 constexpr uint32_t photometric_is_rgb = 2;
 constexpr uint32_t photometric_is_ycbcr = 6;
 
@@ -144,7 +145,7 @@ int32_t jtif_decoder::init_jtif(const jtif_page& page, HFILE file)
 {
     if (page.width == 0 || page.samples_per_pixel == 0) return err_format;
     if (page.samples_per_pixel > table_sets) return err_unsupported;
-    if (!dib_fits(page.width, 1, 24)) return err_memory;
+    if (page.width > max_width) return err_memory;
     if (!memory_.allocate(sizeof(jtif_state))) return err_memory;
     auto& state = *memory_.as<jtif_state>();
     std::memset(memory_.bytes(), 0, sizeof(jtif_state));
