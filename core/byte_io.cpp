@@ -94,6 +94,16 @@ int32_t img_read_mem(HFILE file, void* destination, int32_t count)
     return static_cast<int32_t>(_lread(file, destination, static_cast<UINT>(count)));
 }
 
+const uint8_t* img_take_mem(HFILE file, int32_t count)
+{
+    memory_stream& m = state.memory;
+    if (file != memory_file || count < 0 || m.position > m.size) return nullptr;
+    if (static_cast<uint32_t>(count) > m.size - m.position) return nullptr;
+    const uint8_t* bytes = m.base + m.position;
+    m.position += static_cast<uint32_t>(count);
+    return bytes;
+}
+
 int32_t img_write_mem(HFILE file, const void* source, int32_t count)
 {
     // A zero-length write would cut the file on Windows.

@@ -30,6 +30,10 @@ void reset_mem_io_bounded(const void* base, uint32_t size_bytes);
 /// Reads up to count bytes.  Returns how many, 0 at the end, -1 on a failed read.
 int32_t img_read_mem(HFILE file, void* destination, int32_t count);
 
+/// The next count bytes of a memory source, in place, and passes over them; null for a file,
+/// and where the block ends before.
+const uint8_t* img_take_mem(HFILE file, int32_t count);
+
 /// Writes count bytes.  Returns how many were written, or -1.
 int32_t img_write_mem(HFILE file, const void* source, int32_t count);
 

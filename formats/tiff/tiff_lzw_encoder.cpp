@@ -1,11 +1,12 @@
 // tiff_lzw_encoder.cpp - makes the LZW codes of TIFF 6.0 section 13.
 //
 // The codes are those of the greedy search, so how strings are found is free: a table hashed
-// by prefix and byte, half full at most, whose entries hold key and code in one word.
+// by prefix and byte, whose entries hold key and code in one word. It is large for its few
+// thousand strings, because a second probe costs more than the slower memory. Each step
+// waits for the one before, so two strips are coded in turn, each in the other's waiting time.
 
 #include "formats/tiff/tiff_lzw_encoder.h"
 
-#include <bit>
 #include <cstring>
 
 namespace {
@@ -18,7 +19,7 @@ constexpr uint32_t widest = 12;
 // INTENDED: the table is cleared 16 codes before it is full.
 constexpr uint32_t last_limit = 4080;
 
-constexpr uint32_t hash_bits = 13;
+constexpr uint32_t hash_bits = 15;
 constexpr uint32_t hash_entries = 1u << hash_bits;
 
 // An entry is key << 12 | code; 0 is a free one, because codes start at 258.
@@ -27,53 +28,62 @@ inline uint32_t hash_of(uint32_t key)
     return key * 0x9E3779B1u >> (32 - hash_bits);
 }
 
-inline uint32_t limit_of(uint32_t width)
+inline void store_u64be(uint8_t* p, uint64_t v)
 {
-    return width == widest ? last_limit : 1u << width;
+    v = __builtin_bswap64(v);
+    std::memcpy(p, &v, 8);
 }
 
-} // namespace
+// The coding of one strip. Everything is inlined, so that two of them live in registers: a lane
+// with an address would be loaded again after every store.
+struct lane {
+    const uint8_t* next;
+    const uint8_t* end;
+    uint8_t* to;
+    uint32_t* table;
+    uint64_t bits = 0; // the last bit_count bits, at most 7, are not yet in the output
+    uint32_t bit_count = 0;
+    uint32_t width = first_width;
+    uint32_t next_code = first_free_code;
+    uint32_t limit = 1u << first_width; // next code at which the width grows or the table ends
+    uint32_t prefix = 0;                // code of the string found so far
 
-int32_t tiff_lzw_encoder::init_tif_lzw_save()
-{
-    return table_.allocate(hash_entries * sizeof(uint32_t)) ? 0 : int32_t{err_memory};
-}
+    [[gnu::always_inline]] lane(lzw_strip& strip, uint32_t* table_entries)
+        : next(strip.bytes), end(strip.bytes + strip.count), to(strip.codes), table(table_entries)
+    {
+        if (next == end) return;
+        clear();
+        put(clear_code);
+        prefix = *next++;
+    }
 
-void tiff_lzw_encoder::clear_table()
-{
-    std::memset(table_.bytes(), 0, table_.size());
-    width_ = first_width;
-    next_code_ = first_free_code;
-    limit_ = limit_of(first_width);
-}
+    [[gnu::always_inline]] void clear()
+    {
+        std::memset(table, 0, hash_entries * sizeof *table);
+        width = first_width;
+        next_code = first_free_code;
+        limit = 1u << first_width;
+    }
 
-void tiff_lzw_encoder::put_code(uint32_t code, byte_sink& out)
-{
-    bits_ = bits_ << width_ | code;
-    bit_count_ += width_;
-    if (bit_count_ < 32) return;
-    bit_count_ -= 32;
-    store_u32be(out.reserve(4), static_cast<uint32_t>(bits_ >> bit_count_));
-    out.commit(4);
-}
+    [[gnu::always_inline]] void drain()
+    {
+        store_u64be(to, bits << 1 << (63 - bit_count));
+        to += bit_count >> 3;
+        bit_count &= 7;
+    }
 
-void tiff_lzw_encoder::begin_strip(byte_sink& out)
-{
-    bits_ = 0;
-    bit_count_ = 0;
-    clear_table();
-    put_code(clear_code, out);
-    prefix_ = -1;
-}
+    [[gnu::always_inline]] void put(uint32_t code)
+    {
+        bits = bits << width | code;
+        bit_count += width;
+        drain();
+    }
 
-void tiff_lzw_encoder::encode(const uint8_t* bytes, size_t count, byte_sink& out)
-{
-    if (count == 0) return;
-    size_t i = 0;
-    uint32_t prefix = prefix_ < 0 ? bytes[i++] : static_cast<uint32_t>(prefix_);
-    uint32_t* const table = table_.as<uint32_t>();
-    for (; i < count; ++i) {
-        const uint32_t byte = bytes[i];
+    // Whether a string is in the table cannot be foretold, so both outcomes take the same
+    // steps: a code of no bits is put where the string goes on, its entry stored again.
+    [[gnu::always_inline]] void step()
+    {
+        const uint32_t byte = *next++;
         const uint32_t key = prefix << 8 | byte;
         uint32_t place = hash_of(key);
         uint32_t entry = table[place];
@@ -81,32 +91,72 @@ void tiff_lzw_encoder::encode(const uint8_t* bytes, size_t count, byte_sink& out
             place = (place + 1) % hash_entries;
             entry = table[place];
         }
-        if (entry != 0) {
-            prefix = entry & 0xFFF;
-            continue;
-        }
-        put_code(prefix, out);
-        table[place] = key << 12 | next_code_++;
-        prefix = byte;
-        if (next_code_ != limit_) continue;
-        if (width_ == widest) {
-            put_code(clear_code, out);
-            clear_table();
+        const uint32_t is_new = entry == 0 ? ~0u : 0u;
+        const uint32_t added = width & is_new;
+        bits = bits << added | (prefix & is_new);
+        bit_count += added;
+        table[place] = entry | ((key << 12 | next_code) & is_new);
+        next_code -= is_new;
+        prefix = (entry & 0xFFF) | (byte & is_new);
+        if (next_code == limit) widen();
+    }
+
+    // Four codes fit into the word beside the bits that drain leaves.
+    bool has_four() const { return end - next >= 4; }
+    [[gnu::always_inline]] void steps(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            step();
+        drain();
+    }
+
+    [[gnu::always_inline]] void widen()
+    {
+        if (width == widest) {
+            drain();
+            put(clear_code);
+            clear();
         } else {
-            limit_ = limit_of(++width_);
+            ++width;
+            limit = width == widest ? last_limit : 1u << width;
         }
     }
-    prefix_ = static_cast<int32_t>(prefix);
+
+    [[gnu::always_inline]] size_t finish(const lzw_strip& strip)
+    {
+        if (strip.count == 0) return 0;
+        put(prefix);
+        // The decoder has one string more by now.
+        if (++next_code == limit && width < widest) ++width;
+        put(end_code);
+        to += bit_count != 0 ? 1 : 0; // what drain has stored of the last byte
+        return static_cast<size_t>(to - strip.codes);
+    }
+};
+
+} // namespace
+
+int32_t tiff_lzw_encoder::init_tif_lzw_save()
+{
+    return tables_.allocate(2 * hash_entries * sizeof(uint32_t)) ? 0 : int32_t{err_memory};
 }
 
-void tiff_lzw_encoder::end_strip(byte_sink& out)
+void tiff_lzw_encoder::encode_tif_lzw(lzw_strip& first, lzw_strip& second)
 {
-    if (prefix_ >= 0) put_code(static_cast<uint32_t>(prefix_), out);
-    // The decoder has one string more by now.
-    if (++next_code_ == limit_ && width_ < widest) ++width_;
-    put_code(end_code, out);
-    for (; bit_count_ > 8; bit_count_ -= 8)
-        out.put(static_cast<uint8_t>(bits_ >> (bit_count_ - 8)));
-    if (bit_count_ > 0) out.put(static_cast<uint8_t>(bits_ << (8 - bit_count_)));
-    bit_count_ = 0;
+    lane a(first, tables_.as<uint32_t>());
+    lane b(second, tables_.as<uint32_t>() + hash_entries);
+    while (a.has_four() && b.has_four()) {
+        for (int i = 0; i < 4; ++i) {
+            a.step();
+            b.step();
+        }
+        a.drain();
+        b.drain();
+    }
+    while (a.next < a.end)
+        a.steps(a.has_four() ? 4 : 1);
+    while (b.next < b.end)
+        b.steps(b.has_four() ? 4 : 1);
+    first.code_bytes = a.finish(first);
+    second.code_bytes = b.finish(second);
 }

@@ -1,27 +1,31 @@
 // tiff_lzw_encoder.h - LZW as TIFF packs it.
 #pragma once
 
-#include "core/byte_stream.h"
+#include "core/byte_io.h"
+
+/// One strip to be coded.
+struct lzw_strip {
+    const uint8_t* bytes;
+    size_t count;
+    uint8_t* codes;    // gets the codes: lzw_bound(count) bytes
+    size_t code_bytes; // set: how many there are
+};
+
+/// Room for the codes of count bytes, with the encoder's wide stores.
+inline constexpr size_t lzw_bound(size_t count)
+{
+    return count + count / 2 + count / 1000 + 64;
+}
 
 /// The encoder of one page, made once and used for all of its strips.
 class tiff_lzw_encoder {
 public:
-    /// Takes the table.  Returns 0 or err_memory.
+    /// Takes the tables.  Returns 0 or err_memory.
     int32_t init_tif_lzw_save();
 
-    void begin_strip(byte_sink& out);
-    void encode(const uint8_t* bytes, size_t count, byte_sink& out);
-    void end_strip(byte_sink& out);
+    /// Codes two strips at a time, each with its own table. A strip of no bytes has no codes.
+    void encode_tif_lzw(lzw_strip& first, lzw_strip& second);
 
 private:
-    void clear_table();
-    void put_code(uint32_t code, byte_sink& out);
-
-    scratch_block table_;
-    uint64_t bits_ = 0; // the last bit_count_ bits are not yet in the output
-    uint32_t bit_count_ = 0;
-    uint32_t width_ = 0;
-    uint32_t next_code_ = 0;
-    uint32_t limit_ = 0;  // the next code at which the width grows or the table is cleared
-    int32_t prefix_ = -1; // code of the string that is being looked for; -1: none yet
+    scratch_block tables_;
 };

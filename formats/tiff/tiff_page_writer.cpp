@@ -158,7 +158,7 @@ int32_t tiff_page_writer::start_page(tiff_compression compression, int32_t width
     const int32_t got = std::max(img_read_mem(sink_, header, 8), 0);
     uint32_t base = first_base;
     if (got == 8 && header[0] == 'I' && header[1] == 'I') {
-        if (tiff_set_page_offset(load_u32le(header + 4), base) < 0) return err_format;
+        if (int32_t err = tiff_set_page_offset(load_u32le(header + 4), base); err < 0) return err;
     } else {
         // INTENDED: anything else is written over, also a big-endian TIFF.
         img_seek_mem(sink_, tiff_start_, seek_from_start);

@@ -77,8 +77,11 @@ uint8_t ink_to_light(uint32_t ink, uint32_t black)
 int32_t tiff_raster::open()
 {
     by_standard_ = interchange_mode();
-    // A merged row is delivered with the bytes of 24-bit pixels, whatever the depth is.
-    const size_t bytes = size_t{3} * page_.description.image_width + row_slack_bytes;
+    // Merged rows and expanded bits are delivered with the bytes of 24-bit pixels, whatever the
+    // depth is.
+    const bool is_24 = layout_.planes || layout_.layout == row_layout::bits_to_bytes;
+    const size_t bytes =
+        static_cast<size_t>(is_24 ? size_for_long(width(), 24) : dib_row_) + row_slack_bytes;
     if (!wide_row_.allocate(bytes)) return err_memory;
     std::memset(wide_row_.bytes(), 0, bytes);
     if (layout_.planes == 0) return 0;
@@ -101,6 +104,29 @@ int32_t tiff_raster::tiff_raster_to_dib(uint8_t* row, int32_t row_index, int32_t
     restore_samples(row);
     if (layout_.planes) return planes_.append(row, stored_plane_bytes());
     return deliver(row, row_index);
+}
+
+// True where a decoded row needs no inversion, sums or planes.
+bool tiff_raster::keeps_samples() const
+{
+    return !layout_.planes && !layout_.inverted && !layout_.predictor_step &&
+           !tiff_bits_reversed(page_.description);
+}
+
+int32_t tiff_raster::put_unchanged(const uint8_t* row, int32_t row_index)
+{
+    if (keeps_samples()) {
+        if (layout_.layout == row_layout::as_it_is && layout_.row_bytes == dib_row_)
+            return sink_.put(row, row_index, dib_row_);
+        if (layout_.layout == row_layout::swap_rgb && layout_.row_bytes == int64_t{3} * width()) {
+            swap_red_blue(row, wide_row_.bytes(), static_cast<size_t>(width()));
+            return sink_.put(wide_row_.bytes(), row_index, dib_row_);
+        }
+    }
+    const auto bytes = static_cast<size_t>(layout_.row_bytes);
+    if (!row_copy_ && !row_copy_.allocate(bytes + row_slack_bytes)) return err_memory;
+    std::memcpy(row_copy_.bytes(), row, bytes);
+    return tiff_raster_to_dib(row_copy_.bytes(), row_index, 0);
 }
 
 // INTENDED: in classic mode WhiteIsZero is undone before the predictor, and separate planes

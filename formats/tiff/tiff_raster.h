@@ -24,6 +24,9 @@ public:
     /// row and, for a moment, up to row_slack_bytes behind it.
     int32_t tiff_raster_to_dib(uint8_t* row, int32_t row_index, int32_t byte_count);
 
+    /// The same for a row that stays as it is.
+    int32_t put_unchanged(const uint8_t* row, int32_t row_index);
+
     /// Joins separate planes and delivers their rows; nothing to do without planes.
     int32_t merge_planes();
 
@@ -36,6 +39,7 @@ private:
     }
     int32_t width() const { return static_cast<int32_t>(page_.description.image_width); }
     uint32_t stored_plane_bytes() const;
+    bool keeps_samples() const;
     void restore_samples(uint8_t* row) const;
     int32_t deliver(uint8_t* row, int32_t row_index);
     int32_t deliver_padded(uint8_t* row, int32_t row_index, int64_t filled);
@@ -55,4 +59,5 @@ private:
     bool by_standard_ = false;
     tiff_planes planes_;
     scratch_block wide_row_; // a DIB row where the decoded row is narrower
+    scratch_block row_copy_; // of a row that must stay as it is
 };

@@ -70,26 +70,46 @@ int32_t write_packed_rows(HFILE sink, const BITMAPINFOHEADER& header, const row_
     return out.flush();
 }
 
+// The rows of one strip, side by side.
+int32_t gather_strip(const BITMAPINFOHEADER& header, const row_source& source, int32_t first_row,
+                     int32_t rows, uint8_t* to)
+{
+    const int32_t stored = sizes_of(header).stored;
+    for (int32_t i = 0; i < rows; ++i, to += stored)
+        if (int32_t err = get_stored_row(header, source, to, first_row + i); err < 0) return err;
+    return 0;
+}
+
 int32_t write_lzw_strips(HFILE sink, const BITMAPINFOHEADER& header, const row_source& source,
                          tiff_page_writer& page)
 {
-    const row_sizes row = sizes_of(header);
+    const int32_t rows = page.rows_per_strip();
+    const auto stored = static_cast<size_t>(sizes_of(header).stored);
+    const size_t strip_bytes = static_cast<size_t>(rows) * stored;
+    const size_t strip_room = strip_bytes + 4 + run_slack_bytes; // the last row's padding
+    const size_t code_room = lzw_bound(strip_bytes);
     tiff_lzw_encoder encoder;
-    const scratch_block buffer(static_cast<size_t>(row.dib) + run_slack_bytes);
+    const scratch_block buffer(2 * (strip_room + code_room));
     byte_sink out(sink, sink_bytes);
     if (!buffer || !out.ok()) return err_memory;
     if (int32_t err = encoder.init_tif_lzw_save(); err < 0) return err;
-    for (int32_t i = 0; i < header.biHeight;) {
-        const uint64_t start = out.written();
-        const int32_t end = std::min(i + page.rows_per_strip(), int32_t{header.biHeight});
-        encoder.begin_strip(out);
-        for (; i < end; ++i) {
-            if (int32_t err = get_stored_row(header, source, buffer.bytes(), i); err < 0)
-                return err;
-            encoder.encode(buffer.bytes(), static_cast<size_t>(row.stored), out);
+    for (int32_t row = 0; row < header.biHeight;) {
+        lzw_strip strips[2];
+        for (int k = 0; k < 2; ++k) {
+            uint8_t* const bytes = buffer.bytes() + static_cast<size_t>(k) * strip_room;
+            uint8_t* const codes =
+                buffer.bytes() + 2 * strip_room + static_cast<size_t>(k) * code_room;
+            const int32_t now = std::min(rows, int32_t{header.biHeight} - row);
+            strips[k] = {bytes, static_cast<size_t>(now) * stored, codes, 0};
+            if (int32_t err = gather_strip(header, source, row, now, bytes); err < 0) return err;
+            row += now;
         }
-        encoder.end_strip(out);
-        page.add_strip(static_cast<uint32_t>(out.written() - start));
+        encoder.encode_tif_lzw(strips[0], strips[1]);
+        for (const lzw_strip& strip : strips) {
+            if (strip.count == 0) continue;
+            out.put(strip.codes, strip.code_bytes);
+            page.add_strip(static_cast<uint32_t>(strip.code_bytes));
+        }
     }
     return out.flush();
 }

@@ -85,7 +85,7 @@ TEST(tiff_faults, saving_and_appending)
                                                 << " pages there " << pages);
                 if (type == 16 && !on) continue;
                 const interchange_if mode(on);
-                test_dib dib(200, 150, type == 16 ? 1 : 8);
+                test_dib dib(type == 16 ? 9000 : 2001, 11, type == 16 ? 1 : 8);
                 dib.fill_random(5, 3);
                 const image_guard image(dib.create());
                 const temp_file file(".tif");
@@ -112,4 +112,29 @@ TEST(tiff_faults, saving_and_appending)
                         EXPECT_TRUE(now >= 1 && now <= most) << now;
                     });
             }
+}
+
+// A page costs its DIB and at most 1 MB more, however its strips are laid out.
+TEST(tiff_memory, reading_takes_little_more_than_the_picture)
+{
+    IMGX_set_interchange(1);
+    for (int32_t type : {0, 9, 16})
+        for (int32_t width : {100, 8 * 5000, 8 * 60000}) {
+            const int bits = type == 16 ? 1 : 8;
+            test_dib dib(width / (bits == 8 ? 8 : 1), 60, bits);
+            dib.fill_random(3, 50);
+            const image_guard image(dib.create());
+            const temp_file file(".tif");
+            ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
+            const auto dib_bytes =
+                static_cast<uint64_t>(test_stride(width / (bits == 8 ? 8 : 1), bits)) * 60;
+            platform_set_faults({});
+            const uint64_t before = platform_get_counts().live_bytes;
+            const int32_t handle = IMG_decompress_bitmap(file.name());
+            EXPECT_LE(platform_get_counts().peak_bytes - before, dib_bytes + (1 << 20))
+                << "type " << type << ", width " << width;
+            ASSERT_GE(handle, 0);
+            IMG_delete_bitmap(handle);
+        }
+    IMGX_set_interchange(0);
 }
