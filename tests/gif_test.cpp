@@ -301,8 +301,8 @@ TEST(gif_reader, interlaced_rows_arrive_once_in_place)
         const IMG_SET_HEADER any = [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t {
             return 0;
         };
-        EXPECT_GE(IMGLOW_decompress_bitmap_mem(file.data(), 0, note,
-                                               reinterpret_cast<IMG_PRIVATE>(&rows), any),
+        EXPECT_GE(IMGX_stream_bitmap_mem(file.data(), static_cast<uint32_t>(file.size()), 0, note,
+                                         reinterpret_cast<IMG_PRIVATE>(&rows), any),
                   0);
         std::sort(rows.begin(), rows.end());
         ASSERT_EQ(rows.size(), static_cast<size_t>(height));
@@ -321,8 +321,9 @@ TEST(gif_reader, client_results_end_the_load)
     const IMG_SET_HEADER refuse = [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t {
         return -66;
     };
-    EXPECT_EQ(IMGLOW_decompress_bitmap_mem(file.data(), 0, stop, 0, accept), -55);
-    EXPECT_EQ(IMGLOW_decompress_bitmap_mem(file.data(), 0, stop, 0, refuse), -66);
+    const auto size = static_cast<uint32_t>(file.size());
+    EXPECT_EQ(IMGX_stream_bitmap_mem(file.data(), size, 0, stop, 0, accept), -55);
+    EXPECT_EQ(IMGX_stream_bitmap_mem(file.data(), size, 0, stop, 0, refuse), -66);
 }
 
 TEST(gif_reader, codes_around_clear_codes)
