@@ -10,21 +10,26 @@
 
 namespace {
 
-// Repeats one pixel; writes up to 15 bytes behind the last.
-void fill_run(uint8_t* to, const uint8_t* pixel, size_t bytes_per_pixel, size_t count)
+constexpr size_t longest_packet = 1 + targa_packet_pixels * 4;
+
+// Repeats one pixel; writes up to 47 bytes behind the last.
+template <size_t bytes_per_pixel> void fill_run(uint8_t* to, const uint8_t* pixel, size_t count)
 {
-    if (bytes_per_pixel == 1) {
+    if constexpr (bytes_per_pixel == 1) {
         spread_byte(to, pixel[0], count);
         return;
     }
-    // Twelve bytes hold whole pixels of 2, 3 and 4 bytes.
-    uint8_t pattern[16];
-    for (size_t i = 0; i < sizeof pattern; ++i)
-        pattern[i] = pixel[i % bytes_per_pixel];
-    const __m128i pixels = load_16(pattern);
+    // After 48 bytes pixels of 2, 3 and 4 bytes all begin anew.
+    uint8_t pattern[48];
+    for (size_t i = 0; i < sizeof pattern; i += bytes_per_pixel)
+        std::memcpy(pattern + i, pixel, bytes_per_pixel);
+    const __m128i a = load_16(pattern), b = load_16(pattern + 16), c = load_16(pattern + 32);
     const uint8_t* const end = to + count * bytes_per_pixel;
-    for (; to < end; to += 12)
-        store_16(to, pixels);
+    for (; to < end; to += 48) {
+        store_16(to, a);
+        store_16(to + 16, b);
+        store_16(to + 32, c);
+    }
 }
 
 // Three-byte pixels from p on that equal the first, at most limit.
@@ -40,16 +45,18 @@ size_t pixel_run_length(const uint8_t* p, size_t limit)
     return limit;
 }
 
-// Three-byte pixels from p on in front of the first two equal ones; limit when there are none.
+// Three-byte pixels from p on in front of the first three equal ones; limit when there are
+// none.
 size_t distance_to_pixel_run(const uint8_t* p, size_t limit)
 {
-    constexpr uint32_t pixel_starts = 0b001001001001001; // five pixels in 16 bytes
-    for (size_t i = 0; i < limit; i += 5, p += 15) {
+    constexpr uint32_t pixel_starts = 0b001001001001; // four pixels, a fifth for the last's end
+    for (size_t i = 0; i < limit; i += 4, p += 12) {
         const uint32_t equal = byte_mask(_mm_cmpeq_epi8(load_16(p), load_16(p + 3)));
-        const uint32_t starts = equal & equal >> 1 & equal >> 2 & pixel_starts;
+        const uint32_t two = equal & equal >> 1 & equal >> 2;
+        const uint32_t starts = two & two >> 3 & pixel_starts;
         if (starts == 0) continue;
         const size_t distance = i + static_cast<size_t>(std::countr_zero(starts)) / 3;
-        return distance + 2 <= limit ? distance : limit;
+        return distance + 3 <= limit ? distance : limit;
     }
     return limit;
 }
@@ -58,9 +65,12 @@ void put_raw(byte_sink& sink, const uint8_t* from, size_t pixels, size_t bytes_p
 {
     while (pixels > 0) {
         const size_t piece = std::min(pixels, targa_packet_pixels);
-        sink.put(static_cast<uint8_t>(piece - 1));
-        sink.put(from, piece * bytes_per_pixel);
-        from += piece * bytes_per_pixel;
+        const size_t bytes = piece * bytes_per_pixel;
+        uint8_t* const packet = sink.reserve(longest_packet + run_slack_bytes);
+        packet[0] = static_cast<uint8_t>(piece - 1);
+        copy_bytes(packet + 1, from, bytes);
+        sink.commit(1 + bytes);
+        from += bytes;
         pixels -= piece;
     }
 }
@@ -88,14 +98,41 @@ bool targa_run_reader::begin_packet()
     return !is_run_ || source_.read(pixel_, bytes_per_pixel_) == bytes_per_pixel_;
 }
 
-bool targa_run_reader::tga_get_rle_raster(uint8_t* row, int32_t width)
+// Whole packets straight out of the source's buffer, as long as it holds a longest one and
+// the row has room.  Returns the pixels still missing, row behind those that are there.
+template <size_t bytes_per_pixel> size_t targa_run_reader::unpack_whole(uint8_t*& row, size_t left)
 {
-    for (auto left = static_cast<size_t>(width); left > 0;) {
-        if (pixels_left_ == 0 && !begin_packet()) return false;
+    while (source_.ensure(longest_packet)) {
+        const uint8_t* const packet = source_.next;
+        const size_t pixels = (packet[0] & ~targa_run_packet) + size_t{1};
+        if (pixels > left) break;
+        const size_t bytes = pixels * bytes_per_pixel;
+        if (packet[0] & targa_run_packet) {
+            fill_run<bytes_per_pixel>(row, packet + 1, pixels);
+            source_.next += 1 + bytes_per_pixel;
+        } else {
+            copy_bytes(row, packet + 1, bytes);
+            source_.next += 1 + bytes;
+        }
+        row += bytes;
+        left -= pixels;
+    }
+    return left;
+}
+
+// What unpack_whole leaves: packets that cross a row's end or lie near the end of the data.
+template <size_t bytes_per_pixel> bool targa_run_reader::unpack_row(uint8_t* row, size_t left)
+{
+    while (left > 0) {
+        if (pixels_left_ == 0) {
+            left = unpack_whole<bytes_per_pixel>(row, left);
+            if (left == 0) break;
+            if (!begin_packet()) return false;
+        }
         const size_t pixels = std::min(left, pixels_left_);
-        const size_t bytes = pixels * bytes_per_pixel_;
+        const size_t bytes = pixels * bytes_per_pixel;
         if (is_run_)
-            fill_run(row, pixel_, bytes_per_pixel_, pixels);
+            fill_run<bytes_per_pixel>(row, pixel_, pixels);
         else if (source_.read(row, bytes) != bytes)
             return false;
         row += bytes;
@@ -105,7 +142,19 @@ bool targa_run_reader::tga_get_rle_raster(uint8_t* row, int32_t width)
     return true;
 }
 
-// A run is worth a packet of its own from three pixels of one byte on, two of three bytes.
+bool targa_run_reader::tga_get_rle_raster(uint8_t* row, int32_t width)
+{
+    const auto pixels = static_cast<size_t>(width);
+    switch (bytes_per_pixel_) {
+    case 1: return unpack_row<1>(row, pixels);
+    case 2: return unpack_row<2>(row, pixels);
+    case 3: return unpack_row<3>(row, pixels);
+    default: return unpack_row<4>(row, pixels);
+    }
+}
+
+// A run is worth a packet of its own from three pixels on; with two of three bytes it would
+// save a byte, and make files of many tiny packets.
 void targa_put_runs(byte_sink& sink, const uint8_t* row, int32_t width, int32_t bytes_per_pixel)
 {
     const auto step = static_cast<size_t>(bytes_per_pixel);

@@ -18,6 +18,8 @@ public:
 
 private:
     bool begin_packet();
+    template <size_t bytes_per_pixel> size_t unpack_whole(uint8_t*& row, size_t left);
+    template <size_t bytes_per_pixel> bool unpack_row(uint8_t* row, size_t left);
 
     byte_source& source_;
     size_t bytes_per_pixel_;
