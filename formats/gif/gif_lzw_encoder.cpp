@@ -26,7 +26,8 @@ inline uint64_t load_eight(const uint8_t* p)
 
 } // namespace
 
-// Code 0 in a slot means none: it is a single pixel, which no string goes on to.
+// The strings of a stream. 0 in a slot means none: code 0 is a single pixel, and nothing leads
+// to those.
 struct gif_string_tree {
     // A step of eight pixels from one anchor to the next; a cache that may forget.
     struct leap {
@@ -36,8 +37,7 @@ struct gif_string_tree {
     };
 
     uint16_t pairs[256 * 256];  // codes of strings of two pixels
-    uint16_t slots[slot_count]; // hash table of the longer ones, an eighth full at most
-    uint32_t keys[gif_code_count];
+    uint32_t slots[slot_count]; // hash table of the longer ones, key << 12 | code; an eighth full
     // The last string on the way whose length is 1 more than a multiple of eight, and how
     // many pixels the string has behind it.
     uint16_t anchors[gif_code_count];
@@ -47,8 +47,8 @@ struct gif_string_tree {
     uint32_t generation;
 
     void clear(uint32_t single_pixels);
-    uint16_t* gif_in_table(uint32_t prefix, uint8_t pixel);
-    void gif_add_table_entry(uint16_t* place, uint32_t prefix, uint8_t pixel, uint32_t code);
+    uint32_t* gif_in_table(uint32_t prefix, uint8_t pixel);
+    void gif_add_table_entry(uint32_t prefix, uint32_t code);
     void add_leap(uint32_t from, uint32_t to, const uint8_t* pixels);
     uint32_t find_leap(uint32_t from, const uint8_t* pixels) const;
     static uint32_t leap_index(uint32_t from, uint64_t pixels)
@@ -70,20 +70,17 @@ void gif_string_tree::clear(uint32_t single_pixels)
 }
 
 // The slot that holds the string's code, or the empty one that is free for it.
-inline uint16_t* gif_string_tree::gif_in_table(uint32_t prefix, uint8_t pixel)
+inline uint32_t* gif_string_tree::gif_in_table(uint32_t prefix, uint8_t pixel)
 {
     const uint32_t key = key_of(prefix, pixel);
-    uint32_t slot = (prefix * 8 ^ pixel * 0x1E35u) & (slot_count - 1);
-    while (slots[slot] != 0 && keys[slots[slot]] != key)
+    uint32_t slot = (prefix << (slot_bits - gif_widest_code) ^ pixel * 0x1E35u) & (slot_count - 1);
+    while (slots[slot] != 0 && slots[slot] >> gif_widest_code != key)
         slot = (slot + 1) & (slot_count - 1);
     return &slots[slot];
 }
 
-inline void gif_string_tree::gif_add_table_entry(uint16_t* place, uint32_t prefix, uint8_t pixel,
-                                                 uint32_t code)
+inline void gif_string_tree::gif_add_table_entry(uint32_t prefix, uint32_t code)
 {
-    *place = static_cast<uint16_t>(code);
-    keys[code] = key_of(prefix, pixel);
     steps[code] = (steps[prefix] + 1) % leap_pixels;
     anchors[code] = steps[code] == 0 ? static_cast<uint16_t>(code) : anchors[prefix];
 }
@@ -169,15 +166,25 @@ void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
             }
         }
         const uint8_t pixel = *pixels++;
-        uint16_t* const place = prefix < single_pixels ? &tree.pairs[key_of(prefix, pixel)]
-                                                       : tree.gif_in_table(prefix, pixel);
-        found = *place != 0;
-        if (found) {
-            prefix = *place;
-            continue;
+        if (prefix < single_pixels) {
+            uint16_t& pair = tree.pairs[key_of(prefix, pixel)];
+            found = pair != 0;
+            if (found) {
+                prefix = pair;
+                continue;
+            }
+            pair = static_cast<uint16_t>(next_code);
+        } else {
+            uint32_t& slot = *tree.gif_in_table(prefix, pixel);
+            found = slot != 0;
+            if (found) {
+                prefix = slot & (gif_code_count - 1);
+                continue;
+            }
+            slot = key_of(prefix, pixel) << gif_widest_code | next_code;
         }
         position = blocks_.gif_writecode(position, prefix, width_);
-        tree.gif_add_table_entry(place, prefix, pixel, next_code);
+        tree.gif_add_table_entry(prefix, next_code);
         if (tree.steps[next_code] == 0 && static_cast<size_t>(pixels - start) >= leap_pixels)
             tree.add_leap(tree.anchors[prefix], next_code, pixels - leap_pixels);
         prefix = pixel;
