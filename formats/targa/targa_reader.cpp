@@ -158,7 +158,7 @@ bool targa_rows::read_plain_row()
     const auto wanted = static_cast<size_t>(file_row_bytes_);
     const size_t got = source_.read(line_.bytes(), wanted);
     std::memset(line_.bytes() + got, 0, wanted - got);
-    return true;
+    return !source_.failed();
 }
 
 const uint8_t* targa_rows::next_file_row()

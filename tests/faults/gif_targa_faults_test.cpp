@@ -106,10 +106,13 @@ TEST(targa_faults, loading)
 {
     for (int type : {2, 10})
         sweep_load(targa_sample(type), ".tga", [&](fault_kind kind, int32_t result) {
+            // An uncompressed file may end inside a chunk of rows; the last read of packets
+            // only looks whether there are more.
+            const bool harmless = type == 2 ? kind == fault_kind::short_read : !is_memory(kind);
             if (is_memory(kind))
                 EXPECT_EQ(result, -1);
-            else // an uncompressed file may end inside a chunk of rows
-                EXPECT_TRUE(result == -7 || result == -12 || (type == 2 && result == 0)) << result;
+            else
+                EXPECT_TRUE(result == -7 || result == -12 || (harmless && result == 0)) << result;
         });
 }
 
