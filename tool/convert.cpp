@@ -99,7 +99,11 @@ std::vector<conversion> plan(const convert_request& request, const tool_settings
         const std::string output = name_in_directory(request.output, input, settings);
         const auto [known, is_new] = inputs_by_output.emplace(output, input);
         if (!is_new)
-            throw usage_error{known->second + " and " + input + " would both become " + output};
+            throw usage_error{std::string(known->second)
+                                  .append(" and ")
+                                  .append(input)
+                                  .append(" would both become ")
+                                  .append(output)};
         items.push_back({input, output});
     }
     return items;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -36,8 +37,8 @@ void choose_size(preview& p, int32_t x_dpi, int32_t y_dpi)
     const double across = std::max(1, window.columns);
     const double down = std::max(2, 2 * (window.rows - 2));
     const double scale = std::min({across / wide, down / high, 1.0});
-    p.columns = std::max(1, static_cast<int32_t>(wide * scale + 0.5));
-    p.lines = std::max(1, static_cast<int32_t>(high * scale + 0.5));
+    p.columns = std::max(1, static_cast<int32_t>(std::lround(wide * scale)));
+    p.lines = std::max(1, static_cast<int32_t>(std::lround(high * scale)));
     p.columns = std::min(p.columns, p.width);
     p.lines = std::min(p.lines, p.height);
 }

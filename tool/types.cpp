@@ -44,10 +44,10 @@ int run_types(bool as_json)
         std::printf("\n]\n");
         return exit_done;
     }
-    std::printf("%4s  %-13s  %-10s  %-5s  %-13s  %-13s  %-8s  %s\n", "code", "name", "extensions",
+    std::printf("%4s  %-13s  %-12s  %-5s  %-13s  %-13s  %-8s  %s\n", "code", "name", "extensions",
                 "reads", "writes", "adds pages", "depths", "description");
     for (const IMGX_TYPE_INFO& type : all_types())
-        std::printf("%4d  %-13s  %-10s  %-5s  %-13s  %-13s  %-8s  %s\n",
+        std::printf("%4d  %-13s  %-12s  %-5s  %-13s  %-13s  %-8s  %s\n",
                     static_cast<int>(type.code), type.name, type.extensions,
                     type.reads ? "yes" : "no", when(type.writes), when(type.multi_page),
                     depths_text(type).c_str(), type.description);

@@ -51,7 +51,7 @@ TEST_F(tool_test, types_lists_the_whole_table)
         EXPECT_NE(result.out.find(row.description), std::string::npos) << row.description;
     IMGX_set_interchange(0);
     EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), rows + 1);
-    EXPECT_NE(result.out.find("   1  bmp            bmp         yes    yes"), std::string::npos)
+    EXPECT_NE(result.out.find("   1  bmp            bmp           yes    yes"), std::string::npos)
         << result.out;
 }
 
