@@ -48,6 +48,16 @@ constexpr sample samples[] = {
     {"chart_24.tga",     3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
     {"chart_24_rle.tga", 3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
     {"chart_32_rle.tga", 3,  3,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_1.pcx",      2,  2,  61, 47, 1,  0x4A8E07B8CB37034F},
+    {"chart_4_planes.pcx", 2, 2, 61, 47, 4,  0x4E4D9A4D0B314D93},
+    {"chart_4_packed.pcx", 2, 2, 61, 47, 4,  0x4E4D9A4D0B314D93},
+    {"chart_8.pcx",      2,  2,  61, 47, 8,  0xE835EEC8A84460B1},
+    {"chart_24.pcx",     2,  2,  61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_gm.pcx",     2,  2,  61, 47, 8,  0x89070EEA2A062B0B},
+    {"chart_two.dcx",    11, 11, 61, 47, 8,  0x1D14C14A409A0001},
+    {"chart_8.pct",      15, 15, 61, 47, 8,  0xE835EEC8A84460B1},
+    {"chart_24.pct",     15, 15, 61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_gm.pct",     15, 15, 61, 47, 24, 0xC0B684ED54B8F20D},
 };
 // clang-format on
 

@@ -32,17 +32,40 @@ inline void write_run(uint8_t* to, uint8_t value, size_t count)
     store_16(to + 48, bytes);
 }
 
-// Bytes in front of the first pair of equal bytes or the first byte that needs a run of
-// one; at most limit.
+// Bytes in front of the first run that is worth its two bytes: three equal bytes, or two that
+// would each need a run of their own; at most limit.
 size_t plain_distance(const uint8_t* p, size_t limit)
 {
     for (size_t i = 0; i < limit; i += wide) {
-        const __m128i bytes = load_16(p + i);
-        const uint32_t stops =
-            run_marks(bytes) | byte_mask(_mm_cmpeq_epi8(bytes, load_16(p + i + 1)));
-        if (stops) return std::min(i + static_cast<size_t>(std::countr_zero(stops)), limit);
+        const __m128i bytes = load_16(p + i), second = load_16(p + i + 1);
+        const uint32_t pairs = byte_mask(_mm_cmpeq_epi8(bytes, second));
+        const uint32_t triples = pairs & byte_mask(_mm_cmpeq_epi8(second, load_16(p + i + 2)));
+        const uint32_t runs = triples | (pairs & run_marks(bytes));
+        if (runs) return std::min(i + static_cast<size_t>(std::countr_zero(runs)), limit);
     }
     return limit;
+}
+
+// Bytes without a run; those that look like a run mark become runs of one. There is no branch
+// on that, because in photographs it could not be foreseen.
+uint8_t* put_plain(uint8_t* to, const uint8_t* from, size_t count)
+{
+    for (size_t i = 0; i < count; i += wide) {
+        const size_t piece = std::min(wide, count - i);
+        const __m128i bytes = load_16(from + i);
+        if (run_marks(bytes) == 0) {
+            store_16(to, bytes);
+            to += piece;
+            continue;
+        }
+        for (size_t k = 0; k < piece; ++k) {
+            const uint8_t byte = from[i + k];
+            *to = pcx_run_mark | 1;
+            to += byte >= pcx_run_mark;
+            *to++ = byte;
+        }
+    }
+    return to;
 }
 
 } // namespace
@@ -129,8 +152,7 @@ size_t pcx_encode(const uint8_t* plane, size_t count, uint8_t* to)
     const uint8_t* const end = plane + count;
     while (plane < end) {
         const size_t plain = plain_distance(plane, static_cast<size_t>(end - plane));
-        copy_bytes(to, plane, plain);
-        to += plain;
+        to = put_plain(to, plane, plain);
         plane += plain;
         if (plane == end) break;
         size_t run = run_length(plane, static_cast<size_t>(end - plane));

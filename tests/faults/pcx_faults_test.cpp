@@ -88,3 +88,28 @@ TEST(pcx_faults, a_failed_append_keeps_the_pages_that_were_there)
             });
     }
 }
+
+// Loading takes the DIB and at most a megabyte, whatever the format keeps beside it.
+TEST(pcx_faults, loading_stays_near_the_size_of_the_image)
+{
+    for (int32_t type : {2, 5, 6, 11, 15})
+        for (int bits : {8, 24}) {
+            if (type == 5 && bits == 24) continue;
+            SCOPED_TRACE(testing::Message() << type << " " << bits);
+            const int32_t width = 5000, height = 600; // two tiles of a picture
+            test_dib dib(width, height, bits);
+            dib.fill_random(1, 50);
+            const temp_file file(".img");
+            {
+                const image_guard image(dib.create());
+                ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
+            }
+            const uint64_t before = platform_get_counts().live_bytes;
+            platform_set_faults({});
+            const int32_t handle = IMG_decompress_bitmap(file.name());
+            ASSERT_GE(handle, 0);
+            const uint64_t peak = platform_get_counts().peak_bytes;
+            IMG_delete_bitmap(handle);
+            EXPECT_LE(peak - before, uint64_t(test_stride(width, bits)) * height + (1 << 20));
+        }
+}
