@@ -2,7 +2,7 @@
 // large pieces.
 #pragma once
 
-#include "core/byte_io.h"
+#include "formats/tiff/ccitt_bits.h"
 #include "formats/tiff/ccitt_codes.h"
 
 /// Owns the output buffer and writes it out.
@@ -23,7 +23,7 @@ public:
     bool failed() const { return failed_; }
 
 private:
-    static constexpr size_t buffer_bytes = 32 * 1024; // a multiple of the 4 bytes of a store
+    static constexpr size_t buffer_bytes = 32 * 1024; // a multiple of a word
 
     HFILE file_;
     bool lsb_first_;
@@ -37,14 +37,19 @@ struct ccitt_bit_packer {
     {
     }
 
-    /// Appends the low length bits of code, 0 to 32 of them.
+    /// Appends the low length bits of code, 1 to 31 of them.
     void putbuff(uint32_t code, uint32_t length, ccitt_bit_sink& sink)
     {
-        bits = bits << length | code;
-        used += length;
-        if (used < 32) return;
-        used -= 32;
-        store(static_cast<uint32_t>(bits >> used));
+        const uint32_t room = ccitt_word_bits - used;
+        if (length < room) [[likely]] {
+            bits |= ccitt_machine_word{code} << (room - length);
+            used += length;
+            return;
+        }
+        used = length - room;
+        ccitt_store_word(next, bits | code >> used);
+        next += sizeof bits;
+        bits = used > 0 ? ccitt_machine_word{code} << (ccitt_word_bits - used) : 0;
         if (next == limit) [[unlikely]]
             next = sink.drain(next);
     }
@@ -59,23 +64,14 @@ struct ccitt_bit_packer {
     /// Writes everything; bits must be aligned to bytes.
     void flush(ccitt_bit_sink& sink)
     {
-        for (; used > 0; used -= 8) {
-            *next++ = static_cast<uint8_t>(bits >> (used - 8));
-            if (next == limit) next = sink.drain(next);
-        }
+        for (; used > 0; used -= 8, bits <<= 8)
+            *next++ = static_cast<uint8_t>(bits >> (ccitt_word_bits - 8));
         next = sink.drain(next);
     }
 
 private:
-    void store(uint32_t word)
-    {
-        word = __builtin_bswap32(word);
-        __builtin_memcpy(next, &word, sizeof word);
-        next += sizeof word;
-    }
-
-    uint64_t bits = 0; // the lowest used bits are not stored yet
-    uint32_t used = 0; // below 32
-    uint8_t* next;
+    ccitt_machine_word bits = 0; // the used bits on top are not stored yet, 0 below
+    uint32_t used = 0;           // below ccitt_word_bits
+    uint8_t* next;               // a whole word can be stored here
     const uint8_t* limit;
 };
