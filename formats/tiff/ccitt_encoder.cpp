@@ -255,7 +255,11 @@ void image_encoder::encode_row_g4(ccitt_bit_packer& result)
             packer.putbuff(word.bits, word.length, sink_);
             a0 = *a1++;
             color ^= 1;
-            b1 += b1[-1] > a0 ? -1 : 1;
+            // Branches, because they hide the loads.
+            if (b1[-1] > a0) [[unlikely]]
+                --b1;
+            else
+                ++b1;
         } else {
             packer.putbuff(horizontal_word.bits, horizontal_word.length, sink_);
             put_run(packer, *a1 - a0, color);
@@ -263,7 +267,8 @@ void image_encoder::encode_row_g4(ccitt_bit_packer& result)
             a0 = a1[1];
             a1 += 2;
         }
-        while (*b1 <= a0 && a0 < width)
+        if (a0 >= width) break;
+        while (*b1 <= a0)
             b1 += 2;
     }
     result = packer;
