@@ -64,16 +64,23 @@ run_shard() { # label index count command...
   echo "$code" >"$work/$label-$index.code"
 }
 
-# gtest LABEL COMMAND...: runs a GoogleTest program as two processes side by side.
-gtest() {
-  local label=$1 index
-  shift
-  for index in 0 1; do run_shard "$label" "$index" 2 "$@" & done
+# gtest_processes COUNT LABEL COMMAND...: runs a GoogleTest program as COUNT processes side by
+# side, each with its share of the cases.
+gtest_processes() {
+  local count=$1 label=$2 index
+  shift 2
+  for ((index = 0; index < count; ++index)); do run_shard "$label" "$index" "$count" "$@" & done
   wait
-  for index in 0 1; do
-    count_cases "$work/$label-$index.log" "$(cat "$work/$label-$index.code")" "$label ($((index + 1))/2)"
+  for ((index = 0; index < count; ++index)); do
+    count_cases "$work/$label-$index.log" "$(cat "$work/$label-$index.code")" "$label ($((index + 1))/$count)"
   done
 }
+
+# gtest LABEL COMMAND...: for programs whose cases share nothing.
+gtest() { gtest_processes 2 "$@"; }
+
+# gtest_alone LABEL COMMAND...: for programs whose cases use what a machine has only one of.
+gtest_alone() { gtest_processes 1 "$@"; }
 
 # The one last line; fails when anything failed or nothing passed.
 summary() {
