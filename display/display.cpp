@@ -64,6 +64,7 @@ int32_t set_image_scroll(int32_t handle, int32_t new_x, int32_t new_y, HWND wind
 int32_t IMG_STD IMG_display_bitmap(int32_t handle, HDC dc, int32_t x, int32_t y, int32_t width,
                                    int32_t height)
 {
+    const io_scope scope;
     dib_lock image(handle);
     if (image.error()) return image.error();
     // INTENDED: 0 whatever the painter came to; a window that cannot be painted is no error

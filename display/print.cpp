@@ -140,6 +140,7 @@ int32_t stretch_on_device(const dib_lock& image, HDC printer, const RECT& target
 int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x, int32_t y, int32_t width,
                                  int32_t height)
 {
+    const io_scope scope;
     dib_lock image(handle);
     if (image.error()) return image.error();
     if (!GetObjectType(printer)) return err_unsupported;

@@ -80,6 +80,7 @@ int32_t IMG_STD IMG_create_handle_ddb(HBITMAP bitmap, HPALETTE palette)
 
 int32_t IMG_STD IMG_dib_to_ddb(int32_t handle, int32_t width, int32_t height)
 {
+    const io_scope scope;
     dib_lock image(handle);
     if (image.error()) return image.error();
     // GDI would make a bitmap of one pixel of a size of 0.
