@@ -414,18 +414,18 @@ TEST(ccitt_encoder, writes_the_described_bits)
 
 TEST(ccitt_encoder, group3_words)
 {
-    const auto row = pixels(6);
-    // A white run of 6 and fill up to a word; EOL words; a last row that fills its word.
-    const byte_string got = encode(image_rows({row, row}), {tiff_group3, 6});
-    EXPECT_EQ(got, (byte_string{0, 0, 0, 1, 0xE0, 0, 0, 1, 0xE0, 0}));
-    pixels full(1728); // 9 bits and 8: seventeen, one more than a word
-    EXPECT_EQ(encode(image_rows({full}), {tiff_group3, 1728}),
-              (byte_string{0, 0, 0, 1, 0x4D, 0x9A, 0x80, 0}));
-    pixels exact(29); // white 28 and black 1: 7 + 3 bits; twice that and 6 more fill a word
-    const std::vector<pixels> black = {pixels(4, true)}; // 8 + 3 bits
-    EXPECT_EQ(encode(image_rows(black), {tiff_group3, 4}), (byte_string{0, 0, 0, 1, 0x35, 0x60}));
-    const std::vector<pixels> word_row = {pixels(63)}; // 8 bits
-    EXPECT_EQ(encode(image_rows({word_row[0]}), {tiff_group3, 63}).size(), 6u);
+    // A white run of 6 and fill up to a word, between EOLs that are words of their own.
+    const pixels row(6);
+    EXPECT_EQ(encode(image_rows({row, row}), {tiff_group3, 6}),
+              (byte_string{0, 0, 0, 1, 0xE0, 0, 0, 1, 0xE0, 0}));
+    // White 63 and black 13, 8 bits each: the word is complete and another one fills up.
+    pixels whole_word(76);
+    std::fill(whole_word.begin() + 63, whole_word.end(), true);
+    EXPECT_EQ(encode(image_rows({whole_word, whole_word}), {tiff_group3, 76}),
+              (byte_string{0, 0, 0, 1, 0x34, 0x04, 0, 0, 0, 1, 0x34, 0x04, 0, 0}));
+    // Modified Huffman writes no stray byte there.
+    EXPECT_EQ(encode(image_rows({whole_word, whole_word}), {tiff_huffman, 76}),
+              (byte_string{0x34, 0x04, 0x34, 0x04}));
 }
 
 TEST(ccitt_encoder, failures)
