@@ -26,7 +26,8 @@ struct image_object {
     int32_t gamma_hundredths; // print tone: 0 unset
     int32_t brightness;       // print tone: steps of 2 levels
     print_dither dither;
-    uint32_t serial; // no two records of a process share one
+    uint32_t serial;     // no two records of a process share one
+    uint32_t dib_serial; // rises when another DIB takes the place of this one
 };
 
 /// Takes the lowest free handle and makes its record; err_memory when there is none.

@@ -186,6 +186,7 @@ void replace_dib(image_object& object, HGLOBAL block, const BITMAPINFOHEADER& he
     if (object.dib_handle) GlobalFree(object.dib_handle);
     if (saved == saved_colors::forget) free_auxiliary(object);
     object.dib_handle = block;
+    ++object.dib_serial; // the handle alone tells nothing: it may be one used before
     object.dib = nullptr;
     object.width = header.biWidth;
     object.height = header.biHeight;

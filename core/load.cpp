@@ -93,6 +93,12 @@ image_object* loading_object(const load_context& context)
     return object && object->serial == context.serial ? object : nullptr;
 }
 
+// True while the record holds the DIB that the load attached and locked.
+bool holds_loaded_dib(const image_object& object, const load_context& context)
+{
+    return context.dib && object.dib_serial == context.dib_serial;
+}
+
 } // namespace
 
 int32_t begin_load(load_context& context)
@@ -106,7 +112,7 @@ int32_t end_load(load_context& context, int32_t result)
 {
     const image_object* object = loading_object(context);
     if (!object) return result < 0 ? result : err_handle;
-    if (context.block && object->dib_handle == context.block) GlobalUnlock(context.block);
+    if (holds_loaded_dib(*object, context)) GlobalUnlock(object->dib_handle);
     // A reader that delivered no header made no image.
     if (result >= 0 && !object->dib_handle) result = err_unsupported;
     if (result < 0) {
@@ -126,7 +132,8 @@ int32_t IMG_C fill_dib_struct(const BITMAPINFOHEADER* header, IMG_PRIVATE privat
     if (int32_t err = attach_dib(*object, header); err < 0) return err;
     object->dib = static_cast<BITMAPINFOHEADER*>(GlobalLock(object->dib_handle));
     if (!object->dib) return err_memory;
-    context.block = object->dib_handle;
+    context.dib = object->dib;
+    context.dib_serial = object->dib_serial;
     context.height = header->biHeight;
     return 1;
 }
@@ -138,10 +145,10 @@ int32_t IMG_C raster_to_dib(const void* row, IMG_PRIVATE private_data, int32_t r
     if (int32_t err = report_row(context.height); err < 0) return err;
     // The status callback may have deleted the image or given it another DIB.
     const image_object* object = loading_object(context);
-    if (!object || object->dib_handle != context.block) return err_handle;
+    if (!object || !holds_loaded_dib(*object, context)) return err_handle;
     if (row_index < 0 || row_index >= object->height || byte_count <= 0) return 0;
     const size_t stored_row = static_cast<size_t>(object->height - row_index - 1);
-    std::memcpy(dib_rows(object->dib) + stored_row * object->bytes_per_line, row,
+    std::memcpy(dib_rows(context.dib) + stored_row * object->bytes_per_line, row,
                 std::min(static_cast<uint32_t>(byte_count), object->bytes_per_line));
     return 0;
 }

@@ -5,10 +5,11 @@
 
 /// The private value of the callbacks below is the address of one of these.
 struct load_context {
-    int32_t handle;  // being loaded
-    uint32_t serial; // of its record, in case a callback deletes the image
-    int32_t height;  // for the status callback; set by fill_dib_struct
-    HGLOBAL block;   // the attached DIB, locked; 0 before that
+    int32_t handle;        // being loaded
+    uint32_t serial;       // of its record, in case a callback deletes the image
+    uint32_t dib_serial;   // of the attached DIB, in case a callback replaces it
+    BITMAPINFOHEADER* dib; // the attached DIB, locked; null before that
+    int32_t height;        // for the status callback; set by fill_dib_struct
 };
 
 /// Attaches a DIB for the header to the context's handle and locks it.  1 or err_memory.
