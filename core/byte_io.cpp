@@ -5,32 +5,15 @@
 #include "core/image.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
-struct memory_stream {
-    uint8_t* base = nullptr;
-    uint32_t size = 0;     // bytes from base that may be touched
-    uint32_t position = 0; // may lie beyond size: then reads give nothing
-    bool bounded = false;  // size is the data's own, not just what can be touched
-};
-
-constexpr size_t scratch_entries = 20;
-
-struct io_state {
-    memory_stream memory;
-    std::array<void*, scratch_entries> scratch{};
-};
-
 io_state state;
 
-// States of the operations that are interrupted by a client callback, innermost last.
-// A client that nests deeper than this gets its inner loads refused by a full scratch list.
-constexpr int max_scopes = 16;
-std::array<io_state, max_scopes> outer_states;
-int scope_count = 0;
+// Operations under way: more than one while a client callback runs another.
+int open_scopes = 0;
 
 int32_t memory_read(void* destination, uint32_t count)
 {
@@ -165,8 +148,8 @@ void img_close(HFILE file)
 void* img_fmalloc(size_t bytes)
 {
     void* const no_block = reinterpret_cast<void*>(UINTPTR_MAX);
-    const auto entry = std::find(state.scratch.begin(), state.scratch.end(), nullptr);
-    if (entry == state.scratch.end()) return no_block;
+    void** const entry = std::find(std::begin(state.scratch), std::end(state.scratch), nullptr);
+    if (entry == std::end(state.scratch)) return no_block;
     HGLOBAL handle = GlobalAlloc(GMEM_MOVEABLE, std::max<size_t>(bytes, 1));
     if (!handle) return no_block;
     void* address = GlobalLock(handle);
@@ -178,8 +161,8 @@ void* img_fmalloc(size_t bytes)
 void img_ffree(void* address)
 {
     if (!address) return;
-    const auto entry = std::find(state.scratch.begin(), state.scratch.end(), address);
-    if (entry == state.scratch.end()) return;
+    void** const entry = std::find(std::begin(state.scratch), std::end(state.scratch), address);
+    if (entry == std::end(state.scratch)) return;
     HGLOBAL handle = GlobalHandle(address);
     GlobalUnlock(handle);
     GlobalFree(handle);
@@ -188,32 +171,25 @@ void img_ffree(void* address)
 
 void img_ffree_all()
 {
-    for (size_t i = scratch_entries; i-- > 0;)
+    for (size_t i = std::size(state.scratch); i-- > 0;)
         img_ffree(state.scratch[i]);
 }
 
-io_scope::io_scope()
+io_scope::io_scope() : outer_(state)
 {
-    const int slot = scope_count++;
-    if (slot >= max_scopes) return;
-    outer_states[static_cast<size_t>(slot)] = state;
-    state.scratch = {};
+    ++open_scopes;
+    std::fill(std::begin(state.scratch), std::end(state.scratch), nullptr);
 }
 
 io_scope::~io_scope()
 {
-    const int slot = --scope_count;
-    if (slot >= max_scopes) return;
     img_ffree_all();
-    if (slot > 0) {
-        state = outer_states[static_cast<size_t>(slot)];
-        return;
-    }
+    const uint32_t position = state.memory.position;
+    state = outer_;
+    if (--open_scopes > 0) return;
     // The client's block may be gone after this; only the position stays, which
     // get_save_filesize tells.
-    state.scratch = {};
-    state.memory.base = nullptr;
-    state.memory.size = 0;
+    state.memory = {nullptr, 0, position, false};
 }
 
 void mm_byteswap(void* address, int32_t count)

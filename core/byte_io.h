@@ -106,14 +106,31 @@ private:
     size_t size_ = 0;
 };
 
+/// The memory block that memory_file stands for.
+struct memory_stream {
+    uint8_t* base = nullptr;
+    uint32_t size = 0;     // bytes from base that may be touched
+    uint32_t position = 0; // may lie beyond size: then reads give nothing
+    bool bounded = false;  // size is the data's own, not just what can be touched
+};
+
+/// What belongs to one load or save.
+struct io_state {
+    memory_stream memory;
+    void* scratch[20] = {}; // working memory; null: free entry
+};
+
 /// Keeps the memory stream and the scratch list of an outer load or save while a client
-/// callback runs an inner one.
+/// callback runs an inner one, to any depth.
 class io_scope {
 public:
     io_scope();
     ~io_scope();
     io_scope(const io_scope&) = delete;
     io_scope& operator=(const io_scope&) = delete;
+
+private:
+    io_state outer_;
 };
 
 /// Reverse the bytes of count 16-bit words (32-bit words) in place: "MM" data.

@@ -4,6 +4,8 @@
 #include "tests/support/images.h"
 #include "tests/support/open_file.h"
 
+#include <algorithm>
+
 namespace {
 
 int32_t make_image(int32_t width = 4, int32_t height = 4, int bits = 8)
@@ -301,6 +303,55 @@ TEST(status_callback, may_delete_the_image_that_is_being_loaded_or_saved)
     EXPECT_GT(result, 0) << "the image that took its place is saved, row by row";
     IMG_set_statusbar(0, nullptr, 0);
     EXPECT_EQ(IMG_delete_bitmap(0), 0);
+}
+
+TEST(status_callback, may_give_the_image_that_is_being_loaded_another_dib)
+{
+    // The second operation's DIB can get the memory handle that the load's own had.
+    struct turning {
+        static int32_t IMG_STD call(IMG_PRIVATE, int32_t)
+        {
+            IMG_rotate_bitmap(0, 90);
+            return std::min(IMG_rotate_bitmap(0, 90), 0);
+        }
+    };
+    IMG_set_statusbar(0, turning::call, 1);
+    EXPECT_EQ(load(ramp_file(60, 5)), -13);
+    IMG_set_statusbar(0, nullptr, 0);
+    EXPECT_EQ(image_guard(load(ramp_file(2, 2))), 0) << "the load gives its handle back";
+}
+
+TEST(load, inner_loads_nest_to_any_depth)
+{
+    // Every row of every load but the innermost starts another load from memory.
+    struct nesting {
+        int32_t depth = 0;
+        int32_t rows = 0;
+
+        int32_t run()
+        {
+            // Rows too long for one piece of the reader, which so needs its memory again.
+            const byte_vector file = ramp_file(200000, 2);
+            ++depth;
+            const int32_t result =
+                IMGX_stream_bitmap_mem(file.data(), static_cast<uint32_t>(file.size()), 0,
+                                       put_raster, reinterpret_cast<IMG_PRIVATE>(this), set_header);
+            --depth;
+            return std::min(result, 0);
+        }
+        static int32_t IMG_C set_header(const BITMAPINFOHEADER*, IMG_PRIVATE) { return 1; }
+        static int32_t IMG_C put_raster(const void* row, IMG_PRIVATE self, int32_t y, int32_t)
+        {
+            auto& outer = *reinterpret_cast<nesting*>(self);
+            ++outer.rows;
+            if (y == 1 && outer.depth < 40)
+                if (const int32_t err = outer.run(); err < 0) return err;
+            return *static_cast<const uint8_t*>(row) == 10 * y ? 0 : -42;
+        }
+    };
+    nesting outermost;
+    EXPECT_EQ(outermost.run(), 0);
+    EXPECT_EQ(outermost.rows, 80);
 }
 
 TEST(load, inner_loads_keep_the_outer_memory_stream)
