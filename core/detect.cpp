@@ -63,6 +63,7 @@ const char* probe_extension(HFILE file)
     probe first;
     first.read(file);
     if (const char* extension = extension_of(first)) return extension;
+    if (start > INT32_MAX - pict_version_offset) return nullptr;
     probe second;
     img_seek_mem(file, start + pict_version_offset, seek_from_start);
     second.read(file);

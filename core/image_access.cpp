@@ -75,8 +75,9 @@ int32_t IMG_STD IMG_set_statusbar(IMG_PRIVATE client_value, IMG_STATUS callback,
 
 int32_t IMG_STD IMGLOW_get_bitmap_name(char* name, char* date)
 {
-    if (name) std::memcpy(name, img_name, sizeof img_name);
-    if (date) std::memcpy(date, img_date, sizeof img_date);
+    // Only the texts: a client that knows its date may give little more than room for it.
+    if (name) std::memcpy(name, img_name, std::strlen(img_name) + 1);
+    if (date) std::memcpy(date, img_date, std::strlen(img_date) + 1);
     return 0;
 }
 

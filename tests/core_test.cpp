@@ -131,8 +131,11 @@ TEST(settings, texts_are_cut_at_their_buffers)
     EXPECT_EQ(std::string(name), std::string(199, 'x'));
     EXPECT_EQ(std::string(date), std::string(39, 'x'));
     IMGLOW_set_bitmap_name(old_name, old_date);
+    std::memset(date, 0x77, sizeof date);
     IMGLOW_get_bitmap_name(name, date);
-    EXPECT_EQ(std::memcmp(name, old_name, 200), 0) << "nothing of the longer text may stay behind";
+    EXPECT_STREQ(name, old_name);
+    EXPECT_STREQ(date, old_date);
+    EXPECT_EQ(date[11], 0x77) << "11 bytes are room enough for this date";
 }
 
 TEST(detection, first_test_that_holds_wins)
@@ -184,6 +187,7 @@ TEST(load, image_inside_a_file_and_its_type)
     const image_guard image(IMG_decompress_bitmap_fd(opened.handle(), 100, 0));
     EXPECT_EQ(copy_image(image).pixel(4, 2), 24u);
     EXPECT_EQ(IMG_decompress_bitmap_fd(opened.handle(), 99, 0), -7);
+    EXPECT_EQ(IMG_decompress_bitmap_fd(opened.handle(), INT32_MAX, 0), -7);
     opened.seek(100);
     EXPECT_EQ(IMGLOW_get_filetype_fd(opened.handle()), 1);
     EXPECT_EQ(IMG_decompress_bitmap_fd(opened.handle(), 100, -1), -11);
