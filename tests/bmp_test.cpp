@@ -316,6 +316,15 @@ TEST(bmp_reader, headers_that_lie)
         bmp.compression = r.compression;
         EXPECT_EQ(load(bmp.build()), r.expected) << r.fault;
     }
+    // Rows that are said to lie beyond the file are not there.
+    for (uint32_t offset : {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        bmp_builder bmp;
+        bmp.data = byte_vector(4, 0x55);
+        byte_vector bytes = bmp.build();
+        std::memcpy(bytes.data() + 10, &offset, 4);
+        const image_guard image(load(bytes));
+        EXPECT_EQ(row_pixels(image, 0), std::vector<uint32_t>{0}) << offset;
+    }
     // An unknown compression gives a header without rows; interchange mode refuses it.
     bmp_builder fields;
     fields.bits = 24;

@@ -166,7 +166,7 @@ int32_t bmp_read_header(bmp_header& bmp, HFILE file, int32_t start)
     img_seek_mem(file, start, seek_from_start);
     // A short file may end right behind the 12 bytes of a core header.
     if (img_read_mem(file, bytes, sizeof bytes) < bmp_file_header_bytes + 12) return err_format;
-    bmp.data_offset = static_cast<int32_t>(load_u32le(bytes + 10));
+    bmp.data_offset = load_u32le(bytes + 10);
     bmp.pixels = bmp_pixels::as_stored;
     raw_info raw = read_fields(bytes + bmp_file_header_bytes);
     const uint8_t* masks = bytes + bmp_file_header_bytes + bmp_info_header_bytes;

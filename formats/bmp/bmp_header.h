@@ -21,7 +21,7 @@ struct bmp_field {
 
 struct bmp_header {
     dib_header dib;       // as delivered
-    int32_t data_offset;  // of the rows from the image's start
+    uint32_t data_offset; // of the rows from the image's start
     uint32_t compression; // BI_…
     bmp_pixels pixels;
     int32_t stored_row_bytes;        // of an uncompressed file

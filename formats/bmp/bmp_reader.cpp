@@ -129,8 +129,7 @@ int32_t open_bmp(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE priva
     if (int32_t err = bmp_read_header(bmp, file, start_offset(start)); err < 0) return err;
     if (int32_t err = sink.begin(&bmp.dib.info); err < 0) return err;
     const int64_t data = int64_t{start_offset(start)} + bmp.data_offset;
-    img_seek_mem(file, static_cast<int32_t>(std::clamp<int64_t>(data, 0, INT32_MAX)),
-                 seek_from_start);
+    img_seek_mem(file, static_cast<int32_t>(std::min<int64_t>(data, INT32_MAX)), seek_from_start);
     return decode_rows(file, bmp, sink);
 }
 
