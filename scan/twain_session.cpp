@@ -127,7 +127,7 @@ int32_t twain_session::TWOpenDS()
 int32_t twain_session::TWEnableDS(int32_t show_ui)
 {
     // A proposal only: sources that know better keep their own settings, so neither result
-    // matters.
+    // matters, nor what the source tells of its present ones.
     image_info proposal{};
     proposal.x_resolution = proposal.y_resolution = {300, 1};
     proposal.width = 2000;
@@ -135,7 +135,8 @@ int32_t twain_session::TWEnableDS(int32_t show_ui)
     proposal.samples_per_pixel = 1;
     proposal.bits_per_sample[0] = 1;
     proposal.planar = 1;
-    to_source(group_image, argument_image_info, message_get, &proposal);
+    image_info present = proposal;
+    to_source(group_image, argument_image_info, message_get, &present);
     to_source(group_image, argument_image_info, message_set, &proposal);
 
     user_interface_ = {static_cast<uint16_t>(show_ui), 0, parent_};
@@ -184,7 +185,8 @@ void twain_session::select_source()
 twain_session::event_result twain_session::process_event(MSG& message)
 {
     event source_event{&message, 0};
-    const uint16_t code = to_source(group_control, argument_event, message_process_event, &source_event);
+    const uint16_t code =
+        to_source(group_control, argument_event, message_process_event, &source_event);
     return {code == return_not_source_event, code == return_failure, source_event.source_message};
 }
 

@@ -139,7 +139,18 @@ TEST_F(scripted_scan, identity_and_proposal_are_as_published)
 {
     const int32_t handle = IMG_scan_acquire(reinterpret_cast<HWND>(0x1234), 1);
     IMG_delete_bitmap(handle);
-    EXPECT_STREQ(state->calls[0].origin_name, "Trevolan DLL");
+    identity caller;
+    std::memcpy(&caller, state->calls[0].origin, sizeof caller);
+    EXPECT_EQ(caller.id, 0u);
+    const std::vector<int> numbers = {caller.number.major,    caller.number.minor,
+                                      caller.number.language, caller.number.country,
+                                      caller.protocol_major,  caller.protocol_minor};
+    EXPECT_EQ(numbers, (std::vector<int>{1, 0, 13, 1, 1, 0}));
+    EXPECT_EQ(caller.supported_groups, 3u);
+    EXPECT_STREQ(caller.number.info, "Trevolan vers 4.0");
+    EXPECT_STREQ(caller.manufacturer, "Trevolan");
+    EXPECT_STREQ(caller.product_family, "Trevolan DLL");
+    EXPECT_STREQ(caller.product_name, "Application");
     uint32_t parent;
     std::memcpy(&parent, state->calls[0].data, 4);
     EXPECT_EQ(parent, 0x1234u);
@@ -151,6 +162,7 @@ TEST_F(scripted_scan, identity_and_proposal_are_as_published)
     EXPECT_EQ(proposal.y_resolution.fraction, 1);
     EXPECT_EQ(proposal.width, 2000);
     EXPECT_EQ(proposal.length, 3000);
+    EXPECT_EQ(proposal.samples_per_pixel, 1);
     EXPECT_EQ(proposal.bits_per_sample[0], 1);
     EXPECT_EQ(proposal.planar, 1);
 

@@ -30,7 +30,7 @@ void record(const identity* origin, const identity* destination, uint32_t group,
     if (state.call_count >= 400) return;
     mock_call& call = state.calls[state.call_count++];
     call = {group, argument, message, destination != nullptr, {}, {}};
-    std::memcpy(call.origin_name, origin->product_family, sizeof call.origin_name);
+    std::memcpy(call.origin, origin, sizeof call.origin);
     std::memcpy(call.data, data, data_bytes(argument));
 }
 
@@ -86,6 +86,9 @@ uint16_t answer(uint32_t group, uint16_t argument, uint16_t message, void* data)
         if (state.enabled) PostThreadMessageA(GetCurrentThreadId(), WM_APP, 0, 0);
     }
     if (argument == argument_event) return answer_event(static_cast<event*>(data));
+    // The source tells of settings of its own.
+    if (argument == argument_image_info && message == message_get)
+        std::memset(data, 0x11, sizeof(image_info));
     if (group == group_image && argument == argument_native_transfer)
         return answer_picture(static_cast<uint32_t*>(data));
     if (argument == argument_pending_transfers && message == message_end_transfer) {

@@ -7,9 +7,9 @@
 struct mock_call {
     uint32_t group;
     uint16_t argument, message;
-    bool to_source;       // a destination was given
-    char origin_name[34]; // product family of the caller
-    uint8_t data[156];    // as it came in, as much as the triplet has
+    bool to_source;      // a destination was given
+    uint8_t origin[156]; // identity of the caller
+    uint8_t data[156];   // as it came in, as much as the triplet has
 };
 
 // What the source answers to the events that the client passes on, one after the other.
