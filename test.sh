@@ -61,8 +61,17 @@ stage_win32() {
     return
   fi
   say "32-bit Windows tests under Wine"
-  (use_wine && xvfb-run -a -s "-screen 0 1280x1024x24" "$here/test.sh" --under-wine)
-  (use_wine && xvfb-run -a -s "-screen 0 1024x768x8" "$here/test.sh" --under-wine-palette)
+  on_display "1280x1024x24" --under-wine
+  on_display "1024x768x8" --under-wine-palette
+}
+
+# Runs a part of this script with a display of its own. A display that does not start leaves
+# no results behind, and that counts as a failure.
+on_display() { # size-and-depth part
+  local before
+  before=$(wc -l <"$results")
+  (use_wine && xvfb-run -a -s "-screen 0 $1" "$here/test.sh" "$2")
+  [ "$(wc -l <"$results")" -gt "$before" ] || check "display $1" false
 }
 
 # Runs inside xvfb-run with a display whose colours are in a palette.
