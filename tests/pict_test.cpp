@@ -57,31 +57,24 @@ byte_vector simple()
 
 TEST(pict_reader, reads_bitmaps_and_pixel_maps_of_both_versions)
 {
-    for (int version : {1, 2})
-        for (bool preamble : {true}) {
-            pict_bits plain;
-            plain.width = 9, plain.row_bytes = 2, plain.pixmap = false, plain.rows = {0xA0, 0x80};
-            const values mono = {0,        0xFFFFFF, 0,        0xFFFFFF, 0xFFFFFF,
-                                 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0};
-            EXPECT_EQ(
-                colors_in(pict_builder(version, preamble).op(0x90, plain.build()).op(0xFF).bytes),
-                mono);
-            plain.row_bytes = 8;
-            plain.rows = {4, 1, 0xA0, 0x80, 0xFB, 0x00}; // a literal, a run
-            plain.rows[0] = 5;
-            EXPECT_EQ(
-                colors_in(pict_builder(version, preamble).op(0x98, plain.build()).op(0xFF).bytes),
-                mono);
-            EXPECT_EQ(colors_in(pict_builder(version, preamble)
-                                    .op(0x1A, {1, 0, 2, 0, 3, 0})
-                                    .op(0x1B, {4, 0, 5, 0, 6, 0})
-                                    .op(0x98, plain.build())
-                                    .op(0xFF)
-                                    .bytes)[1],
-                      0x040506u);
-            EXPECT_EQ(colors_in(pict_builder(version, preamble).op(0x98, simple()).op(0xFF).bytes),
-                      first_three);
-        }
+    for (int version : {1, 2}) {
+        pict_bits plain;
+        plain.width = 9, plain.row_bytes = 2, plain.pixmap = false, plain.rows = {0xA0, 0x80};
+        const values mono = {0, 0xFFFFFF, 0, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0};
+        EXPECT_EQ(colors_in(pict_builder(version).op(0x90, plain.build()).op(0xFF).bytes), mono);
+        plain.row_bytes = 8;
+        plain.rows = {4, 1, 0xA0, 0x80, 0xFB, 0x00}; // a literal, a run
+        plain.rows[0] = 5;
+        EXPECT_EQ(colors_in(pict_builder(version).op(0x98, plain.build()).op(0xFF).bytes), mono);
+        EXPECT_EQ(colors_in(pict_builder(version)
+                                .op(0x1A, {1, 0, 2, 0, 3, 0})
+                                .op(0x1B, {4, 0, 5, 0, 6, 0})
+                                .op(0x98, plain.build())
+                                .op(0xFF)
+                                .bytes)[1],
+                  0x040506u);
+        EXPECT_EQ(colors_in(pict_builder(version).op(0x98, simple()).op(0xFF).bytes), first_three);
+    }
     pict_bits b;
     b.width = 5, b.colors = four_colors;
     for (int bits : {1, 2, 4}) {

@@ -5,7 +5,7 @@
 #include "core/byte_stream.h"
 #include "core/codec.h"
 
-inline constexpr int32_t pict_preamble_bytes = 512; // an application's own, not in a clipboard
+inline constexpr int32_t pict_preamble_bytes = 512; // an application's own
 inline constexpr int32_t pict_frame_bytes = 10;     // size and bounding box, then the version
 inline constexpr int32_t pict_length_mask = 0x3FFF; // of a row's length; the top bit is a flag
 inline constexpr int32_t pict_pixmap_flag = 0x8000;

@@ -133,21 +133,18 @@ bool pict_walk::skip(uint64_t count)
     return true;
 }
 
-// Behind a preamble or without one. Two bytes prove little, so a first version without a
-// preamble also has to lead to something.
+// Pictures count as such by the version behind their preamble; those of a clipboard, which have
+// none, are not told apart from other data.
 bool pict_walk::read_start(int32_t start)
 {
-    for (int32_t preamble : {pict_preamble_bytes, 0}) {
-        in_.seek(start + preamble);
-        uint8_t bytes[pict_frame_bytes + 4] = {};
-        in_.read(bytes, sizeof bytes);
-        byte_reader frame(bytes + 2, 8, byte_order::big);
-        if (pict_read_rect(frame).empty() || !has_version(bytes + pict_frame_bytes)) continue;
-        start_ = start + preamble;
-        in_.seek(start_ + pict_frame_bytes);
-        return true;
-    }
-    return false;
+    start_ = start + pict_preamble_bytes;
+    in_.seek(start_);
+    uint8_t bytes[pict_frame_bytes + 4] = {};
+    in_.read(bytes, sizeof bytes);
+    byte_reader frame(bytes + 2, 8, byte_order::big);
+    if (pict_read_rect(frame).empty() || !has_version(bytes + pict_frame_bytes)) return false;
+    in_.seek(start_ + pict_frame_bytes);
+    return true;
 }
 
 int32_t pict_walk::walk(int32_t start)

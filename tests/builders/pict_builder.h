@@ -61,10 +61,9 @@ struct pict_bits {
 };
 
 struct pict_builder {
-    explicit pict_builder(int version = 2, bool preamble = true) : version_(version)
+    explicit pict_builder(int version = 2) : version_(version)
     {
-        bytes.resize(preamble ? 512 : 0);
-        start_ = bytes.size();
+        bytes.resize(512);
         add_be(bytes, 0, 2);
         add_bytes(bytes, pict_box(0, 0, 100, 100));
         if (version == 1)
@@ -74,7 +73,7 @@ struct pict_builder {
     }
     pict_builder& op(int opcode, const byte_vector& data = {})
     {
-        if (version_ == 2 && (bytes.size() - start_) % 2 != 0) bytes.push_back(0);
+        if (version_ == 2 && bytes.size() % 2 != 0) bytes.push_back(0);
         add_be(bytes, uint64_t(opcode), version_);
         add_bytes(bytes, data);
         return *this;
@@ -92,5 +91,4 @@ struct pict_builder {
 
 private:
     int version_;
-    size_t start_;
 };
