@@ -82,7 +82,11 @@ int32_t run_writer(HFILE file, const BITMAPINFOHEADER* header, int32_t type,
     if (row->writes == write_mode::interchange_only && !interchange_mode()) return err_unsupported;
     if (!dib_fits(1, 1, header->biBitCount)) return err_unsupported;
     if (!dib_fits(header->biWidth, header->biHeight, header->biBitCount)) return err_memory;
-    const int32_t result = row->save(file, header, source.get_raster, source.private_data);
+    // A client may use its header for something else while it is asked for rows, and writers
+    // size their buffers once.
+    dib_header own;
+    std::memcpy(&own, header, sizeof(BITMAPINFOHEADER) + static_cast<size_t>(Palette_Size(header)));
+    const int32_t result = row->save(file, &own.info, source.get_raster, source.private_data);
     img_ffree_all();
     return result;
 }
@@ -142,8 +146,7 @@ HFILE open_for_saving(const char* file_name, int32_t type)
 {
     OFSTRUCT opened;
     const file_type* row = find_file_type(type);
-    if (row && appends(*row) &&
-        OpenFile(file_name, &opened, OF_EXIST) != HFILE_ERROR)
+    if (row && appends(*row) && OpenFile(file_name, &opened, OF_EXIST) != HFILE_ERROR)
         return OpenFile(file_name, &opened, OF_READWRITE);
     return OpenFile(file_name, &opened, OF_CREATE);
 }

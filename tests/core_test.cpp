@@ -510,6 +510,15 @@ int32_t IMG_C grey_rows(IMG_PRIVATE stop_at, void* row, int32_t row_index, int32
     return row_index == stop_at ? -31 : 0;
 }
 
+// The client's header is its own again once the save has begun.
+int32_t IMG_C rows_and_another_size(IMG_PRIVATE header, void* row, int32_t row_index,
+                                    int32_t byte_count)
+{
+    auto* const own = reinterpret_cast<BITMAPINFOHEADER*>(header);
+    own->biWidth = own->biHeight = 1;
+    return grey_rows(-1, row, row_index, byte_count);
+}
+
 } // namespace
 
 TEST(save, low_level_clients_supply_rows_and_may_refuse)
@@ -526,6 +535,19 @@ TEST(save, low_level_clients_supply_rows_and_may_refuse)
     dib.header()->biBitCount = 8;
     dib.header()->biHeight = -4;
     EXPECT_EQ(IMGLOW_save_bitmap_mem(out.data(), dib.header(), 1, grey_rows, -1), -1);
+}
+
+TEST(save, a_callback_that_reuses_its_header_changes_nothing)
+{
+    for (int32_t type : {0, 1, 2, 3, 4, 5, 6, 9, 11, 12, 13, 14, 15}) {
+        test_dib dib(7, 4, 8);
+        byte_vector expected(20000), got(20000);
+        EXPECT_EQ(IMGLOW_save_bitmap_mem(expected.data(), dib.header(), type, grey_rows, -1), 0);
+        EXPECT_EQ(IMGLOW_save_bitmap_mem(got.data(), dib.header(), type, rows_and_another_size,
+                                         reinterpret_cast<IMG_PRIVATE>(dib.header())),
+                  0);
+        EXPECT_EQ(got, expected) << "type " << type;
+    }
 }
 
 TEST(save, print_tone_reaches_files_but_not_memory)
