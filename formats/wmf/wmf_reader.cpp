@@ -61,9 +61,10 @@ private:
             grew = false;
             for (int32_t i = bands; i < list.count; ++i) {
                 const wmf_bitmap candidate = list.bitmaps[i];
-                if (!is_band_of(candidate, first_[0])) continue;
+                // Colours are read last: hundreds of bitmaps may lie far apart in the file.
                 const bool below = candidate.y == bottom(first_[bands - 1]);
                 if (!below && bottom(candidate) != first_[0].y) continue;
+                if (!is_band_of(candidate, first_[0])) continue;
                 if (!fits(bands, candidate)) continue;
                 std::swap(list.bitmaps[i], list.bitmaps[bands]);
                 if (!below) std::rotate(first_, first_ + bands, first_ + bands + 1);
