@@ -18,8 +18,9 @@ int32_t color_diffusion::begin(const image_object& object)
 {
     width_ = object.width;
     // An odd width ends in half a vector.
-    const size_t entries = words * (size_t(width_) + 1 + 2 * guard);
-    if (!block_.allocate(5 * entries * sizeof(uint16_t))) return err_memory;
+    const size_t pixels = size_t(width_) + 1 + 2 * guard;
+    if (!allocate_rows(block_, 5 * words * sizeof(uint16_t), pixels)) return err_memory;
+    const size_t entries = words * pixels;
     std::memset(block_.bytes(), 0, block_.size());
     auto* row = block_.as<uint16_t>() + words * guard;
     for (uint16_t*& r : rows_)

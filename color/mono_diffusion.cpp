@@ -105,8 +105,9 @@ int32_t mono_diffusion::begin(int32_t width, running_values values)
     mode_ = values;
     const size_t groups = (size_t(width) + group_size - 1) / group_size;
     const size_t entries = groups * group_size + 2 * guard;
-    if (!values_.allocate(3 * entries * sizeof(uint16_t))) return err_memory;
-    if (!errors_.allocate(entries * (4 * sizeof(uint16_t) + sizeof(uint64_t)))) return err_memory;
+    if (!allocate_rows(values_, 3 * sizeof(uint16_t), entries)) return err_memory;
+    if (!allocate_rows(errors_, 4 * sizeof(uint16_t) + sizeof(uint64_t), entries))
+        return err_memory;
     std::memset(values_.bytes(), 0, values_.size());
     std::memset(errors_.bytes(), 0, errors_.size());
     for (size_t k = 0; k < 3; ++k)

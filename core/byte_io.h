@@ -106,6 +106,13 @@ private:
     size_t size_ = 0;
 };
 
+/// Allocates bytes_per_entry x entries bytes; false also from 2^31 bytes on, where the
+/// product could leave 32 bits: a row of a picture may be 2^30 pixels wide.
+inline bool allocate_rows(scratch_block& block, size_t bytes_per_entry, size_t entries)
+{
+    return entries <= INT32_MAX / bytes_per_entry && block.allocate(bytes_per_entry * entries);
+}
+
 /// The memory block that memory_file stands for.
 struct memory_stream {
     uint8_t* base = nullptr;
