@@ -22,6 +22,11 @@ public:
         row_bytes_ = image->bytes_per_line;
         if (!row_.allocate(row_bytes_ + slack)) return err_memory;
         std::memset(row_.bytes(), 0, row_.size());
+        if (bits_ == 1) {
+            bits_bytes_ = static_cast<size_t>(size_for_long(width_, 1));
+            if (!bits_row_.allocate(bits_bytes_ + 1)) return err_memory;
+            std::memset(bits_row_.bytes(), 0, bits_row_.size());
+        }
         return bits_ < 8 ? 0 : shuffle_.begin(bits_ / 8, step_, width_);
     }
 
@@ -30,7 +35,10 @@ public:
         std::memcpy(row_.bytes(), from, row_bytes_);
         from = row_.bytes();
         switch (bits_) {
-        case 1: return scale_1raster(from, to, step_, width_, 0);
+        case 1:
+            scale_1raster(from, bits_row_.bytes(), step_, width_, 0);
+            std::memcpy(to, bits_row_.bytes(), bits_bytes_);
+            return;
         case 4: return scale_4raster(from, to, step_, width_);
         case 8: return scale_8raster(from, to, step_, width_, shuffle_.scale(from, to));
         default: return scale_24raster(from, to, step_, width_, shuffle_.scale(from, to));
@@ -42,6 +50,9 @@ private:
     uint64_t step_ = 0;
     size_t row_bytes_ = 0;
     scratch_block row_;
+    // One row of bits for the whole picture: what a row leaves in its padding stays there.
+    size_t bits_bytes_ = 0;
+    scratch_block bits_row_;
     scale_shuffle shuffle_;
 };
 

@@ -102,7 +102,8 @@ inline int32_t create_image(const picture& p)
     return dib.create();
 }
 
-/// Fails at the first pixel or colour-table entry that differs.
+/// Fails at the first pixel, pad byte or colour-table entry that differs: later filters read
+/// the padding.
 inline void expect_image(int32_t handle, const picture& expected)
 {
     const image_copy got = copy_image(handle);
@@ -113,13 +114,8 @@ inline void expect_image(int32_t handle, const picture& expected)
         for (size_t k = 0; k < 3; ++k)
             ASSERT_EQ(got.head[sizeof(BITMAPINFOHEADER) + 4 * i + k], expected.colors[i][k])
                 << "colour " << i;
-    for (int y = 0; y < got.height; ++y)
-        for (int x = 0; x < got.width; ++x) {
-            const int r = got.height - 1 - y;
-            const auto c = expected.color_at(x, r);
-            const auto value = expected.bits == 24
-                                   ? static_cast<uint32_t>(c[0] | c[1] << 8 | c[2] << 16)
-                                   : static_cast<uint32_t>(expected.index(x, r));
-            ASSERT_EQ(got.pixel(x, y), value) << "column " << x << ", stored row " << r;
-        }
+    const uint8_t* byte = got.bmp.data() + 54 + 4 * expected.colors.size();
+    for (int r = 0; r < got.height; ++r)
+        for (int i = 0; i < expected.stride(); ++i)
+            ASSERT_EQ(*byte++, expected.at(i, r)) << "byte " << i << ", stored row " << r;
 }

@@ -54,14 +54,21 @@ inline picture resized(const picture& p, int width, int height)
         for (int x = 0; x < width; ++x)
             out.copy_pixel(x, r, p, static_cast<int>(x * step_x >> 16),
                            static_cast<int>(r * step_y >> 16));
-    // A 4-bit row of odd width gets one pixel more, from behind the row if need be.
-    if (p.bits == 4 && width % 2)
-        for (int r = 0; r < height; ++r) {
-            const int64_t from = width * step_x >> 16;
-            const int row = static_cast<int>(r * step_y >> 16);
-            out.set_index(width, r,
-                          from < 2 * p.stride() ? p.index(static_cast<int>(from), row) : 0);
-        }
+    // One thing more goes into the padding, from behind the source row if need be: a pixel at
+    // 1 bit, where it stays set in the rows that follow if it has a byte of its own, a pixel
+    // at 4 bits and odd width, a byte at 24 bits.
+    const int last = static_cast<int>((width - 1) * step_x >> 16);
+    const int behind = static_cast<int>(width * step_x >> 16);
+    for (int r = 0; r < height; ++r) {
+        const int row = static_cast<int>(r * step_y >> 16);
+        if (p.bits == 24 && width % 4)
+            out.at(3 * width, r) =
+                static_cast<uint8_t>(3 * last + 3 < p.stride() ? p.at(3 * last + 3, row) : 0);
+        if (p.bits > 4 || width * p.bits % (p.bits == 1 ? 32 : 8) == 0) continue;
+        const int index = behind * p.bits < 8 * p.stride() ? p.index(behind, row) : 0;
+        const bool sticks = p.bits == 1 && width % 8 == 0 && r > 0 && out.index(width, r - 1);
+        out.set_index(width, r, sticks ? 1 : index);
+    }
     return out;
 }
 
