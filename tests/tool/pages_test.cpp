@@ -41,6 +41,13 @@ TEST_F(tool_test, convert_takes_all_pages_or_one)
     expect_same_colors(load("x-001.pcx"), load("a.bmp"));
     expect_same_colors(load("x-002.pcx"), load("b.bmp"));
     EXPECT_FALSE(exists("x.pcx"));
+    // The pictures of an animation are pages; classic mode knows the first only.
+    const std::string animation = TREVOLAN_TEST_DATA "/chart_animated.gif";
+    for (const std::string mode : {"", " --classic"}) {
+        ASSERT_EQ(run("convert " + animation + " frames.tif" + mode).code, 0);
+        EXPECT_NE(run("info frames.tif").out.find(mode.empty() ? " 2 pages," : " 1 page,"),
+                  std::string::npos);
+    }
     // One page keeps the name.
     ASSERT_EQ(run("convert two.tif y.bmp --page 2").code, 0);
     expect_same_colors(load("y.bmp"), load("b.bmp"));
