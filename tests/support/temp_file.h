@@ -25,7 +25,9 @@ inline void write_file(const std::string& name, const byte_vector& bytes)
 {
     std::FILE* file = std::fopen(name.c_str(), "wb");
     ASSERT_NE(file, nullptr) << name;
-    ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+    if (!bytes.empty()) {
+        ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+    }
     ASSERT_EQ(std::fclose(file), 0);
 }
 
