@@ -154,6 +154,38 @@ TEST(geometry, resizes_by_the_pixel_to_the_left_and_below)
     }
 }
 
+TEST(geometry, resizes_into_the_padding)
+{
+    const struct {
+        const char* what;
+        int from_width, bits;
+        std::vector<byte_vector> from; // stored rows
+        int to_width;
+        std::vector<byte_vector> to;
+    } cases[] = {
+        {"the byte behind a 24-bit pixel", 2, 24, {{1, 2, 3, 9, 8, 7, 0, 0}}, 1, {{1, 2, 3, 9}}},
+        {"pixels 0001122 and another 2", 3, 1, {{0x20, 0, 0, 0}}, 7, {{0x07, 0, 0, 0}}},
+        // Position 24 x 13653 / 65536 is still pixel 4; nothing clears its byte in row 1.
+        {"a bit behind the bytes stays set",
+         5,
+         1,
+         {{0x08, 0, 0, 0}, {0x00, 0, 0, 0}},
+         24,
+         {{0x00, 0x00, 0x0F, 0x80}, {0x00, 0x00, 0x00, 0x80}}},
+        {"none behind 32", 5, 1, {{0x08, 0, 0, 0}}, 32, {{0, 0, 0, 0x3F}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        const auto height = static_cast<int>(c.from.size());
+        picture from(c.from_width, height, c.bits), to(c.to_width, height, c.bits);
+        from.rows = c.from;
+        to.rows = c.to;
+        const image_guard image(create_image(from));
+        ASSERT_EQ(IMG_resize_bitmap(image, c.to_width, height), 0);
+        expect_image(image, to);
+    }
+}
+
 TEST(geometry, refuses_sizes_of_nothing_and_beyond_32767)
 {
     const struct {
