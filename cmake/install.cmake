@@ -6,9 +6,11 @@ install(TARGETS trevolan trevolan_static EXPORT trevolan_targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-if(TARGET trevolan_tool)
-  install(TARGETS trevolan_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
+foreach(program trevolan_tool viewer)
+  if(TARGET ${program})
+    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
+endforeach()
 install(FILES core/image.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/trevolan)
 if(WIN32)
   install(FILES ${plain_def} ${PROJECT_BINARY_DIR}/trevolan.lib DESTINATION ${CMAKE_INSTALL_LIBDIR})

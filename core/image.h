@@ -85,7 +85,8 @@ IMG_API int32_t IMG_STD IMGLOW_decompress_bitmap_mem(const void* address, int32_
                                                      IMG_SET_HEADER set_header);
 
 /** Copies a packed DIB (header, colour table of full size, rows) into a new image.
- *  Returns its handle, or -1. */
+ *  Returns its handle; -7 when it is compressed or of another depth or size than we hold;
+ *  -1. */
 IMG_API int32_t IMG_STD IMG_create_handle(const void* packed_dib);
 
 /** Decodes raw fax data from the file's position into a new 1-bit image.
@@ -251,10 +252,10 @@ IMG_API int32_t IMG_STD IMGX_get_pages_fd(HFILE file);
 
 /** What a page is made of, beside what its header tells. */
 typedef struct IMGX_PAGE_INFO {
-    int32_t type;        /* file-type code of this page; -7 for a compression without one */
-    int32_t compression; /* TIFF: number of the compression; 0 for other formats */
-    int32_t components;  /* JPEG: colour components; 0 for other data */
-    int32_t sampling[4]; /* JPEG: per component, horizontal factor x 16 + vertical factor */
+    int32_t type;           /* file-type code of this page; -7 for a compression without one */
+    int32_t compression;    /* TIFF: number of the compression; 0 for other formats */
+    int32_t components;     /* JPEG: colour components; 0 for other data */
+    int32_t sampling[4];    /* JPEG: per component, horizontal factor x 16 + vertical factor */
     const char* extensions; /* of the format, as in IMGX_TYPE_INFO */
 } IMGX_PAGE_INFO;
 
