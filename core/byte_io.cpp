@@ -15,6 +15,9 @@ io_state state;
 // Operations under way: more than one while a client callback runs another.
 int open_scopes = 0;
 
+// Where the last inner operation left its memory stream, for a callback that asks.
+int32_t inner_position = -1; // -1: none since the outermost began
+
 int32_t memory_read(void* destination, uint32_t count)
 {
     memory_stream& m = state.memory;
@@ -131,7 +134,7 @@ uint32_t img_extent(HFILE file)
 
 int32_t IMG_STD get_save_filesize(void)
 {
-    return static_cast<int32_t>(state.memory.position);
+    return inner_position >= 0 ? inner_position : img_tell(memory_file);
 }
 
 HFILE img_stdopen(const char* name)
@@ -186,7 +189,8 @@ io_scope::~io_scope()
     img_ffree_all();
     const uint32_t position = state.memory.position;
     state = outer_;
-    if (--open_scopes > 0) return;
+    inner_position = --open_scopes > 0 ? static_cast<int32_t>(position) : -1;
+    if (open_scopes > 0) return;
     // The client's block may be gone after this; only the position stays, which
     // get_save_filesize tells.
     state.memory = {nullptr, 0, position, false};

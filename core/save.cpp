@@ -189,7 +189,7 @@ int32_t IMG_STD IMGX_save_bitmap_mem(int32_t handle, void* address, uint32_t cap
     io_scope scope;
     reset_mem_io_bounded(address, capacity);
     const int32_t result = save_image(handle, memory_file, type, crop_origin::bottom);
-    return result < 0 ? result : get_save_filesize();
+    return result < 0 ? result : img_tell(memory_file);
 }
 
 int32_t IMG_STD IMGLOW_save_bitmap(HFILE file, const BITMAPINFOHEADER* header, int32_t type,

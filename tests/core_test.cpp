@@ -325,6 +325,32 @@ TEST(status_callback, may_give_the_image_that_is_being_loaded_another_dib)
     EXPECT_EQ(image_guard(load(ramp_file(2, 2))), 0) << "the load gives its handle back";
 }
 
+TEST(status_callback, may_save_to_memory_and_ask_for_the_size)
+{
+    struct saving {
+        int32_t small = IMG_create_handle(test_dib(1, 1, 24).packed());
+        int32_t large = IMG_create_handle(test_dib(9, 9, 8).packed());
+        byte_vector bytes = byte_vector(5000);
+        int32_t size = 0;
+
+        static int32_t IMG_STD call(IMG_PRIVATE self, int32_t)
+        {
+            auto& client = *reinterpret_cast<saving*>(self);
+            IMG_set_statusbar(self, call, 0);
+            IMG_save_bitmap_mem(client.small, client.bytes.data(), 1);
+            client.size = get_save_filesize();
+            return 0;
+        }
+    } client;
+    byte_vector out(5000);
+    IMG_set_statusbar(reinterpret_cast<IMG_PRIVATE>(&client), saving::call, 1);
+    EXPECT_EQ(IMGX_save_bitmap_mem(client.large, out.data(), 5000, 1), 54 + 1024 + 9 * 12);
+    EXPECT_EQ(client.size, 58);
+    EXPECT_EQ(get_save_filesize(), 54 + 1024 + 9 * 12);
+    IMG_delete_bitmap(client.small);
+    IMG_delete_bitmap(client.large);
+}
+
 TEST(load, inner_loads_nest_to_any_depth)
 {
     // Every row of every load but the innermost starts another load from memory.
