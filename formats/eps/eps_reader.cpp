@@ -1,6 +1,6 @@
 // eps_reader.cpp - finds the TIFF preview behind the DOS EPS binary header.
 //
-// Format: Encapsulated PostScript File Format Specification 3.0, section 5.2.
+// Format: Encapsulated PostScript File Format 3.0, section 5.2.
 
 #include "formats/eps/eps_reader.h"
 

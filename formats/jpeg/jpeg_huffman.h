@@ -30,7 +30,7 @@ struct jpeg_decode_table {
 
     const jpeg_huffman_spec* spec;
 
-    /// The spec stays in use. Codes beyond what their length can hold are unreachable.
+    /// What it is built from must live on. Codes beyond what their length can hold are unreachable.
     void build(const jpeg_huffman_spec& from, coefficient_kind kind);
 
     /// The entry of a code that the look-up does not know, its value never complete; 0 when
