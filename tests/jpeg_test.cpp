@@ -344,6 +344,47 @@ TEST(jpeg_reader, other_frames_are_refused_in_interchange_mode)
     }
 }
 
+TEST(jpeg_reader, refuses_several_scans_that_do_not_fit)
+{
+    const picture p = jpeg_builder::color_picture(16, 16, 1, 1);
+    byte_vector before = jpeg_builder::headers(p);
+    before.resize(before.size() - 14); // the scan header
+    // Scans of one component each, with its data.
+    const auto scans = [&](std::initializer_list<uint8_t> ids, const byte_vector& between = {}) {
+        byte_vector file = before;
+        for (uint8_t id : ids) {
+            picture one = p;
+            one.components = {p.components[id == 1 ? 0 : 1]};
+            const auto selectors = static_cast<uint8_t>(id == 1 ? 0x00 : 0x11);
+            jpeg_builder::put_segment(file, 0xDA, {1, id, selectors, 0, 63, 0});
+            const byte_vector data = jpeg_builder::entropy_data(one);
+            file.insert(file.end(), data.begin(), data.end());
+            file.insert(file.end(), between.begin(), between.end());
+        }
+        jpeg_builder::put16(file, 0xFFD9);
+        return file;
+    };
+    byte_vector frame;
+    jpeg_builder::put_segment(frame, 0xC0, {8, 0, 16, 0, 16, 200, 2, 0x11, 0});
+    const struct {
+        const char* fault;
+        byte_vector file;
+        int32_t expected;
+    } cases[] = {
+        {"none", scans({1, 2, 3}), 0},
+        {"another order", scans({3, 1, 2}), 0},
+        {"a scan is missing", scans({1, 2}), -12},
+        {"a component again", scans({1, 2, 1}), -3},
+        {"a component of no frame", scans({1, 2, 9}), -3},
+        {"a second frame", scans({1, 2, 3}, frame), -7},
+    };
+    const interchange on;
+    for (const auto& c : cases) {
+        const image_guard image(load(c.file));
+        EXPECT_EQ(std::min<int32_t>(image, 0), c.expected) << c.fault;
+    }
+}
+
 TEST(jpeg_reader, adobe_marked_colors_in_interchange_mode)
 {
     const auto adobe = [](uint8_t transform) {

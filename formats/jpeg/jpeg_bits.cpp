@@ -4,9 +4,11 @@
 
 #include <algorithm>
 
-bool jpeg_bit_reader::start(HFILE file, uint8_t* buffer, int32_t span, data_end end, int32_t skip)
+bool jpeg_bit_reader::start(HFILE file, int32_t position, uint8_t* buffer, int32_t span,
+                            data_end end, int32_t skip)
 {
     file_ = file;
+    position_ = position;
     end_ = end;
     span_ = span;
     start_ = buffer;
@@ -68,10 +70,13 @@ void jpeg_bit_reader::refill()
 void jpeg_bit_reader::load(uint8_t* data_end, uint8_t* to)
 {
     uint8_t* const full = start_ + span_ + lookahead;
+    if (position_ != read_on) img_seek_mem(file_, position_, seek_from_start);
     while (to < full && !at_end_) {
         const int32_t got = img_read_mem(file_, to, static_cast<int32_t>(full - to));
         at_end_ = got <= 0;
-        if (!at_end_) data_end = to += got;
+        if (at_end_) break;
+        data_end = to += got;
+        if (position_ != read_on) position_ += got;
     }
     set_end(data_end);
 }

@@ -31,8 +31,12 @@ public:
     static constexpr int32_t classic_span = IBUFFSZ;
     static constexpr int32_t wide_span = 48 * 1024;
 
-    /// Reads the first data; the bits start skip bytes in.  False when there are none.
-    bool start(HFILE file, uint8_t* buffer, int32_t span, data_end end, int32_t skip);
+    /// Reads the first data from position, or with read_on from where the source stands; the
+    /// bits start skip bytes in.  False when there are none. Readers that take turns on one
+    /// source need a position each.
+    bool start(HFILE file, int32_t position, uint8_t* buffer, int32_t span, data_end end,
+               int32_t skip);
+    static constexpr int32_t read_on = -1;
 
     /// At least 56 bits in the window.
     void fill(bit_window& w)
@@ -90,6 +94,7 @@ private:
     bool restart_at_marker();
 
     HFILE file_;
+    int32_t position_; // of the next bytes to load, or read_on
     data_end end_;
     int32_t span_;
     uint8_t* start_;

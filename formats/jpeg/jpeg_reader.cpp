@@ -20,40 +20,70 @@ struct table_numbers {
 // INTENDED: classic mode knows two tables of each kind and any selector but 0 means the
 // second. The third and fourth component take both Huffman tables from the AC selector, and
 // the fourth has the third one's quantisation table.
-table_numbers classic_tables(const jpeg_headers& headers, int32_t i)
+table_numbers classic_tables(const jpeg_headers& headers, int32_t component, uint8_t selectors)
 {
-    const uint8_t selectors = headers.scan_header[2 + 2 * i];
     const int32_t ac = (selectors & 15) != 0;
-    return {headers.components[std::min(i, 2)].table != 0, i < 2 ? selectors >> 4 != 0 : ac, ac};
+    return {headers.components[std::min(component, 2)].table != 0,
+            component < 2 ? selectors >> 4 != 0 : ac, ac};
 }
 
-table_numbers interchange_tables(const jpeg_headers& headers, int32_t i)
+table_numbers interchange_tables(const jpeg_headers& headers, int32_t component, uint8_t selectors)
 {
-    const uint8_t selectors = headers.scan_header[2 + 2 * i];
-    return {headers.components[i].table, selectors >> 4, selectors & 15};
+    return {headers.components[component].table, selectors >> 4, selectors & 15};
 }
 
-// Fills the tables of the scan's components.
-int32_t jpg_set_component_params(const jpeg_headers& headers, jpeg_tables& tables,
-                                 jpeg_scan_plan& plan)
+// Fills the tables of a component of the scan.
+int32_t jpg_set_component_params(const jpeg_headers& headers, int32_t component, uint8_t selectors,
+                                 jpeg_tables& tables, jpeg_scan_plan& plan)
 {
-    for (int32_t i = 0; i < plan.component_count; ++i) {
-        const table_numbers numbers = plan.rules == jpeg_rules::classic
-                                          ? classic_tables(headers, i)
-                                          : interchange_tables(headers, i);
-        if (numbers.quantisation > 3 || numbers.dc > 3 || numbers.ac > 3) return err_format;
-        // B.2.4.1/T.81: no divisor is 0, so a 0 means that the table never came.
-        if (plan.rules == jpeg_rules::interchange &&
-            tables.quantisation[numbers.quantisation][0] == 0)
-            return err_format;
-        jpeg_block_coding& coding = plan.components[i].coding;
-        coding.quantisation = tables.quantisation[numbers.quantisation];
-        coding.dc = &tables.dc_lookup[numbers.dc];
-        coding.ac = &tables.ac_lookup[numbers.ac];
-        coding.predictor = 0;
-        tables.dc_lookup[numbers.dc].build(tables.dc[numbers.dc], coefficient_kind::dc);
-        tables.ac_lookup[numbers.ac].build(tables.ac[numbers.ac], coefficient_kind::ac);
+    const table_numbers numbers = plan.rules == jpeg_rules::classic
+                                      ? classic_tables(headers, component, selectors)
+                                      : interchange_tables(headers, component, selectors);
+    if (numbers.quantisation > 3 || numbers.dc > 3 || numbers.ac > 3) return err_format;
+    // B.2.4.1/T.81: no divisor is 0, so a 0 means that the table never came.
+    if (plan.rules == jpeg_rules::interchange && tables.quantisation[numbers.quantisation][0] == 0)
+        return err_format;
+    tables.dc_lookup[numbers.dc].build(tables.dc[numbers.dc], coefficient_kind::dc);
+    tables.ac_lookup[numbers.ac].build(tables.ac[numbers.ac], coefficient_kind::ac);
+    plan.components[component].coding = {tables.quantisation[numbers.quantisation],
+                                         &tables.dc_lookup[numbers.dc],
+                                         &tables.ac_lookup[numbers.ac], 0};
+    return 0;
+}
+
+// True where the scan is one of several.
+bool is_one_of_several(const jpeg_headers& headers, jpeg_rules rules)
+{
+    return rules == jpeg_rules::interchange && headers.scan_header[0] < headers.component_count;
+}
+
+// The frame's component that a scan of several names, and that no scan had before; -1 none.
+int32_t component_named(const jpeg_headers& headers, uint8_t id, const jpeg_scan_plan& plan)
+{
+    for (int32_t i = 0; i < headers.component_count; ++i)
+        if (headers.components[i].id == id && !plan.components[i].coding.dc) return i;
+    return -1;
+}
+
+// Adds the scan whose header was read last. The components of an only scan are matched by
+// their positions.
+int32_t plan_part(const jpeg_headers& headers, jpeg_tables& tables, jpeg_scan_plan& plan)
+{
+    const bool several = is_one_of_several(headers, plan.rules);
+    jpeg_scan_part& part = plan.parts[plan.part_count];
+    part.position = several ? headers.data_position : jpeg_bit_reader::read_on;
+    part.component_count = headers.scan_header[0];
+    part.restart_interval = headers.restart_interval;
+    for (int32_t i = 0; i < part.component_count; ++i) {
+        const uint8_t* const specification = headers.scan_header + 1 + 2 * i;
+        const int32_t component = several ? component_named(headers, specification[0], plan) : i;
+        if (component < 0) return err_format;
+        part.components[i] = component;
+        const int32_t err =
+            jpg_set_component_params(headers, component, specification[1], tables, plan);
+        if (err < 0) return err;
     }
+    ++plan.part_count;
     return 0;
 }
 
@@ -72,10 +102,10 @@ void place_classic(jpeg_scan_plan& plan)
 }
 
 // Interchange mode, A.1.1/T.81: samples lie by the ratio of their factors to the largest; a
-// scan of one component has MCUs of one block (A.2.2).
+// picture of one component has MCUs of one block (A.2.2).
 void place_by_standard(jpeg_scan_plan& plan)
 {
-    if (plan.component_count == 1) plan.components[0].h = plan.components[0].v = 1;
+    if (plan.plane_count == 1) plan.components[0].h = plan.components[0].v = 1;
     plan.h_max = plan.v_max = 1;
     for (int32_t i = 0; i < plan.plane_count; ++i) {
         plan.h_max = std::max(plan.h_max, plan.components[i].h);
@@ -103,7 +133,7 @@ jpeg_color_model color_model(const jpeg_headers& headers, jpeg_rules rules)
 bool beyond_interchange(const jpeg_headers& headers)
 {
     return headers.precision != 8 ||
-           (headers.scan_header_bytes > 0 && headers.scan_header[0] != headers.component_count);
+           (headers.scan_header_bytes > 0 && headers.scan_header[0] > headers.component_count);
 }
 
 int32_t check_frame(const jpeg_headers& headers, jpeg_rules rules)
@@ -123,10 +153,9 @@ int32_t plan_scan(const jpeg_headers& headers, jpeg_rules rules, jpeg_tables& ta
     plan.width = headers.width;
     plan.height = headers.height;
     plan.model = color_model(headers, rules);
-    plan.restart_interval = headers.restart_interval;
-    plan.component_count = headers.scan_header[0];
-    if (plan.component_count < 1 || plan.component_count > jpeg_max_components) return err_format;
-    plan.plane_count = std::max(plan.component_count, headers.component_count);
+    const int32_t in_scan = headers.scan_header[0];
+    if (in_scan < 1 || in_scan > jpeg_max_components) return err_format;
+    plan.plane_count = std::max(in_scan, headers.component_count);
     for (int32_t i = 0; i < plan.plane_count; ++i) {
         const jpeg_frame_component& from = headers.components[i];
         if (from.h < 1 || from.h > jpeg_max_factor || from.v < 1 || from.v > jpeg_max_factor)
@@ -138,7 +167,36 @@ int32_t plan_scan(const jpeg_headers& headers, jpeg_rules rules, jpeg_tables& ta
         place_classic(plan);
     else
         place_by_standard(plan);
-    return jpg_set_component_params(headers, tables, plan);
+    return plan_part(headers, tables, plan);
+}
+
+// Tables for each scan: they may be redefined between scans, and all scans are read at once.
+struct scan_tables {
+    scratch_block memory[jpeg_max_components];
+};
+
+// Adds the scans of the components that the first one left out; err_corrupt when there are
+// no such scans.
+int32_t plan_other_parts(HFILE file, jpeg_headers headers, scan_tables& tables,
+                         jpeg_scan_plan& plan)
+{
+    byte_source source(file, header_buffer_bytes);
+    if (!source.ok()) return err_memory;
+    for (int32_t planned = headers.scan_header[0]; planned < plan.plane_count;) {
+        source.seek(headers.data_position);
+        if (!jpeg_find_marker(source)) return err_corrupt;
+        scratch_block& memory = tables.memory[plan.part_count];
+        if (!memory.allocate(sizeof(jpeg_tables))) return err_memory;
+        std::memcpy(memory.bytes(), tables.memory[plan.part_count - 1].bytes(),
+                    sizeof(jpeg_tables));
+        auto& own = *memory.as<jpeg_tables>();
+        if (int32_t err = jpeg_read_headers(source, plan.rules, headers, own); err < 0) return err;
+        planned += headers.scan_header[0];
+        if (headers.scan_header_bytes == 0 || headers.scan_header[0] == 0) return err_corrupt;
+        if (planned > plan.plane_count) return err_format;
+        if (int32_t err = plan_part(headers, own, plan); err < 0) return err;
+    }
+    return 0;
 }
 
 // JFIF density in dots per inch; 0 when there is none.
@@ -194,16 +252,19 @@ int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
                     const jpeg_page_resolution* resolution)
 {
     const jpeg_rules rules = interchange_mode() ? jpeg_rules::interchange : jpeg_rules::classic;
-    scratch_block memory;
+    scan_tables memory;
     jpeg_headers headers{};
-    if (int32_t err = open_stream(offset, file, rules, headers, memory); err < 0) return err;
-    auto& tables = *memory.as<jpeg_tables>();
+    if (int32_t err = open_stream(offset, file, rules, headers, memory.memory[0]); err < 0)
+        return err;
+    auto& tables = *memory.memory[0].as<jpeg_tables>();
     if (int32_t err = check_frame(headers, rules); err < 0) return err;
 
     jpeg_scan_plan plan{};
     const bool has_scan_header = headers.scan_header_bytes > 0;
     if (has_scan_header)
         if (int32_t err = plan_scan(headers, rules, tables, plan); err < 0) return err;
+    if (has_scan_header && is_one_of_several(headers, rules))
+        if (int32_t err = plan_other_parts(file, headers, memory, plan); err < 0) return err;
     plan.row_bytes = size_for_long(headers.width, headers.component_count == 1 ? 8 : 24);
 
     if (int32_t err = begin_image(headers, rules, sink, resolution); err < 0) return err;

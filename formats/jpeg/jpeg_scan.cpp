@@ -19,6 +19,25 @@ int32_t input_span(jpeg_rules rules)
                                         : jpeg_bit_reader::wide_span;
 }
 
+int32_t decode_block(jpeg_bit_reader& reader, jpeg_block_coding& coding, int8_t* samples,
+                     int32_t stride)
+{
+    jpeg_coefficients block;
+    const int32_t err = jpeg_get_block(reader, coding, block);
+    if (err < 0) return reader.end_seen() ? int32_t{err_corrupt} : err;
+    if (reader.overrun()) return err_corrupt;
+    jpeg_idct(block, samples, stride);
+    reader.top_up();
+    return 0;
+}
+
+// Blocks over one side of a component that is not interleaved (A.1.1, A.2.2/T.81).
+int32_t blocks_over(int32_t pixels, int32_t factor, int32_t largest_factor)
+{
+    const int32_t samples = (pixels * factor + largest_factor - 1) / largest_factor;
+    return (samples + 7) / 8;
+}
+
 } // namespace
 
 int32_t jpeg_scan::allocate()
@@ -39,7 +58,8 @@ int32_t jpeg_scan::allocate()
             jpeg_row_slack;
     }
     const size_t expanded_bytes = static_cast<size_t>(padded_width) + jpeg_row_slack;
-    const size_t input_bytes = jpeg_bit_reader::buffer_bytes(input_span(plan_.rules));
+    const size_t input_bytes = static_cast<size_t>(plan_.part_count) *
+                               jpeg_bit_reader::buffer_bytes(input_span(plan_.rules));
     const size_t work_bytes = input_bytes + 3 * static_cast<size_t>(padded_width) +
                               2 * jpeg_row_slack + expanded_bytes * jpeg_max_components;
     if (!plane_memory_.allocate(plane_bytes) || !work_memory_.allocate(work_bytes))
@@ -54,7 +74,8 @@ void jpeg_scan::lay_out_planes()
 {
     const int32_t padded_width = mcus_per_row_ * 8 * plan_.h_max;
     input_ = work_memory_.bytes();
-    row_ = input_ + jpeg_bit_reader::buffer_bytes(input_span(plan_.rules));
+    row_ = input_ + static_cast<size_t>(plan_.part_count) *
+                        jpeg_bit_reader::buffer_bytes(input_span(plan_.rules));
     auto* expanded = reinterpret_cast<int8_t*>(row_ + 3 * padded_width + 2 * jpeg_row_slack);
     auto* samples = plane_memory_.as<int8_t>();
     for (int32_t i = 0; i < plan_.plane_count; ++i) {
@@ -65,58 +86,105 @@ void jpeg_scan::lay_out_planes()
     }
 }
 
-int32_t jpeg_scan::decode_component(jpeg_scan_component& component, plane& to)
+int32_t jpeg_scan::decode_component(jpeg_bit_reader& reader, jpeg_scan_component& component,
+                                    plane& to)
 {
-    jpeg_coefficients block;
     for (int32_t v = 0; v < component.v; ++v) {
         int8_t* samples = to.samples + 8 * v * to.stride + to.column;
-        for (int32_t h = 0; h < component.h; ++h, samples += 8) {
-            const int32_t err = jpeg_get_block(reader_, component.coding, block);
-            if (err < 0) return reader_.end_seen() ? err_corrupt : err;
-            if (reader_.overrun()) return err_corrupt;
-            jpeg_idct(block, samples, to.stride);
-            reader_.top_up();
-        }
+        for (int32_t h = 0; h < component.h; ++h, samples += 8)
+            if (int32_t err = decode_block(reader, component.coding, samples, to.stride); err < 0)
+                return err;
     }
     to.column += 8 * component.h;
     return 0;
 }
 
-int32_t jpeg_scan::decode_mcu()
+int32_t jpeg_scan::decode_mcu(int32_t part)
 {
-    for (int32_t i = 0; i < plan_.component_count; ++i)
-        if (int32_t err = decode_component(plan_.components[i], planes_[i]); err < 0) return err;
+    const jpeg_scan_part& scan = plan_.parts[part];
+    jpeg_bit_reader& reader = states_[part].reader;
+    for (int32_t i = 0; i < scan.component_count; ++i) {
+        const int32_t c = scan.components[i];
+        if (int32_t err = decode_component(reader, plan_.components[c], planes_[c]); err < 0)
+            return err;
+    }
     return 0;
 }
 
-int32_t jpeg_scan::restart_if_due(bool last_mcu)
+int32_t jpeg_scan::restart_if_due(int32_t part, bool last_mcu)
 {
-    ++mcus_since_restart_;
-    if (plan_.restart_interval == 0 || mcus_since_restart_ < plan_.restart_interval) return 0;
+    const jpeg_scan_part& scan = plan_.parts[part];
+    part_state& state = states_[part];
+    ++state.mcus_since_restart;
+    if (scan.restart_interval == 0 || state.mcus_since_restart < scan.restart_interval) return 0;
     // Nothing follows the last MCU, so its marker, EOI as a rule, may be missing.
-    if (!last_mcu && !reader_.restart()) return err_corrupt;
-    mcus_since_restart_ = 0;
-    for (jpeg_scan_component& component : plan_.components)
-        component.coding.predictor = 0;
+    if (!last_mcu && !state.reader.restart()) return err_corrupt;
+    state.mcus_since_restart = 0;
+    for (int32_t i = 0; i < scan.component_count; ++i)
+        plan_.components[scan.components[i]].coding.predictor = 0;
     return 0;
+}
+
+// The rows of one component from a scan of its own: each block is an MCU, and there are only
+// those that the component's samples reach.
+int32_t jpeg_scan::decode_blocks_alone(int32_t part, int32_t first_row)
+{
+    const int32_t c = plan_.parts[part].components[0];
+    jpeg_scan_component& component = plan_.components[c];
+    const plane& to = planes_[c];
+    const int32_t columns = blocks_over(plan_.width, component.h, plan_.h_max);
+    const int32_t first = first_row / (8 * plan_.v_max) * component.v;
+    const int32_t left = blocks_over(plan_.height, component.v, plan_.v_max) - first;
+    for (int32_t v = 0; v < std::min(component.v, left); ++v)
+        for (int32_t x = 0; x < columns; ++x) {
+            int8_t* const samples = to.samples + 8 * v * to.stride + 8 * x;
+            if (int32_t err =
+                    decode_block(states_[part].reader, component.coding, samples, to.stride);
+                err < 0)
+                return err;
+            const bool last = v + 1 == left && x + 1 == columns;
+            if (int32_t err = restart_if_due(part, last); err < 0) return err;
+        }
+    return 0;
+}
+
+int32_t jpeg_scan::decode_band(int32_t part, int32_t first_row)
+{
+    if (plan_.part_count > 1 && plan_.parts[part].component_count == 1)
+        return decode_blocks_alone(part, first_row);
+    const bool last_row = plan_.height - first_row <= 8 * plan_.v_max;
+    for (int32_t mcu = 0; mcu < mcus_per_row_; ++mcu) {
+        if (int32_t err = decode_mcu(part); err < 0) return err;
+        if (int32_t err = restart_if_due(part, last_row && mcu + 1 == mcus_per_row_); err < 0)
+            return err;
+    }
+    return 0;
+}
+
+bool jpeg_scan::start_parts(HFILE file)
+{
+    const data_end end =
+        plan_.rules == jpeg_rules::classic ? data_end::stale_bytes : data_end::stops;
+    const int32_t span = input_span(plan_.rules);
+    uint8_t* input = input_;
+    for (int32_t i = 0; i < plan_.part_count; ++i) {
+        states_[i].mcus_since_restart = 0;
+        if (!states_[i].reader.start(file, plan_.parts[i].position, input, span, end,
+                                     plan_.skipped_bytes))
+            return false;
+        input += jpeg_bit_reader::buffer_bytes(span);
+    }
+    return true;
 }
 
 int32_t jpeg_scan::decompress(HFILE file, const row_sink& sink)
 {
-    const data_end end =
-        plan_.rules == jpeg_rules::classic ? data_end::stale_bytes : data_end::stops;
-    if (!reader_.start(file, input_, input_span(plan_.rules), end, plan_.skipped_bytes))
-        return err_corrupt;
-    const int32_t rows_per_mcu = 8 * plan_.v_max;
-    for (int32_t row = 0; row < plan_.height; row += rows_per_mcu) {
-        const bool last_row = plan_.height - row <= rows_per_mcu;
+    if (!start_parts(file)) return err_corrupt;
+    for (int32_t row = 0; row < plan_.height; row += 8 * plan_.v_max) {
         for (plane& p : planes_)
             p.column = 0;
-        for (int32_t mcu = 0; mcu < mcus_per_row_; ++mcu) {
-            if (int32_t err = decode_mcu(); err < 0) return err;
-            if (int32_t err = restart_if_due(last_row && mcu + 1 == mcus_per_row_); err < 0)
-                return err;
-        }
+        for (int32_t part = 0; part < plan_.part_count; ++part)
+            if (int32_t err = decode_band(part, row); err < 0) return err;
         if (int32_t err = deliver_rows(row, sink); err < 0) return err;
     }
     return 0;

@@ -116,7 +116,8 @@ void read_scan_header(byte_source& source, int32_t length, int32_t position, jpe
     const auto wanted = static_cast<size_t>(
         std::clamp<int32_t>(length - 2, 0, static_cast<int32_t>(sizeof headers.scan_header)));
     headers.scan_header_bytes = static_cast<int32_t>(source.read(bytes, wanted));
-    source.seek(position + std::max(length - 2, 0));
+    headers.data_position = position + std::max(length - 2, 0);
+    source.seek(headers.data_position);
 }
 
 int32_t read_segment(byte_source& source, uint32_t marker, int32_t length, jpeg_rules rules,
@@ -125,7 +126,10 @@ int32_t read_segment(byte_source& source, uint32_t marker, int32_t length, jpeg_
     uint8_t interval[2] = {};
     switch (marker) {
     case marker_sof0:
-    case marker_sof1: read_frame(source, marker, headers); return 0;
+    case marker_sof1:
+        if (headers.data_position > 0) return err_unsupported; // a second frame behind a scan
+        read_frame(source, marker, headers);
+        return 0;
     case marker_dqt: return jpeg_get_quant_table(source, length, tables);
     case marker_dht: jpeg_get_huff_table(source, length, rules, tables); return 0;
     case marker_dri:
@@ -174,6 +178,19 @@ int32_t jpeg_find_stream(HFILE file, uint32_t offset)
     for (int32_t i = 0; i + 1 < count; ++i)
         if (load_u16be(bytes + i) == marker_soi) return first + i;
     return err_format;
+}
+
+bool jpeg_find_marker(byte_source& source)
+{
+    for (int byte = source.get(); byte >= 0;) {
+        const bool prefix = byte == 0xFF;
+        byte = source.get();
+        const bool stuffing = byte == 0 || (byte & 0xF8) == 0xD0;
+        if (!prefix || byte < 0 || byte == 0xFF || stuffing) continue;
+        source.seek(source.tell() - 2);
+        return byte != (marker_eoi & 0xFF);
+    }
+    return false;
 }
 
 int32_t jpeg_read_headers(byte_source& source, jpeg_rules rules, jpeg_headers& headers,

@@ -31,6 +31,7 @@ struct jpeg_headers {
     // Scan header: component count, then selector and tables of each, as far as it was there.
     int32_t scan_header_bytes;
     uint8_t scan_header[9];
+    int32_t data_position; // where the entropy-coded data start
 };
 
 /// Position of the stream's SOI among the first 1001 bytes from offset, or a code.
@@ -40,6 +41,9 @@ int32_t jpeg_find_stream(HFILE file, uint32_t offset);
 /// the entropy-coded data.  0, err_format, or in interchange mode err_unsupported.
 int32_t jpeg_read_headers(byte_source& source, jpeg_rules rules, jpeg_headers& headers,
                           jpeg_tables& tables);
+
+/// Goes from entropy-coded data to the next marker but RSTn. False at EOI and at the end.
+bool jpeg_find_marker(byte_source& source);
 
 /// Reads counts and symbols of a Huffman table.  False when not a byte of the counts came.
 bool jpeg_read_huffman_spec(byte_source& source, jpeg_huffman_spec& spec);

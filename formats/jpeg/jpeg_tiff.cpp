@@ -101,7 +101,9 @@ int32_t plan_page(const jtif_page& page, jpeg_rules rules, jtif_state& state)
     plan.width = static_cast<int32_t>(page.width);
     plan.h_max = static_cast<int32_t>(luminance.h);
     plan.v_max = static_cast<int32_t>(luminance.v);
-    plan.component_count = plan.plane_count = static_cast<int32_t>(page.samples_per_pixel);
+    plan.plane_count = static_cast<int32_t>(page.samples_per_pixel);
+    plan.part_count = 1;
+    plan.parts[0] = {jpeg_bit_reader::read_on, plan.plane_count, {0, 1, 2}, 0};
     const bool color = page.samples_per_pixel == 3;
     const bool rgb = rules == jpeg_rules::interchange && page.photometric == photometric_is_rgb;
     plan.model = !color ? jpeg_color_model::grey
@@ -109,8 +111,8 @@ int32_t plan_page(const jtif_page& page, jpeg_rules rules, jtif_state& state)
                         : jpeg_color_model::ycc;
     plan.row_bytes = size_for_long(plan.width, color ? 24 : 8);
     if (rules == jpeg_rules::interchange)
-        plan.restart_interval = static_cast<int32_t>(page.restart_interval & 0xFFFF);
-    for (int32_t i = 0; i < plan.component_count; ++i) {
+        plan.parts[0].restart_interval = static_cast<int32_t>(page.restart_interval & 0xFFFF);
+    for (int32_t i = 0; i < plan.plane_count; ++i) {
         jpeg_scan_component& component = plan.components[i];
         component.h = component.placed_h = i == 0 ? plan.h_max : 1;
         component.v = component.placed_v = i == 0 ? plan.v_max : 1;

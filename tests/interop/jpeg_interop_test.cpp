@@ -121,6 +121,37 @@ TEST(jpeg_interop, decodes_every_size_and_restart_phase_like_libjpeg)
         }
 }
 
+TEST(jpeg_interop, decodes_several_scans_like_one)
+{
+    const interchange on;
+    const auto count_rows = [](const void*, IMG_PRIVATE rows, int32_t, int32_t) -> int32_t {
+        ++*reinterpret_cast<int32_t*>(rows);
+        return 0;
+    };
+    for (int scans : {2, 3})
+        for (int h = 1; h <= 4; ++h)
+            for (int v = 1; v <= 2; ++v)
+                for (int size : {5, 32, 77, 400}) { // the largest takes several buffers
+                    SCOPED_TRACE(testing::Message()
+                                 << scans << " scans " << h << "x" << v << " size " << size);
+                    const auto from = scene(size, 404 - size, 3);
+                    jpeg_peer::settings s{95, h, v, size % 4, JCS_YCbCr, 1};
+                    const auto whole = decode(jpeg_peer::compress(from, s));
+                    s.scans = scans;
+                    const byte_vector file = jpeg_peer::compress(from, s);
+                    EXPECT_EQ(decode(file).pixels, whole.pixels);
+                    // Cut in the last scan: the rows above are there.
+                    int32_t rows = 0;
+                    const int32_t result = IMGX_stream_bitmap_mem(
+                        file.data(), static_cast<uint32_t>(file.size() - file.size() / 100 - 9), 0,
+                        count_rows, reinterpret_cast<IMG_PRIVATE>(&rows),
+                        [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t { return 1; });
+                    EXPECT_EQ(result, -12);
+                    EXPECT_LT(rows, 404 - size);
+                    EXPECT_GE(rows, (404 - size) / 2 - 16);
+                }
+}
+
 TEST(jpeg_interop, decodes_marked_rgb_and_inks_in_their_colors)
 {
     const interchange on;

@@ -18,6 +18,7 @@ struct settings {
     int h = 1, v = 1; // of the first component
     int restart_interval = 0;
     J_COLOR_SPACE space = JCS_YCbCr;
+    int scans = 1; // 2: the first component alone; 3: each component alone
 };
 
 /// Pixels of red, green, blue (or grey, or inverted inks), no padding.
@@ -54,6 +55,14 @@ inline std::vector<uint8_t> compress(const picture& from, const settings& s)
         c.comp_info[i].v_samp_factor = full ? s.v : 1;
     }
     c.restart_interval = static_cast<unsigned>(s.restart_interval);
+    const jpeg_scan_info scans[2][3] = {
+        {{1, {0}, 0, 63, 0, 0}, {2, {1, 2}, 0, 63, 0, 0}, {}},
+        {{1, {2}, 0, 63, 0, 0}, {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}}};
+    if (s.scans > 1) {
+        c.scan_info = scans[s.scans - 2];
+        c.num_scans = s.scans;
+        c.optimize_coding = TRUE; // tables of its own for each scan
+    }
     jpeg_start_compress(&c, TRUE);
     while (c.next_scanline < c.image_height) {
         JSAMPROW row = const_cast<JSAMPROW>(from.pixels.data()) +
