@@ -129,6 +129,12 @@ TEST(jpeg_tiff, tells_missing_tables_and_impossible_factors)
     page.subsampling_second = 9;
     const image_guard factor(load(jpeg_builder::tiff_writer(page).build(strips)));
     EXPECT_EQ(factor, -3);
+    // Strips of one component each, which no decoder here puts together.
+    const interchange on;
+    tiff_builder tiff;
+    tiff.shape(8, 8, 8, 3, 6, 6).set(284, 3, {2}).strip(byte_vector(600, 0));
+    const image_guard separate(load(tiff.build()));
+    EXPECT_EQ(separate, -7);
 }
 
 TEST(jpeg_tiff, refuses_widths_beyond_any_jpeg)

@@ -161,6 +161,7 @@ int32_t plan_jpeg(const tiff_struct& d, tiff_layout& layout)
 {
     layout.layout = row_layout::as_it_is;
     layout.depth = classic_depth(d.samples_per_pixel, d.bits_per_sample);
+    if (interchange_mode() && is_separate(d)) return err_unsupported;
     return layout.depth == 8 || layout.depth == 24 ? 0 : int32_t{err_unsupported};
 }
 

@@ -292,7 +292,9 @@ int32_t tiff_page_reader::read_rows()
     tiff_make_header(source_, page_, layout_, header);
     if (int32_t err = sink_.begin(&header.info); err < 0) return err;
     tiff_raster raster(page_, layout_, source_.order, sink_);
-    if (int32_t err = raster.open(); err < 0) return err;
+    // The rows of JPEG strips pass it by, and the page may claim to be wider than any of them.
+    if (page_.description.compression != tiff_jpeg)
+        if (int32_t err = raster.open(); err < 0) return err;
     raster_ = &raster;
     if (int32_t err = dispatch(); err < 0) return err;
     if (int32_t err = raster.merge_planes(); err < 0) return err;
