@@ -167,9 +167,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip(int32_t rows, int32_t first_row,
         if (end != row_end::complete) return 0;
         make_reference(line.count);
         wrthl_all(line);
-        if (int32_t err = output.put(row_.bytes(), first_row + i, two_dimensional_byte_count());
-            err < 0)
-            return err;
+        if (int32_t err = output.put(row_.bytes(), first_row + i, row_bytes_); err < 0) return err;
     }
     return 0;
 }
@@ -187,9 +185,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip_2d(int32_t rows, int32_t first_row,
         if (end == row_end::data_end) return 0;
         make_reference(line.count);
         wrthl_all(line);
-        if (int32_t err = output.put(row_.bytes(), first_row + i, two_dimensional_byte_count());
-            err < 0)
-            return err;
+        if (int32_t err = output.put(row_.bytes(), first_row + i, row_bytes_); err < 0) return err;
     }
     return 0;
 }
@@ -444,14 +440,4 @@ void ccitt_decoder::wrthl_all(const line_state& line)
         const ccitt_machine_word padding = ~ccitt_machine_word{0} >> used;
         ccitt_store_word(to, (ccitt_load_word(to) & ~padding) | (white & padding));
     }
-}
-
-// INTENDED: rows of more than 2500 bytes are handed on with half their byte count, as far as
-// a row fits the standard buffer; longer ones have always been handed on whole, and
-// interchange mode hands on every row whole. Held by ccitt_decoder.byte_counts_of_long_rows.
-int32_t ccitt_decoder::two_dimensional_byte_count() const
-{
-    const bool halved =
-        !options_.interchange && row_bytes_ * 2 > IBUFFSZ / 2 && row_bytes_ <= IBUFFSZ;
-    return halved ? row_bytes_ / 2 : row_bytes_;
 }

@@ -11,7 +11,7 @@ struct ccitt_options {
     uint32_t compression;     // tiff_huffman, tiff_group3, tiff_group3_2d or tiff_group4
     uint32_t fill_order = 1;  // 2: bit 0 of a byte comes first
     uint32_t photometric = 1; // 0: every bit of a row inverted
-    bool interchange = false; // reference line white at the start of a strip; whole rows
+    bool interchange = false; // reference line white at the start of a strip
 };
 
 /// The changing elements of a line (T.4 4.2.1.1): rising positions, white to black first,
@@ -71,7 +71,6 @@ private:
     eol_search find_eol(int32_t codes);
     void make_reference(uint32_t count);
     void wrthl_all(const line_state& line);
-    int32_t two_dimensional_byte_count() const;
 
     bool is_huffman() const { return options_.compression == tiff_huffman; }
 
