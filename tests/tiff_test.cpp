@@ -233,7 +233,6 @@ TEST(tiff_reader, takes_name_and_date_of_all_directories_passed)
     EXPECT_EQ(load_code(t.build()), 0);
     IMGLOW_get_bitmap_name(got_name, got_date);
     EXPECT_STREQ(got_name, "Bob");
-    IMGLOW_set_bitmap_name("Trevolan imaging library 4.0", "11-24-1992");
 }
 
 TEST(tiff_reader, tells_the_type_of_the_first_page)
@@ -307,6 +306,15 @@ TEST(tiff_reader, refuses_what_it_cannot_lay_out)
     const byte_vector order = {'I', 'M', 42, 0, 8, 0, 0, 0, 0, 0};
     EXPECT_EQ(load_code(order), -7);
     EXPECT_EQ(load_code({'I', 'I', 42}), -3);
+    // Two planes, by a second SamplesPerPixel behind the planar entry.
+    tiff_builder t;
+    t.shape(8, 1, 1, 3, 1, 1).set(284, 3, {2}).set(300, 3, {2}).strip({1});
+    byte_vector two_planes = t.build();
+    const byte_vector from = {300 - 256, 1, 3, 0}, to = {277 - 256, 1, 3, 0};
+    const auto at = std::search(two_planes.begin(), two_planes.end(), from.begin(), from.end());
+    ASSERT_NE(at, two_planes.end());
+    std::copy(to.begin(), to.end(), at);
+    EXPECT_EQ(load_code(two_planes), -7);
 }
 
 TEST(tiff_reader, leaves_no_plane_file)
@@ -623,5 +631,4 @@ TEST(tiff_damage, every_truncation_and_changed_byte_ends_in_a_code)
             }
         }
     IMGX_set_interchange(0);
-    IMGLOW_set_bitmap_name("Trevolan imaging library 4.0", "11-24-1992");
 }

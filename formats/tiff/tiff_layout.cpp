@@ -48,8 +48,10 @@ int32_t plan_classic(const tiff_struct& d, tiff_layout& layout)
     layout.depth = classic_depth(d.samples_per_pixel, d.bits_per_sample);
     layout.layout = classic_layout(d);
     if (is_separate(d)) {
-        // Only the two depths that the merge of planes knows.
+        // Only what the merge of planes knows. A second SamplesPerPixel behind the planar
+        // entry can name other numbers of planes.
         if (d.bits_per_sample != 1 && d.bits_per_sample != 8) return err_unsupported;
+        if (d.samples_per_pixel != 3 && d.samples_per_pixel != 4) return err_unsupported;
         layout.planes = static_cast<int32_t>(d.samples_per_pixel);
     }
     if (layout.depth == 0) return err_unsupported;
