@@ -304,6 +304,27 @@ TEST(jpeg_reader, gives_the_rows_so_far_of_cut_data)
     }
 }
 
+TEST(jpeg_reader, goes_on_with_the_bytes_before_in_classic_mode)
+{
+    // The data end in the second buffer or later; what is left of the one before is decoded.
+    int decoded = 0;
+    for (uint32_t seed = 0; seed < 150; ++seed) {
+        SCOPED_TRACE(seed);
+        picture p = jpeg_builder::color_picture(160, 120, 1, 1);
+        p.seed = seed;
+        p.nonzero = 30;
+        byte_vector file = jpeg_builder::stream(p);
+        file.resize(file.size() - 10 - 3 * seed);
+        const plain_jpeg::image wanted = plain_jpeg::decoder(file).decode();
+        const image_guard image(load(file));
+        ASSERT_EQ(image < 0, wanted.pixels.empty());
+        if (image < 0) continue;
+        expect_equal(pixels_of(image), wanted);
+        ++decoded;
+    }
+    EXPECT_GT(decoded, 3);
+}
+
 TEST(jpeg_reader, stops_where_a_marker_is_missing_or_misplaced)
 {
     picture p = jpeg_builder::color_picture(64, 64, 1, 1);

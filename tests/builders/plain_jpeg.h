@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -69,7 +70,8 @@ struct image {
     std::vector<uint8_t> pixels;
 };
 
-/// Decodes a sound stream of jpeg_builder or of an encoder that leaves out the unusual.
+/// Decodes a stream of jpeg_builder or of an encoder that leaves out the unusual; no pixels
+/// where its data are damaged. Data that end early go on with what is left in the buffer.
 class decoder {
 public:
     explicit decoder(const std::vector<uint8_t>& data) : data_(data) {}
@@ -83,7 +85,9 @@ public:
         }
         scan_ = at + 4;
         next_ = at + 2 + static_cast<size_t>(word(at + 2));
-        return decode_scan();
+        load(0);
+        const image out = decode_scan();
+        return damaged_ ? image{} : out;
     }
 
 private:
@@ -130,12 +134,27 @@ private:
             }
     }
 
+    static constexpr size_t buffer_bytes = 10000;
+
+    void load(size_t from)
+    {
+        for (; from < buffer_bytes && next_ < data_.size(); ++from)
+            buffer_[from] = data_[next_++];
+        at_ = 0;
+    }
+    void top_up()
+    {
+        if (at_ + 200 < buffer_bytes) return;
+        std::copy(buffer_.begin() + static_cast<ptrdiff_t>(at_),
+                  buffer_.begin() + static_cast<ptrdiff_t>(buffer_bytes), buffer_.begin());
+        load(buffer_bytes - at_);
+    }
     int bit()
     {
-        const int b = data_[next_] >> (7 - bit_) & 1;
+        const int b = buffer_[at_] >> (7 - bit_) & 1;
         if (++bit_ == 8) {
             bit_ = 0;
-            if (data_[next_++] == 0xFF && data_[next_] == 0) ++next_;
+            if (buffer_[at_++] == 0xFF && buffer_[at_] == 0) ++at_;
         }
         return b;
     }
@@ -155,6 +174,7 @@ private:
             previous = t.counts[length];
             if (code < previous) return t.symbols[static_cast<size_t>(base + code)];
         }
+        damaged_ = true;
         return 0;
     }
     int value(int size)
@@ -173,6 +193,7 @@ private:
             const int rs = symbol(ac);
             if (rs == 0) break;
             k += static_cast<size_t>(rs >> 4);
+            damaged_ |= k > 64;
             const int v = value(rs & 15);
             if (k < 64 && (rs & 15)) b[static_cast<size_t>(order_[k])] = as16(v * q[k]);
         }
@@ -195,9 +216,11 @@ private:
             const size_t dc = i < 2 ? (selectors >> 4 ? 1 : 0) : ac;
             const auto& q = quant_[components_[std::min<size_t>(i, 2)].quant ? 1 : 0];
             for (int v = 0; v < c.v; ++v)
-                for (int h = 0; h < c.h; ++h)
+                for (int h = 0; h < c.h; ++h) {
                     store(c, inverse_dct(read_block(c, tables_[0][dc], tables_[1][ac], q)),
                           8 * (mcu_row * c.v + v), 8 * (mcu_column * c.h + h));
+                    top_up();
+                }
         }
     }
 
@@ -218,7 +241,7 @@ private:
             c.stride = across * 8 * c.h;
             c.samples.assign(static_cast<size_t>(c.stride * down * 8 * c.v), 0);
         }
-        for (int mcu = 0; mcu < across * down; ++mcu) {
+        for (int mcu = 0; mcu < across * down && !damaged_; ++mcu) {
             if (interval_ && mcu && mcu % interval_ == 0) restart();
             read_mcu(mcu / across, mcu % across);
         }
@@ -261,7 +284,9 @@ private:
     }
 
     std::vector<uint8_t> data_;
-    size_t next_ = 0, scan_ = 0;
+    size_t next_ = 0, scan_ = 0, at_ = 0;
+    std::vector<uint8_t> buffer_ = std::vector<uint8_t>(buffer_bytes + 1000);
+    bool damaged_ = false;
     int bit_ = 0, width_ = 0, height_ = 0, interval_ = 0;
     std::vector<component> components_;
     std::array<std::array<int, 64>, 4> quant_{};
