@@ -18,9 +18,12 @@ int32_t count_row(void* context, uint8_t*, int32_t, int32_t)
 struct trial_rows {
     int32_t least, most;
 };
-constexpr trial_rows rows_for(uint32_t code)
+// White rows of Group 4 are one bits, which add up to rows of some widths in modified Huffman,
+// but take eight times as many of them at least: against that name, more rows are tried.
+constexpr trial_rows rows_for(uint32_t code, uint32_t named)
 {
-    return code == tiff_group4 ? trial_rows{64, 256} : trial_rows{1, 32};
+    if (code == tiff_group4) return {64, 256};
+    return {1, named == tiff_group4 ? 1024 : 32};
 }
 
 // The codes in the order of trial, the weakest evidence last.
@@ -38,9 +41,9 @@ constexpr trial_order order_for(uint32_t named)
 
 // 1 when the rows can be decoded without a single thing that the code does not allow; else
 // 0, or err_memory.
-int32_t fits(HFILE file, const ccitt_options& options, int32_t rows)
+int32_t fits(HFILE file, const ccitt_options& options, uint32_t named, int32_t rows)
 {
-    const trial_rows trial = rows_for(options.compression);
+    const trial_rows trial = rows_for(options.compression, named);
     if (rows < trial.least) return 0;
     rows = std::min(rows, trial.most);
     int32_t decoded = 0;
@@ -62,7 +65,7 @@ int32_t ccitt_fitting_compression(HFILE file, const ccitt_options& options, int3
         if (code == tiff_group4 && named == tiff_group4) break;
         ccitt_options trial = options;
         trial.compression = code;
-        const int32_t found = fits(file, trial, rows);
+        const int32_t found = fits(file, trial, options.compression, rows);
         img_seek_mem(file, start, seek_from_start);
         if (found < 0) return found;
         if (found) return static_cast<int32_t>(code);

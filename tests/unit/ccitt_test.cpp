@@ -277,6 +277,14 @@ TEST(ccitt_decoder, passes_on_the_result_of_its_output)
     }
 }
 
+TEST(ccitt_decoder, white_rows_of_group_4_fit_no_other_code)
+{
+    // 400 white rows, one bit each; as modified Huffman 8 of them make a row of 9 pixels.
+    const byte_string data(50, 0xFF);
+    reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
+    EXPECT_EQ(ccitt_fitting_compression(memory_file, {9, tiff_group4}, 400), int{tiff_group4});
+}
+
 TEST(ccitt_decoder, finds_the_code_that_fits)
 {
     row_maker maker(3);
