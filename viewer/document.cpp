@@ -48,8 +48,8 @@ std::vector<save_type> save_types()
         if (info.writes == 0) continue;
         std::string extension = info.extensions;
         extension.resize(std::min(extension.find(' '), extension.size()));
-        types.push_back(
-            {info.code, info.description, extension, info.write_depths, info.multi_page != 0});
+        types.push_back({info.code, info.description, extension, info.write_depths,
+                         info.multi_page != 0, info.multi_page == 1});
     }
     return types;
 }
@@ -82,6 +82,7 @@ int32_t document::open(const std::string& path, int32_t page)
     if (handle < 0) return handle;
     const int32_t pages = IMGLOW_get_pages(path.c_str());
     take(handle, path, page, pages > 0 ? pages : 1);
+    has_file_ = true;
     return 0;
 }
 
@@ -90,6 +91,7 @@ int32_t document::adopt(int32_t handle, const std::string& title)
     if (handle < 0) return handle;
     take(handle, title, 0, 1);
     modified_ = true;
+    has_file_ = false;
     return 0;
 }
 

@@ -13,6 +13,7 @@ struct save_type {
     std::string extension; // the usual one
     int32_t write_depths;  // sum of depths
     bool multi_page;
+    bool scans_into_one_file; // with IMG_scan_pages; else each page gets a file
 };
 
 /// The types that pictures can be saved as.
@@ -39,6 +40,8 @@ public:
     int32_t bits() const { return bits_; }
     const std::string& path() const { return path_; }
     bool modified() const { return modified_; }
+    /// False for what came from the clipboard or a scanner: nothing to go back to.
+    bool has_file() const { return has_file_; }
     const print_settings& settings() const { return settings_; }
 
     /// All return 0, or the library's code; on failure what was open stays open.
@@ -80,5 +83,6 @@ private:
     int32_t page_ = 0, page_count_ = 0;
     int32_t width_ = 0, height_ = 0, bits_ = 0;
     bool modified_ = false;
+    bool has_file_ = false;
     print_settings settings_;
 };

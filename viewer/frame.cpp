@@ -319,7 +319,9 @@ void viewer_frame::file_command(int id)
     case IDM_COPY: copy(); break;
     case IDM_PASTE: paste(); break;
     case IDM_SAVE_CLIPBOARD: save_clipboard(); break;
-    case IDM_REVERT: open_file(std::string(picture_.path()), picture_.page()); break;
+    case IDM_REVERT:
+        if (picture_.has_file()) open_file(std::string(picture_.path()), picture_.page());
+        break;
     case IDM_ABOUT: {
         const std::string text = std::string("Trevolan Viewer\nTrevolan imaging library ") +
                                  IMGX_version() +
@@ -411,7 +413,12 @@ void viewer_frame::scan_command(int id)
     } else {
         const auto choice = ask_file_to_save(window_, "page", false);
         if (!choice) return;
-        result = IMG_scan_pages(window_, choice->path.c_str(), choice->type.code, 1);
+        // Each page of its own file gets a number and the library's extension.
+        std::string prefix = choice->path;
+        const std::string extension = "." + choice->type.extension;
+        if (!choice->type.scans_into_one_file && prefix.ends_with(extension))
+            prefix.resize(prefix.size() - extension.size());
+        result = IMG_scan_pages(window_, prefix.c_str(), choice->type.code, 1);
     }
     if (result < 0) tell_error(window_, "Scanning did not succeed", result);
 }
@@ -437,7 +444,7 @@ void viewer_frame::update_menu(HMENU menu) const
         enable(id, open);
     for (int id = IDM_ROTATE_RIGHT; id <= IDM_TONE; ++id)
         enable(id, open);
-    enable(IDM_REVERT, open && picture_.modified() && picture_.page_count() > 0);
+    enable(IDM_REVERT, open && picture_.modified() && picture_.has_file());
     const bool reducible = open && picture_.bits() > 1;
     for (const int id : {IDM_GRAY, IDM_MONO_HALFTONE, IDM_MONO_ORDERED, IDM_MONO_DIFFUSION,
                          IDM_COLORS_16, IDM_TONE})
