@@ -248,6 +248,8 @@ void describe_commands(command_line& line)
 {
     line.app.set_version_flag("--version", IMGX_version());
     line.app.require_subcommand(1);
+    // "/scans/page.tif" is a file on Windows too; subcommands inherit this.
+    line.app.allow_windows_style_options(false);
     line.app.set_help_flag("-h,--help", "explain the options and end");
     line.app.failure_message(CLI::FailureMessage::simple);
     add_info(line);
