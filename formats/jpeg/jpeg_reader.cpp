@@ -75,12 +75,12 @@ int32_t plan_part(const jpeg_headers& headers, jpeg_tables& tables, jpeg_scan_pl
     part.component_count = headers.scan_header[0];
     part.restart_interval = headers.restart_interval;
     for (int32_t i = 0; i < part.component_count; ++i) {
-        const uint8_t* const specification = headers.scan_header + 1 + 2 * i;
-        const int32_t component = several ? component_named(headers, specification[0], plan) : i;
+        const uint8_t* const selectors = headers.scan_header + 1 + 2 * i;
+        const int32_t component = several ? component_named(headers, selectors[0], plan) : i;
         if (component < 0) return err_format;
         part.components[i] = component;
         const int32_t err =
-            jpg_set_component_params(headers, component, specification[1], tables, plan);
+            jpg_set_component_params(headers, component, selectors[1], tables, plan);
         if (err < 0) return err;
     }
     ++plan.part_count;
