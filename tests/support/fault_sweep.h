@@ -115,3 +115,36 @@ void sweep_faults(std::initializer_list<fault_kind> kinds, Operation operation, 
         }
     }
 }
+
+inline bool is_memory_fault(fault_kind kind)
+{
+    return kind == fault_kind::allocation || kind == fault_kind::lock;
+}
+
+/// Loads a file by name with every place failing: -1 where memory was at fault, else a code
+/// for bad data, or a picture where the reader can do without.
+inline void sweep_load(const char* name)
+{
+    sweep_faults(
+        read_faults,
+        [&] {
+            const int32_t handle = IMG_decompress_bitmap(name);
+            return handle < 0 ? handle : release_image(handle);
+        },
+        [](fault_kind kind, int32_t result) {
+            if (is_memory_fault(kind))
+                EXPECT_EQ(result, -1);
+            else
+                EXPECT_TRUE(result == 0 || result == -3 || result == -7 || result == -12) << result;
+        });
+}
+
+/// Saves an image by name with every place failing: -1 where memory was at fault, else -9.
+inline void sweep_save(int32_t image, const char* name, int32_t type)
+{
+    sweep_faults(
+        write_faults, [&] { return IMG_save_bitmap(image, name, type); },
+        [](fault_kind kind, int32_t result) {
+            EXPECT_EQ(result, is_memory_fault(kind) ? -1 : -9);
+        });
+}

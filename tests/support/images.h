@@ -88,6 +88,41 @@ private:
     byte_vector bytes_;
 };
 
+/// A picture of random runs, at 4 and 8 bits under a table of colours.
+inline test_dib random_dib(int32_t width, int32_t height, int32_t bits, int run = 1,
+                           uint32_t seed = 1)
+{
+    test_dib dib(width, height, bits);
+    dib.fill_random(seed, run);
+    for (int i = 0; (bits == 4 || bits == 8) && i < 1 << bits; ++i)
+        dib.set_color(i, i * 11 & 255, 255 - i, i * 37 & 255);
+    return dib;
+}
+
+/// The file types that are written in a mode.
+inline std::vector<IMGX_TYPE_INFO> written_types(int interchange)
+{
+    std::vector<IMGX_TYPE_INFO> types;
+    IMGX_TYPE_INFO type;
+    for (int32_t i = 0; IMGX_get_type_info(i, &type) == 0; ++i)
+        if (type.writes == 1 || (type.writes == 2 && interchange)) types.push_back(type);
+    return types;
+}
+
+/// The depths that a type is written with. Each is larger than the smaller ones together, so
+/// that their sum tells them apart.
+inline std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type)
+{
+    std::vector<int32_t> depths;
+    int32_t sum = type.write_depths;
+    for (const int32_t depth : {24, 8, 4, 1})
+        if (sum >= depth) {
+            depths.push_back(depth);
+            sum -= depth;
+        }
+    return depths;
+}
+
 /// An image's header, colour table and rows, taken through a memory save as uncompressed
 /// BMP, whose pad bytes are left out of comparisons.
 struct image_copy {

@@ -1,0 +1,47 @@
+// file_types_faults_test.cpp - every file type at every depth, saved and loaded by name with
+// every allocation, lock, read and write failing in turn. A new type takes part by itself.
+
+#include "tests/support/fault_sweep.h"
+#include "tests/support/images.h"
+
+namespace {
+
+void sweep_type(const IMGX_TYPE_INFO& type, int32_t bits)
+{
+    const image_guard image(random_dib(40, 30, bits, 3).create());
+    const image_copy before = copy_image(image);
+    const temp_file file(".img");
+    sweep_save(image, file.name(), type.code);
+    EXPECT_EQ(copy_image(image).bmp, before.bmp);
+    std::remove(file.name()); // what appended pages are in it
+    ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
+    if (type.code != 14) sweep_load(file.name()); // PostScript is not read back
+}
+
+} // namespace
+
+TEST(file_types_faults, every_type_and_depth_in_both_modes)
+{
+    for (const int interchange : {0, 1}) {
+        IMGX_set_interchange(interchange);
+        for (const IMGX_TYPE_INFO& type : written_types(interchange))
+            for (const int32_t bits : depths_of(type)) {
+                if (type.code == 4) continue; // GIF has codes of its own, and a test for them
+                SCOPED_TRACE(testing::Message()
+                             << type.name << ", " << bits << " bits, mode " << interchange);
+                sweep_type(type, bits);
+            }
+    }
+}
+
+TEST(file_types_faults, creating_from_a_packed_dib)
+{
+    const test_dib dib(17, 5, 4);
+    sweep_faults(
+        memory_faults,
+        [&] {
+            const int32_t handle = dib.create();
+            return handle < 0 ? handle : release_image(handle);
+        },
+        [](fault_kind, int32_t result) { EXPECT_EQ(result, -1); });
+}
