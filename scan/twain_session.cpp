@@ -3,8 +3,11 @@
 #include "scan/twain_session.h"
 
 #include "core/codec.h"
+#include "core/image_object.h"
 #include "core/settings.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 using namespace twain;
@@ -29,17 +32,46 @@ bool manager_is_installed()
     return OpenFile(path, &opened, OF_EXIST) != HFILE_ERROR;
 }
 
-// The whole packed DIB lies inside its block: what a source announces is not trusted.
-bool dib_is_complete(const BITMAPINFOHEADER* dib, size_t block_bytes)
+// A packed DIB as a source sends it: fewer colours than its depth has may come, and none of
+// what it announces is trusted.
+struct sent_dib {
+    BITMAPINFOHEADER* header;
+    uint64_t table_bytes, row_bytes;
+
+    explicit sent_dib(void* block) : header(static_cast<BITMAPINFOHEADER*>(block)) {}
+
+    bool is_complete(size_t block_bytes)
+    {
+        if (block_bytes < sizeof *header || header->biSize < sizeof *header ||
+            header->biSize > block_bytes)
+            return false;
+        const int64_t height = std::abs(int64_t{header->biHeight});
+        if (!dib_fits(header->biWidth, height, header->biBitCount)) return false;
+        table_bytes = header->biClrUsed ? uint64_t{header->biClrUsed} * sizeof(RGBQUAD)
+                                        : static_cast<uint64_t>(Palette_Size(header));
+        row_bytes = static_cast<uint64_t>(size_for_long(header->biWidth, header->biBitCount)) *
+                    static_cast<uint64_t>(height);
+        return header->biSize + table_bytes + row_bytes <= block_bytes;
+    }
+    uint64_t full_table_bytes() const { return static_cast<uint64_t>(Palette_Size(header)); }
+};
+
+// The same DIB with as many colours as its depth has, black where none came.
+int32_t create_with_full_table(const sent_dib& dib)
 {
-    if (block_bytes < sizeof *dib || dib->biSize < sizeof *dib || dib->biSize > block_bytes)
-        return false;
-    const int64_t height = dib->biHeight < 0 ? -int64_t{dib->biHeight} : int64_t{dib->biHeight};
-    if (!dib_fits(dib->biWidth, height, dib->biBitCount)) return false;
-    const uint64_t needed = uint64_t{dib->biSize} + static_cast<uint64_t>(Palette_Size(dib)) +
-                            static_cast<uint64_t>(size_for_long(dib->biWidth, dib->biBitCount)) *
-                                static_cast<uint64_t>(height);
-    return needed <= block_bytes;
+    const auto head = sizeof *dib.header + static_cast<size_t>(dib.full_table_bytes());
+    global_block full(GlobalAlloc(GHND, head + static_cast<size_t>(dib.row_bytes)));
+    auto* to = full.lock<uint8_t>();
+    if (!to) return err_memory;
+    const uint8_t* colors = reinterpret_cast<const uint8_t*>(dib.header) + dib.header->biSize;
+    auto* header = reinterpret_cast<BITMAPINFOHEADER*>(to);
+    *header = *dib.header;
+    header->biSize = sizeof *header;
+    header->biClrUsed = 0;
+    std::memcpy(to + sizeof *header, colors,
+                static_cast<size_t>(std::min(dib.table_bytes, dib.full_table_bytes())));
+    std::memcpy(to + head, colors + dib.table_bytes, static_cast<size_t>(dib.row_bytes));
+    return IMG_create_handle(to);
 }
 
 // INTENDED: images keep dots per inch where a DIB has pixels per metre, and classic scans
@@ -52,17 +84,14 @@ void set_dots_per_inch(BITMAPINFOHEADER* dib)
 }
 
 // Copies the DIB into a new image and frees the source's block.
-int32_t take_dib(HGLOBAL block)
+int32_t take_dib(HGLOBAL handle)
 {
-    auto* dib = static_cast<BITMAPINFOHEADER*>(GlobalLock(block));
-    int32_t result = err_memory;
-    if (dib && dib_is_complete(dib, GlobalSize(block))) {
-        set_dots_per_inch(dib);
-        result = IMG_create_handle(dib);
-    }
-    if (dib) GlobalUnlock(block);
-    GlobalFree(block);
-    return result;
+    global_block block(handle);
+    sent_dib dib(block.lock<void>());
+    if (!dib.header || !dib.is_complete(GlobalSize(handle))) return err_memory;
+    set_dots_per_inch(dib.header);
+    return dib.table_bytes == dib.full_table_bytes() ? IMG_create_handle(dib.header)
+                                                     : create_with_full_table(dib);
 }
 
 } // namespace
