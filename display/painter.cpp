@@ -219,12 +219,15 @@ int32_t paint_image_object_band(const dib_lock& image, HDC dc)
 {
     if (!GetObjectType(dc)) return err_unsupported;
     image_object& object = image.object();
-    object.dither_row = 0;
     const RECT target{object.display_x, object.display_y,
                       saturated_sum(object.display_x, object.display_width),
                       saturated_sum(object.display_y, object.display_height)};
     const stretch_plan plan = plan_painting(object, dc, target);
     if (plan.empty()) return 0;
+    // 0 at the first row of the rectangle. Rows that are not to be seen count too: a part that
+    // is painted again gets the dots of the whole.
+    object.dither_row =
+        static_cast<uint32_t>(plan.rows.begin) - static_cast<uint32_t>(plan.vertical.device_start);
     const palette_in_use palette(dc, object.palette);
     return paint_bands(image, dc, plan, screen_style(dc, object, image.header()->biBitCount));
 }
