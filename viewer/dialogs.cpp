@@ -56,8 +56,7 @@ filter_list open_filters()
 
 std::string base_name(const std::string& path)
 {
-    const size_t slash = path.find_last_of("\\/");
-    std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const std::string name = file_name_of(path);
     return name.substr(0, name.find_last_of('.'));
 }
 
@@ -141,6 +140,12 @@ INT_PTR CALLBACK print_tone_dialog(HWND dialog, UINT message, WPARAM w, LPARAM l
     return TRUE;
 }
 
+bool confirms(HWND owner, const std::string& question)
+{
+    return MessageBoxA(owner, question.c_str(), program_name, MB_OKCANCEL | MB_ICONQUESTION) ==
+           IDOK;
+}
+
 bool run_dialog(HWND owner, int id, DLGPROC procedure, tone_fields& fields)
 {
     return DialogBoxParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(id), owner, procedure,
@@ -158,22 +163,22 @@ std::optional<std::string> ask_file_to_open(HWND owner)
 }
 
 std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& suggestion,
-                                            bool multi_page_only)
+                                            save_purpose purpose)
 {
     std::vector<save_type> types = save_types();
-    if (multi_page_only) std::erase_if(types, [](const save_type& t) { return !t.multi_page; });
+    if (purpose == save_purpose::add_page)
+        std::erase_if(types, [](const save_type& t) { return !t.multi_page; });
     filter_list filters;
     for (const save_type& t : types)
         filters.add(t.description, "*." + t.extension);
     file_dialog dialog(owner, filters.get(),
-                       multi_page_only ? 0UL : static_cast<DWORD>(OFN_OVERWRITEPROMPT));
+                       purpose == save_purpose::picture ? DWORD{OFN_OVERWRITEPROMPT} : 0UL);
     lstrcpynA(dialog.path, base_name(suggestion).c_str(), sizeof dialog.path);
     dialog.open.lpstrDefExt = "";
     if (!GetSaveFileNameA(&dialog.open)) return std::nullopt;
     const size_t index = dialog.open.nFilterIndex > 0 ? dialog.open.nFilterIndex - 1 : 0;
     save_choice choice{dialog.path, types[std::min(index, types.size() - 1)]};
-    const size_t name_at = choice.path.find_last_of("\\/") + 1;
-    if (choice.path.find('.', name_at) == std::string::npos)
+    if (file_name_of(choice.path).find('.') == std::string::npos)
         choice.path += "." + choice.type.extension;
     return choice;
 }
@@ -203,6 +208,17 @@ std::optional<print_settings> ask_print_settings(HWND owner, const print_setting
     return fields.print;
 }
 
+bool may_replace(HWND owner, const std::string& path)
+{
+    if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES) return true;
+    return confirms(owner, file_name_of(path) + " exists. Replace it?");
+}
+
+void tell(HWND owner, const std::string& text)
+{
+    MessageBoxA(owner, text.c_str(), program_name, MB_OK | MB_ICONINFORMATION);
+}
+
 void tell_error(HWND owner, const std::string& what_failed, int32_t code)
 {
     const std::string text = what_failed + ":\n" + IMGX_error_text(code) + ".";
@@ -212,6 +228,5 @@ void tell_error(HWND owner, const std::string& what_failed, int32_t code)
 bool may_lose_changes(HWND owner, const document& picture)
 {
     if (!picture.is_open() || !picture.modified()) return true;
-    return MessageBoxA(owner, "The picture has changes that are not saved. Go on without them?",
-                       program_name, MB_OKCANCEL | MB_ICONQUESTION) == IDOK;
+    return confirms(owner, "The picture has changes that are not saved. Go on without them?");
 }

@@ -14,10 +14,18 @@ struct save_choice {
     save_type type;
 };
 
+enum class save_purpose {
+    picture,   // may replace a file, and asks
+    add_page,  // offers only types that hold several pages
+    scan_pages // may make other files than the one that is named: the caller asks
+};
+
 /// Asks for a name and a type.
-///   multi_page_only  offers only types that hold several pages
 std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& suggestion,
-                                            bool multi_page_only);
+                                            save_purpose purpose);
+
+/// False when the file exists and the user rather keeps it.
+bool may_replace(HWND owner, const std::string& path);
 
 /// Asks for a name with a fixed extension, such as "emf".
 std::optional<std::string> ask_name(HWND owner, const char* title, const char* extension);
@@ -28,6 +36,9 @@ struct tone_choice {
 
 std::optional<tone_choice> ask_tone(HWND owner);
 std::optional<print_settings> ask_print_settings(HWND owner, const print_settings& present);
+
+/// Says something that needs no decision.
+void tell(HWND owner, const std::string& text);
 
 /// "The picture cannot be saved: the disk is full." - what failed and why, in plain words.
 void tell_error(HWND owner, const std::string& what_failed, int32_t code);

@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr int32_t code_open = -2;
-constexpr int32_t code_create = -6;
-constexpr int32_t code_handle = -13;
 constexpr size_t bmp_file_header_bytes = 14;
 
 int32_t load_page(const std::string& path, int32_t page)
@@ -20,12 +17,6 @@ int32_t load_page(const std::string& path, int32_t page)
     const int32_t handle = IMG_decompress_bitmap_fd(file, 0, page);
     _lclose(file);
     return handle;
-}
-
-// A name beside the file, so that it can be renamed to it.
-std::string temporary_beside(const std::string& path)
-{
-    return path + ".new";
 }
 
 // Everything that the crop rectangle holds, saved into memory as a bitmap file.
@@ -39,6 +30,27 @@ std::vector<uint8_t> as_bitmap_file(int32_t handle, size_t capacity)
 }
 
 } // namespace
+
+std::string file_name_of(const std::string& path)
+{
+    return path.substr(path.find_last_of("\\/") + 1);
+}
+
+replacement_file::replacement_file(const std::string& path) : path_(path), name_(path + ".new")
+{
+    // Multi-page types would add to what an earlier run has left.
+    DeleteFileA(name());
+}
+
+replacement_file::~replacement_file()
+{
+    DeleteFileA(name());
+}
+
+int32_t replacement_file::put_in_place() const
+{
+    return MoveFileExA(name(), path_.c_str(), MOVEFILE_REPLACE_EXISTING) ? 0 : int32_t{code_create};
+}
 
 std::vector<save_type> save_types()
 {
@@ -104,25 +116,25 @@ void document::close()
     modified_ = false;
 }
 
-int32_t document::save(const std::string& path, const save_type& type, bool append)
+int32_t document::save(const std::string& path, const save_type& type)
+{
+    const replacement_file file(path);
+    int32_t result = add_to(file.name(), type);
+    if (result >= 0) result = file.put_in_place();
+    if (result < 0) return result;
+    path_ = path;
+    page_ = 0;
+    page_count_ = 1;
+    has_file_ = true;
+    modified_ = false;
+    return 0;
+}
+
+int32_t document::add_to(const std::string& path, const save_type& type)
 {
     if (!is_open()) return code_handle;
     show_all();
-    // Multi-page types add to a file that exists: replacing one takes another name.
-    const std::string target = append ? path : temporary_beside(path);
-    if (!append) DeleteFileA(target.c_str());
-    const int32_t result = IMG_save_bitmap(handle_, target.c_str(), type.code);
-    if (append) return result < 0 ? result : 0;
-    if (result < 0) {
-        DeleteFileA(target.c_str());
-        return result;
-    }
-    if (!MoveFileExA(target.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-        DeleteFileA(target.c_str());
-        return code_create;
-    }
-    modified_ = false;
-    return 0;
+    return std::min(IMG_save_bitmap(handle_, path.c_str(), type.code), 0);
 }
 
 HGLOBAL document::packed_dib()

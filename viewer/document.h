@@ -6,6 +6,38 @@
 #include <string>
 #include <vector>
 
+/// The library's codes that the viewer gives itself.
+enum result_code : int32_t {
+    code_memory = -1,
+    code_open = -2,
+    code_create = -6,
+    code_unsupported = -7,
+    code_handle = -13,
+    code_clipboard = -14,
+    code_scan_cancelled = -18,
+};
+
+/// The name without its directory.
+std::string file_name_of(const std::string& path);
+
+/// A file that is written under a name beside its own, so that what lies there is replaced
+/// only by a whole one.
+class replacement_file {
+public:
+    explicit replacement_file(const std::string& path);
+    ~replacement_file();
+    replacement_file(const replacement_file&) = delete;
+    replacement_file& operator=(const replacement_file&) = delete;
+
+    /// The name to write.
+    const char* name() const { return name_.c_str(); }
+    /// Gives it its own name.  0 or code_create.
+    int32_t put_in_place() const;
+
+private:
+    std::string path_, name_;
+};
+
 /// One row of the library's table of file types that can be written.
 struct save_type {
     int32_t code;
@@ -53,7 +85,7 @@ public:
     /// Runs an operation on the handle and shows the whole picture again.
     template <class Operation> int32_t change(Operation operation)
     {
-        if (!is_open()) return -13;
+        if (!is_open()) return code_handle;
         show_all();
         const int32_t result = operation(handle_);
         if (result >= 0) modified_ = true;
@@ -62,9 +94,10 @@ public:
         return result;
     }
 
-    /// Saves the whole picture under a name. An existing file is replaced only when the new
-    /// one is complete; append adds a page to it instead.
-    int32_t save(const std::string& path, const save_type& type, bool append);
+    /// Saves the whole picture under a name, which is that of the document from then on.
+    int32_t save(const std::string& path, const save_type& type);
+    /// Adds the whole picture to a file as a page.
+    int32_t add_to(const std::string& path, const save_type& type);
 
     /// The picture as a packed DIB in a movable block for the clipboard; 0 on failure.
     HGLOBAL packed_dib();

@@ -2,7 +2,6 @@
 
 #include "viewer/frame.h"
 
-#include "viewer/dialogs.h"
 #include "viewer/printing.h"
 #include "viewer/progress.h"
 #include "viewer/resource.h"
@@ -17,12 +16,6 @@ constexpr const char* class_name = "TrevolanViewer";
 constexpr const char* program_name = "Trevolan Viewer";
 constexpr double zoom_step = 1.25;
 constexpr int part_text = 0, part_zoom = 1, part_progress = 2;
-
-std::string file_name_of(const std::string& path)
-{
-    const size_t slash = path.find_last_of("\\/");
-    return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 // A temporary file that is removed at the end.
 class temporary_file {
@@ -189,22 +182,20 @@ void viewer_frame::dropped(HDROP drop)
     if (length && may_lose_changes(window_, picture_)) open_file(path);
 }
 
-void viewer_frame::save(bool append)
+void viewer_frame::save(save_purpose purpose)
 {
-    const auto choice = ask_file_to_save(window_, picture_.path(), append);
+    const auto choice = ask_file_to_save(window_, picture_.path(), purpose);
     if (!choice) return;
-    if (!(choice->type.write_depths & picture_.bits())) {
-        const std::string text = "This type cannot hold pictures of " +
+    if (!(choice->type.write_depths & picture_.bits()))
+        return tell(window_, "This type cannot hold pictures of " +
                                  std::to_string(picture_.bits()) +
                                  (picture_.bits() == 1 ? " bit" : " bits") +
-                                 " a pixel. Change the colours first (menu Colours).";
-        MessageBoxA(window_, text.c_str(), program_name, MB_OK | MB_ICONINFORMATION);
-        return;
-    }
+                                 " a pixel. Change the colours first (menu Colours).");
     int32_t result;
     {
         const progress_bar progress(status_, part_progress);
-        result = picture_.save(choice->path, choice->type, append);
+        result = purpose == save_purpose::picture ? picture_.save(choice->path, choice->type)
+                                                  : picture_.add_to(choice->path, choice->type);
     }
     view_->picture_changed();
     show_title();
@@ -218,22 +209,30 @@ void viewer_frame::print()
     int32_t code = 0;
     switch (print_document(window_, picture_, code)) {
     case print_result::done: show_status("Printed."); break;
-    case print_result::cancelled: break;
+    case print_result::cancelled: show_status("Printing was cancelled."); break;
     case print_result::no_printer:
-        MessageBoxA(window_,
-                    "No printer is installed. The page can be printed to a metafile instead.",
-                    program_name, MB_OK | MB_ICONINFORMATION);
+        tell(window_, "No printer is installed. The page can be printed to a metafile instead.");
         break;
     case print_result::failed: tell_error(window_, "The picture cannot be printed", code); break;
     }
     view_->picture_changed();
 }
 
+void viewer_frame::print_metafile()
+{
+    const auto path = ask_name(window_, "Enhanced metafile", "emf");
+    if (!path) return;
+    const int32_t result = print_to_metafile(picture_, *path);
+    view_->picture_changed();
+    if (result < 0) return tell_error(window_, "The picture cannot be printed", result);
+    show_status("Printed to " + *path);
+}
+
 void viewer_frame::copy()
 {
     HGLOBAL block = picture_.packed_dib();
     view_->picture_changed();
-    if (!block) return tell_error(window_, "The picture cannot be copied", -1);
+    if (!block) return tell_error(window_, "The picture cannot be copied", code_memory);
     if (OpenClipboard(window_)) {
         EmptyClipboard();
         if (SetClipboardData(CF_DIB, block)) block = nullptr;
@@ -241,7 +240,7 @@ void viewer_frame::copy()
     }
     if (!block) return show_status("Copied.");
     GlobalFree(block);
-    tell_error(window_, "The picture cannot be copied", -14);
+    tell_error(window_, "The picture cannot be copied", code_clipboard);
 }
 
 void viewer_frame::paste()
@@ -294,17 +293,10 @@ void viewer_frame::file_command(int id)
 {
     switch (id) {
     case IDM_OPEN: ask_and_open(); break;
-    case IDM_SAVE_AS: save(false); break;
-    case IDM_APPEND: save(true); break;
+    case IDM_SAVE_AS: save(save_purpose::picture); break;
+    case IDM_APPEND: save(save_purpose::add_page); break;
     case IDM_PRINT: print(); break;
-    case IDM_PRINT_METAFILE:
-        if (const auto path = ask_name(window_, "Enhanced metafile", "emf")) {
-            const int32_t result = print_to_metafile(picture_, *path);
-            view_->picture_changed();
-            if (result < 0) return tell_error(window_, "The picture cannot be printed", result);
-            show_status("Printed to " + *path);
-        }
-        break;
+    case IDM_PRINT_METAFILE: print_metafile(); break;
     case IDM_PRINT_TONE:
         if (const auto settings = ask_print_settings(window_, picture_.settings()))
             picture_.set_print_settings(*settings);
@@ -322,14 +314,11 @@ void viewer_frame::file_command(int id)
     case IDM_REVERT:
         if (picture_.has_file()) open_file(std::string(picture_.path()), picture_.page());
         break;
-    case IDM_ABOUT: {
-        const std::string text = std::string("Trevolan Viewer\nTrevolan imaging library ") +
-                                 IMGX_version() +
-                                 "\n\nWheel: zoom. Shift and wheel: scroll. Drag: zoom into a "
-                                 "rectangle. Esc: cancel loading, saving and printing.";
-        MessageBoxA(window_, text.c_str(), program_name, MB_OK | MB_ICONINFORMATION);
+    case IDM_ABOUT:
+        tell(window_, std::string("Trevolan Viewer\nTrevolan imaging library ") + IMGX_version() +
+                          "\n\nWheel: zoom. Shift and wheel: scroll. Drag: zoom into a "
+                          "rectangle. Esc: cancel loading, saving and printing.");
         break;
-    }
     default: break;
     }
 }
@@ -397,30 +386,57 @@ bool viewer_frame::picture_command(int id)
     return true;
 }
 
+// A scan that the user has cancelled is nothing to be warned of.
+bool viewer_frame::scan_succeeded(int32_t result) const
+{
+    if (result == code_scan_cancelled)
+        show_status("Scanning was cancelled.");
+    else if (result < 0)
+        tell_error(window_, "Scanning did not succeed", result);
+    return result >= 0;
+}
+
+void viewer_frame::scan_page()
+{
+    if (!may_lose_changes(window_, picture_)) return;
+    const int32_t result = IMG_scan_acquire(window_, 1);
+    if (!scan_succeeded(result)) return;
+    picture_.adopt(result, "Scanned page");
+    view_->fit();
+    show_picture();
+    show_status("Scanned.");
+}
+
+void viewer_frame::scan_pages()
+{
+    const auto choice = ask_file_to_save(window_, "page", save_purpose::scan_pages);
+    if (!choice) return;
+    const bool one_file = choice->type.scans_into_one_file;
+    // Each page of its own file gets a number and the library's extension.
+    std::string prefix = choice->path;
+    const std::string extension = "." + choice->type.extension;
+    if (!one_file && prefix.ends_with(extension)) prefix.resize(prefix.size() - extension.size());
+    const std::string first = one_file ? choice->path : prefix + "00000000.img";
+    if (!may_replace(window_, first)) return;
+
+    const replacement_file file(choice->path);
+    const int32_t result =
+        IMG_scan_pages(window_, one_file ? file.name() : prefix.c_str(), choice->type.code, 1);
+    // Pages that came before a failure are kept.
+    const int32_t arrived = one_file ? IMGLOW_get_pages(file.name()) : 0;
+    const int32_t placed = arrived > 0 ? file.put_in_place() : 0;
+    if (scan_succeeded(placed < 0 ? placed : result))
+        show_status("Scanned " + (one_file ? std::to_string(arrived) + " pages into " : "from ") +
+                    first);
+}
+
 void viewer_frame::scan_command(int id)
 {
-    int32_t result = 0;
-    if (id == IDM_SCAN_SELECT) {
-        result = IMG_scan_open_source(window_);
-    } else if (id == IDM_SCAN_PAGE) {
-        if (!may_lose_changes(window_, picture_)) return;
-        result = IMG_scan_acquire(window_, 1);
-        if (result >= 0) {
-            picture_.adopt(result, "Scanned page");
-            view_->fit();
-            show_picture();
-        }
-    } else {
-        const auto choice = ask_file_to_save(window_, "page", false);
-        if (!choice) return;
-        // Each page of its own file gets a number and the library's extension.
-        std::string prefix = choice->path;
-        const std::string extension = "." + choice->type.extension;
-        if (!choice->type.scans_into_one_file && prefix.ends_with(extension))
-            prefix.resize(prefix.size() - extension.size());
-        result = IMG_scan_pages(window_, prefix.c_str(), choice->type.code, 1);
+    switch (id) {
+    case IDM_SCAN_SELECT: scan_succeeded(IMG_scan_open_source(window_)); break;
+    case IDM_SCAN_PAGE: scan_page(); break;
+    default: scan_pages();
     }
-    if (result < 0) tell_error(window_, "Scanning did not succeed", result);
 }
 
 void viewer_frame::command(int id)

@@ -1,7 +1,7 @@
 // frame.h - the viewer's main window: menu, title, status bar, commands.
 #pragma once
 
-#include "viewer/document.h"
+#include "viewer/dialogs.h"
 #include "viewer/picture_window.h"
 
 #include <memory>
@@ -30,9 +30,13 @@ private:
     bool view_command(int id);
     bool picture_command(int id);
     void scan_command(int id);
+    void scan_page();
+    void scan_pages();
+    bool scan_succeeded(int32_t result) const;
     template <class Operation> void change(const char* what, Operation operation);
     void ask_and_open();
-    void save(bool append);
+    void save(save_purpose purpose);
+    void print_metafile();
     void print();
     void copy();
     void paste();

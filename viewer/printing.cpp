@@ -2,12 +2,12 @@
 
 #include "viewer/printing.h"
 
+#include "viewer/dialogs.h"
+
 #include <algorithm>
 #include <commdlg.h>
 
 namespace {
-
-constexpr int32_t code_create = -6;
 
 bool job_cancelled = false;
 
@@ -75,46 +75,74 @@ int32_t print_page_number(HDC dc, document& picture, int32_t page)
 int32_t print_pages(HDC dc, document& picture, int32_t first, int32_t last)
 {
     for (int32_t page = first; page <= last; ++page) {
-        if (StartPage(dc) <= 0) return -7;
+        // Not every system asks within a page.
+        if (!abort_procedure(dc, 0) || StartPage(dc) <= 0) return code_unsupported;
         const int32_t result = print_page_number(dc, picture, page);
-        if (EndPage(dc) <= 0 && result >= 0) return -7;
         if (result < 0) return result;
+        if (EndPage(dc) <= 0) return code_unsupported;
     }
     return 0;
+}
+
+// What the user chose in the print dialog.
+struct chosen_printer {
+    PRINTDLGA dialog{};
+
+    ~chosen_printer()
+    {
+        if (dialog.hDC) DeleteDC(dialog.hDC);
+        GlobalFree(dialog.hDevMode);
+        GlobalFree(dialog.hDevNames);
+    }
+    bool ask(HWND owner, const document& picture)
+    {
+        dialog.lStructSize = sizeof dialog;
+        dialog.hwndOwner = owner;
+        dialog.Flags = PD_RETURNDC | PD_NOSELECTION | PD_USEDEVMODECOPIESANDCOLLATE;
+        dialog.nMinPage = 1;
+        dialog.nMaxPage = static_cast<WORD>(std::min(picture.page_count(), 65535));
+        dialog.nFromPage = dialog.nToPage = static_cast<WORD>(picture.page() + 1);
+        return PrintDlgA(&dialog);
+    }
+    bool has(DWORD flag) const { return (dialog.Flags & flag) != 0; }
+};
+
+int32_t print_job(const chosen_printer& printer, document& picture, const char* output)
+{
+    HDC dc = printer.dialog.hDC;
+    const bool range = printer.has(PD_PAGENUMS);
+    const int32_t first = range ? printer.dialog.nFromPage - 1 : 0;
+    const int32_t last = range ? printer.dialog.nToPage - 1 : picture.page_count() - 1;
+    DOCINFOA info{};
+    info.cbSize = sizeof info;
+    info.lpszDocName = picture.path().c_str();
+    info.lpszOutput = output;
+    job_cancelled = false;
+    SetAbortProc(dc, abort_procedure);
+    if (StartDocA(dc, &info) <= 0) return code_unsupported;
+    const int32_t result = print_pages(dc, picture, first, last);
+    if (result < 0)
+        AbortDoc(dc);
+    else
+        EndDoc(dc);
+    return result;
 }
 
 } // namespace
 
 print_result print_document(HWND owner, document& picture, int32_t& code)
 {
-    PRINTDLGA dialog{};
-    dialog.lStructSize = sizeof dialog;
-    dialog.hwndOwner = owner;
-    dialog.Flags = PD_RETURNDC | PD_NOSELECTION | PD_USEDEVMODECOPIESANDCOLLATE;
-    dialog.nMinPage = 1;
-    dialog.nMaxPage = static_cast<WORD>(std::min(picture.page_count(), 65535));
-    dialog.nFromPage = dialog.nToPage = static_cast<WORD>(picture.page() + 1);
-    if (!PrintDlgA(&dialog))
+    chosen_printer printer;
+    if (!printer.ask(owner, picture))
         return CommDlgExtendedError() ? print_result::no_printer : print_result::cancelled;
-    const bool range = (dialog.Flags & PD_PAGENUMS) != 0;
-    const int32_t first = range ? dialog.nFromPage - 1 : 0;
-    const int32_t last = range ? dialog.nToPage - 1 : picture.page_count() - 1;
-
-    job_cancelled = false;
-    SetAbortProc(dialog.hDC, abort_procedure);
-    DOCINFOA info{};
-    info.cbSize = sizeof info;
-    info.lpszDocName = picture.path().c_str();
+    std::optional<std::string> file;
+    if (printer.has(PD_PRINTTOFILE)) {
+        file = ask_name(owner, "Printer file", "prn");
+        if (!file) return print_result::cancelled;
+    }
     EnableWindow(owner, FALSE);
-    code = StartDocA(dialog.hDC, &info) > 0 ? print_pages(dialog.hDC, picture, first, last) : -7;
-    if (code < 0)
-        AbortDoc(dialog.hDC);
-    else
-        EndDoc(dialog.hDC);
+    code = print_job(printer, picture, file ? file->c_str() : nullptr);
     EnableWindow(owner, TRUE);
-    DeleteDC(dialog.hDC);
-    GlobalFree(dialog.hDevMode);
-    GlobalFree(dialog.hDevNames);
     if (job_cancelled) return print_result::cancelled;
     return code < 0 ? print_result::failed : print_result::done;
 }
