@@ -1,54 +1,33 @@
-// gdi_support.cpp - images, canvases and windows for the tests with a real GDI.
+// gdi_support.cpp - pictures, canvases and windows for the tests with a real GDI.
 
 #include "tests/win32/gdi_support.h"
 
-#include <cstring>
-#include <random>
+#include <algorithm>
+#include <winspool.h>
 
 namespace {
 
-struct bitmap_info {
-    BITMAPINFOHEADER header{};
-    RGBQUAD colors[256]{};
-
-    bitmap_info(int32_t width, int32_t height, int32_t bits)
-    {
-        header.biSize = sizeof header;
-        header.biWidth = width;
-        header.biHeight = height;
-        header.biPlanes = 1;
-        header.biBitCount = static_cast<WORD>(bits);
-    }
-    const BITMAPINFO* get() const { return reinterpret_cast<const BITMAPINFO*>(this); }
-};
-
-color of_quad(const RGBQUAD& q)
-{
-    return static_cast<color>(q.rgbRed << 16 | q.rgbGreen << 8 | q.rgbBlue);
-}
-
-color of_colorref(COLORREF c)
-{
-    return static_cast<color>(GetRValue(c) << 16 | GetGValue(c) << 8 | GetBValue(c));
-}
-
 std::vector<color> read_pixels(HDC dc, int32_t width, int32_t height)
 {
-    const bitmap_info info(width, -height, 32);
-    void* bits = nullptr;
-    HDC memory = CreateCompatibleDC(dc);
-    HBITMAP section = CreateDIBSection(memory, info.get(), DIB_RGB_COLORS, &bits, nullptr, 0);
-    HGDIOBJ old = SelectObject(memory, section);
-    BitBlt(memory, 0, 0, width, height, dc, 0, 0, SRCCOPY);
+    const canvas copy(width, height);
+    BitBlt(copy.dc(), 0, 0, width, height, dc, 0, 0, SRCCOPY);
+    BITMAP section;
+    GetObjectA(copy.bitmap(), sizeof section, &section);
     GdiFlush();
-    std::vector<color> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
-    std::memcpy(pixels.data(), bits, pixels.size() * 4);
+    const auto* bits = static_cast<const color*>(section.bmBits);
+    std::vector<color> pixels(bits, bits + width * height);
     for (color& p : pixels)
         p &= 0xFFFFFF;
-    SelectObject(memory, old);
-    DeleteObject(section);
-    DeleteDC(memory);
     return pixels;
+}
+
+test_dib random_dib(int32_t width, int32_t height, int32_t bits)
+{
+    test_dib dib(width, height, bits);
+    dib.fill_random(static_cast<uint32_t>(width * 7 + height * 3 + bits));
+    for (int i = 0; bits > 1 && bits < 24 && i < 1 << bits; ++i)
+        dib.set_color(i, i * 83 & 255, i * 151 & 255, i * 211 & 255);
+    return dib;
 }
 
 LRESULT CALLBACK window_procedure(HWND window, UINT message, WPARAM w, LPARAM l)
@@ -59,61 +38,39 @@ LRESULT CALLBACK window_procedure(HWND window, UINT message, WPARAM w, LPARAM l)
     return DefWindowProcA(window, message, w, l);
 }
 
+HWND create_window()
+{
+    WNDCLASSA window_class{};
+    window_class.lpfnWndProc = window_procedure;
+    window_class.lpszClassName = "trevolan_test";
+    RegisterClassA(&window_class);
+    return CreateWindowExA(WS_EX_TOPMOST, "trevolan_test", "", WS_POPUP | WS_VISIBLE, 10, 10, 100,
+                           100, nullptr, nullptr, nullptr, nullptr);
+}
+
 } // namespace
 
 test_picture::test_picture(int32_t width, int32_t height, int32_t bits)
-    : width_(width), height_(height), bits_(bits)
+    : dib(random_dib(width, height, bits)), handle(dib.create()), copy(copy_image(handle))
 {
-    bitmap_info info(width, height, bits);
-    std::mt19937 random(static_cast<uint32_t>(width * 7 + height * 3 + bits));
-    for (RGBQUAD& c : info.colors)
-        c = {static_cast<BYTE>(random()), static_cast<BYTE>(random()), static_cast<BYTE>(random()),
-             0};
-    if (bits == 1) {
-        info.colors[0] = {0, 0, 0, 0};
-        info.colors[1] = {255, 255, 255, 0};
-    }
-    stride_ = (static_cast<size_t>(width) * static_cast<size_t>(bits) + 31) / 32 * 4;
-    rows_at_ = sizeof info.header + (bits == 24 ? 0 : sizeof(RGBQUAD) << bits);
-    packed_.resize(rows_at_ + stride_ * static_cast<size_t>(height));
-    std::memcpy(packed_.data(), &info, rows_at_);
-    for (size_t i = rows_at_; i < packed_.size(); ++i)
-        packed_[i] = static_cast<uint8_t>(random());
-    handle_ = IMG_create_handle(packed_.data());
-    EXPECT_GE(handle_, 0);
 }
 
-test_picture::~test_picture()
+byte_vector test_picture::packed() const
 {
-    IMG_delete_bitmap(handle_);
-}
-
-color test_picture::at(int32_t x, int32_t y) const
-{
-    const uint8_t* row = packed_.data() + rows_at_ + stride_ * static_cast<size_t>(height_ - 1 - y);
-    if (bits_ == 24) {
-        const uint8_t* p = row + 3 * x;
-        return static_cast<color>(p[2] << 16 | p[1] << 8 | p[0]);
-    }
-    const int32_t per_byte = 8 / bits_;
-    const int32_t shift = (per_byte - 1 - x % per_byte) * bits_;
-    const int32_t index = row[x / per_byte] >> shift & ((1 << bits_) - 1);
-    RGBQUAD quad;
-    std::memcpy(&quad, packed_.data() + sizeof(BITMAPINFOHEADER) + 4 * index, 4);
-    return of_quad(quad);
+    const auto* bytes = static_cast<const uint8_t*>(dib.packed());
+    return {bytes, bytes + sizeof(BITMAPINFOHEADER) + dib.table_bytes() +
+                       test_stride(copy.width, copy.bits) * copy.height};
 }
 
 canvas::canvas(int32_t width, int32_t height, int32_t bits, color fill)
     : width_(width), height_(height), dc_(CreateCompatibleDC(nullptr))
 {
-    bitmap_info info(width, -height, bits);
-    const int entries = bits <= 8 ? 1 << bits : 0;
-    for (int i = 0; i < entries; ++i) {
-        const auto v = static_cast<BYTE>(255 * i / (entries - 1));
-        info.colors[i] = {v, v, v, 0};
-    }
-    void* pixels = nullptr;
-    bitmap_ = CreateDIBSection(dc_, info.get(), DIB_RGB_COLORS, &pixels, nullptr, 0);
+    test_dib dib(1, 1, std::min(bits, 24));
+    dib.header()->biWidth = width;
+    dib.header()->biHeight = -height;
+    dib.header()->biBitCount = static_cast<WORD>(bits);
+    bitmap_ = CreateDIBSection(dc_, static_cast<const BITMAPINFO*>(dib.packed()), DIB_RGB_COLORS,
+                               nullptr, nullptr, 0);
     old_ = SelectObject(dc_, bitmap_);
     const RECT all{0, 0, width, height};
     HBRUSH brush = CreateSolidBrush(RGB(fill >> 16, fill >> 8 & 255, fill & 255));
@@ -128,30 +85,23 @@ canvas::~canvas()
     DeleteDC(dc_);
 }
 
-color canvas::at(int32_t x, int32_t y) const
-{
-    return of_colorref(GetPixel(dc_, x, y));
-}
-
 std::vector<color> canvas::pixels() const
 {
     return read_pixels(dc_, width_, height_);
 }
 
+void canvas::expect(const std::function<color(int32_t, int32_t)>& expected) const
+{
+    const std::vector<color> seen = pixels();
+    for (int32_t y = 0; y < height_; ++y)
+        for (int32_t x = 0; x < width_; ++x)
+            ASSERT_EQ(seen[static_cast<size_t>(y * width_ + x)], expected(x, y)) << x << "," << y;
+}
+
 // One window serves all tests: showing a new one takes seconds.
 test_window::test_window(int32_t client_width, int32_t client_height)
 {
-    static HWND shared = nullptr;
-    if (!shared) {
-        WNDCLASSA window_class{};
-        window_class.lpfnWndProc = window_procedure;
-        window_class.hInstance = GetModuleHandleA(nullptr);
-        window_class.lpszClassName = "trevolan_test";
-        RegisterClassA(&window_class);
-        shared = CreateWindowExA(WS_EX_TOPMOST, "trevolan_test", "", WS_POPUP | WS_VISIBLE, 10, 10,
-                                 client_width, client_height, nullptr, nullptr,
-                                 window_class.hInstance, nullptr);
-    }
+    static HWND shared = create_window();
     window_ = shared;
     settle();
     set_client(client_width, client_height);
@@ -164,70 +114,130 @@ test_window::~test_window()
     settle();
 }
 
-int32_t test_window::client_width() const
+SIZE test_window::client() const
 {
     RECT client{};
     GetClientRect(window_, &client);
-    return client.right;
+    return {client.right, client.bottom};
 }
 
-int32_t test_window::client_height() const
-{
-    RECT client{};
-    GetClientRect(window_, &client);
-    return client.bottom;
-}
-
-void test_window::set_client(int32_t width, int32_t height)
+void test_window::set_client(int32_t width, int32_t height) const
 {
     RECT frame{};
     GetWindowRect(window_, &frame);
-    SetWindowPos(window_, HWND_TOPMOST, 0, 0, frame.right - frame.left + width - client_width(),
-                 frame.bottom - frame.top + height - client_height(), SWP_NOMOVE);
+    const SIZE now = client();
+    SetWindowPos(window_, HWND_TOPMOST, 0, 0, frame.right - frame.left + width - now.cx,
+                 frame.bottom - frame.top + height - now.cy, SWP_NOMOVE);
     settle();
 }
 
 std::vector<color> test_window::pixels() const
 {
     HDC dc = GetDC(window_);
-    std::vector<color> pixels = read_pixels(dc, client_width(), client_height());
+    std::vector<color> pixels = read_pixels(dc, client().cx, client().cy);
     ReleaseDC(window_, dc);
     return pixels;
 }
 
 void test_window::settle() const
 {
-    for (int i = 0; i < 5; ++i) {
-        MSG message;
+    MSG message;
+    for (int i = 0; i < 5; ++i, Sleep(5))
         while (PeekMessageA(&message, nullptr, 0, WM_PAINT - 1, PM_REMOVE) ||
                PeekMessageA(&message, nullptr, WM_PAINT + 1, 0xFFFF, PM_REMOVE))
             DispatchMessageA(&message);
-        Sleep(5);
-    }
 }
 
-int32_t free_gdi_handles()
-{
-    std::vector<HBRUSH> taken;
-    while (HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3)))
-        taken.push_back(brush);
-    for (HBRUSH brush : taken)
-        DeleteObject(brush);
-    return static_cast<int32_t>(taken.size());
-}
-
-no_gdi_handles::no_gdi_handles(int32_t leave)
+taken_gdi_handles::taken_gdi_handles(size_t leave)
 {
     while (HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3)))
         taken_.push_back(brush);
-    for (; leave > 0 && !taken_.empty(); --leave) {
+    for (; leave > 0 && !taken_.empty(); --leave, taken_.pop_back())
         DeleteObject(taken_.back());
-        taken_.pop_back();
-    }
 }
 
-no_gdi_handles::~no_gdi_handles()
+taken_gdi_handles::~taken_gdi_handles()
 {
     for (HBRUSH brush : taken_)
         DeleteObject(brush);
+}
+
+replaced_call::replaced_call(const char* system_dll, const char* name, void* replacement)
+    : original_(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(system_dll), name)))
+{
+    auto* base = reinterpret_cast<uint8_t*>(GetModuleHandleA("trevolan.dll"));
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* pe = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    const auto& table = pe->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
+    auto** begin = reinterpret_cast<void**>(base + table.VirtualAddress);
+    auto** end = begin + table.Size / sizeof(void*);
+    slot_ = std::find(begin, end, original_);
+    if (slot_ == end) slot_ = nullptr;
+    EXPECT_TRUE(slot_) << name;
+    set(replacement);
+}
+
+void replaced_call::set(void* function) const
+{
+    DWORD old = 0;
+    if (!slot_ || !VirtualProtect(slot_, sizeof(void*), PAGE_READWRITE, &old)) return;
+    *slot_ = function;
+    VirtualProtect(slot_, sizeof(void*), old, &old);
+}
+
+bool wait_for(const std::function<bool()>& condition)
+{
+    for (int i = 0; i < 200; ++i, Sleep(50))
+        if (condition()) return true;
+    return false;
+}
+
+PROCESS_INFORMATION start_process(std::string command)
+{
+    STARTUPINFOA startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION process{};
+    CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                   &process);
+    return process;
+}
+
+const char* postscript_printer()
+{
+    static char name[] = "Trevolan test printer", driver_file[] = "wineps.drv";
+    static char port[] = "FILE:", processor[] = "WinPrint";
+    char description[MAX_PATH];
+    GetFullPathNameA(TREVOLAN_TEST_DATA "/printer.ppd", MAX_PATH, description, nullptr);
+    DRIVER_INFO_3A driver{};
+    driver.cVersion = 3;
+    driver.pName = name;
+    driver.pDriverPath = driver.pConfigFile = driver_file;
+    driver.pDataFile = description;
+    AddPrinterDriverExA(nullptr, 3, reinterpret_cast<BYTE*>(&driver),
+                        APD_COPY_NEW_FILES | APD_COPY_FROM_DIRECTORY);
+    PRINTER_INFO_2A printer{};
+    printer.pPrinterName = printer.pDriverName = name;
+    printer.pPortName = port;
+    printer.pPrintProcessor = processor;
+    AddPrinterA(nullptr, 2, reinterpret_cast<BYTE*>(&printer));
+    return SetDefaultPrinterA(name) ? name : nullptr;
+}
+
+pixmap printed_page(const std::string& postscript)
+{
+    // Drive Z is the root of the file system that the other program sees.
+    char path[MAX_PATH] = "  ";
+    GetFullPathNameA(postscript.c_str(), MAX_PATH, path, nullptr);
+    std::string there = path + 2;
+    std::replace(there.begin(), there.end(), '\\', '/');
+    const PROCESS_INFORMATION process =
+        start_process("start.exe /unix /usr/bin/gs -q -dNOPAUSE -dBATCH -sDEVICE=ppmraw -r18 "
+                      "-sOutputFile=" +
+                      there + ".ppm " + there);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    pixmap page;
+    wait_for([&] { return (page = read_pixmap(postscript + ".ppm")).width > 0; });
+    std::remove((postscript + ".ppm").c_str());
+    return page;
 }

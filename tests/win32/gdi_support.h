@@ -1,53 +1,49 @@
-// gdi_support.h - images, canvases and windows for the tests with a real GDI.
+// gdi_support.h - pictures, canvases and windows for the tests with a real GDI, and ways to
+// play the device's part.
 #pragma once
 
-#include "core/image.h"
+#include "tests/support/peer_tools.h"
 
-#include <cstdint>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
+#include <functional>
 
 /// 0xRRGGBB.
 using color = uint32_t;
 
-/// A picture whose pixels are known, and its image handle.
-class test_picture {
-public:
+inline constexpr color background = 0x204060;
+
+inline color color_of(COLORREF c)
+{
+    return static_cast<color>(GetRValue(c) << 16 | GetGValue(c) << 8 | GetBValue(c));
+}
+
+/// Random pixels, and random colours at 4 and 8 bits.
+struct test_picture {
     test_picture(int32_t width, int32_t height, int32_t bits);
-    ~test_picture();
-    test_picture(const test_picture&) = delete;
-    test_picture& operator=(const test_picture&) = delete;
-
-    int32_t handle() const { return handle_; }
-    int32_t width() const { return width_; }
-    int32_t height() const { return height_; }
     /// What pixel (x, y), y from the top, looks like.
-    color at(int32_t x, int32_t y) const;
+    color at(int32_t x, int32_t y) const { return copy.color(x, y); }
     /// Header, colour table, rows.
-    const std::vector<uint8_t>& packed() const { return packed_; }
+    byte_vector packed() const;
 
-private:
-    int32_t width_, height_, bits_;
-    size_t rows_at_ = 0, stride_ = 0;
-    std::vector<uint8_t> packed_;
-    int32_t handle_ = -1;
+    test_dib dib;
+    image_guard handle;
+    image_copy copy;
 };
 
 /// A memory device context with a DIB section of 1, 4, 8 (grey ramp) or 32 bits.
 class canvas {
 public:
-    canvas(int32_t width, int32_t height, int32_t bits = 32, color fill = 0x204060);
+    canvas(int32_t width, int32_t height, int32_t bits = 32, color fill = background);
     ~canvas();
     canvas(const canvas&) = delete;
     canvas& operator=(const canvas&) = delete;
 
     HDC dc() const { return dc_; }
-    int32_t width() const { return width_; }
-    int32_t height() const { return height_; }
-    color at(int32_t x, int32_t y) const;
+    HBITMAP bitmap() const { return bitmap_; }
+    color at(int32_t x, int32_t y) const { return color_of(GetPixel(dc_, x, y)); }
     /// All pixels, row by row.
     std::vector<color> pixels() const;
+    /// Compares every pixel with expected(x, y).
+    void expect(const std::function<color(int32_t, int32_t)>& expected) const;
 
 private:
     int32_t width_, height_;
@@ -65,10 +61,9 @@ public:
     test_window& operator=(const test_window&) = delete;
 
     HWND get() const { return window_; }
-    int32_t client_width() const;
-    int32_t client_height() const;
+    SIZE client() const;
     /// Grows or shrinks the frame until the client area has this size.
-    void set_client(int32_t width, int32_t height);
+    void set_client(int32_t width, int32_t height) const;
     /// What is on the screen in the client area.
     std::vector<color> pixels() const;
     /// Runs waiting messages; paint requests stay with the window.
@@ -78,17 +73,58 @@ private:
     HWND window_;
 };
 
-/// How many GDI handles can still be had. A leak lowers it.
-int32_t free_gdi_handles();
+/// What IMG_dib_to_ddb makes, deleted at the end.
+struct made_bitmap {
+    made_bitmap(int32_t handle, int32_t width, int32_t height)
+        : result(IMG_dib_to_ddb(handle, width, height))
+    {
+    }
+    ~made_bitmap() { DeleteObject(get()); }
+    made_bitmap(const made_bitmap&) = delete;
+    made_bitmap& operator=(const made_bitmap&) = delete;
+    // Codes are the small negative numbers.
+    bool ok() const { return result >= 0 || result < -100; }
+    HBITMAP get() const { return ok() ? reinterpret_cast<HBITMAP>(result) : nullptr; }
 
-/// Takes every GDI handle as long as it lives.
-class no_gdi_handles {
+    const int32_t result;
+};
+
+/// Holds every GDI handle but some as long as it lives.
+class taken_gdi_handles {
 public:
-    explicit no_gdi_handles(int32_t leave = 0);
-    ~no_gdi_handles();
-    no_gdi_handles(const no_gdi_handles&) = delete;
-    no_gdi_handles& operator=(const no_gdi_handles&) = delete;
+    explicit taken_gdi_handles(size_t leave = 0);
+    ~taken_gdi_handles();
+    taken_gdi_handles(const taken_gdi_handles&) = delete;
+    taken_gdi_handles& operator=(const taken_gdi_handles&) = delete;
+    size_t count() const { return taken_.size(); }
 
 private:
     std::vector<HBRUSH> taken_;
 };
+
+/// Puts a function in the place of a system's one that trevolan.dll calls, as long as it lives.
+class replaced_call {
+public:
+    replaced_call(const char* system_dll, const char* name, void* replacement);
+    ~replaced_call() { set(original_); }
+    replaced_call(const replaced_call&) = delete;
+    replaced_call& operator=(const replaced_call&) = delete;
+
+private:
+    void set(void* function) const;
+    void** slot_ = nullptr;
+    void* original_;
+};
+
+/// Asks again and again for up to 10 s; false when it never came true.
+bool wait_for(const std::function<bool()>& condition);
+
+/// Starts a program.  Its process, to be closed; zeros when it does not start.
+PROCESS_INFORMATION start_process(std::string command);
+
+/// The name of a PostScript printer, which is the default one from then on; null where the
+/// system has no driver for it.
+const char* postscript_printer();
+
+/// The page that was printed into a file, 18 pixels to the inch.
+pixmap printed_page(const std::string& postscript);

@@ -2,9 +2,6 @@
 
 #include "tests/win32/gdi_support.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace {
 
 struct raster_case {
@@ -21,7 +18,7 @@ const raster_case raster_cases[] = {
 
 struct placement {
     int32_t crop_x, crop_y, crop_width, crop_height;
-    int32_t x, y, width, height;
+    int32_t x, y, width, height; // negative: runs to the left, upward
 };
 
 const placement placements[] = {
@@ -30,35 +27,27 @@ const placement placements[] = {
     {10, 10, 20, 15, 4, 3, 173, 151},  // enlarged, several bands
     {0, 0, 64, 48, -20, -9, 200, 160}, // beyond the canvas
     {50, 30, 64, 48, 0, 0, 64, 48},    // crop rectangle beyond the image
+    {0, 0, 64, 48, 70, 50, -64, -48},  // mirrored
 };
 
-constexpr color background = 0x204060;
-
-// The image pixel for a canvas pixel by the definition; false where nothing is painted.
-bool shown_pixel(const test_picture& picture, const placement& p, int32_t x, int32_t y,
-                 color& shown)
+// The image pixel of a device pixel on one axis by the definition; -1 where none is shown.
+int32_t shown(int32_t start, int32_t extent, int32_t image, int32_t at, int32_t size, int32_t pixel)
 {
-    if (x < p.x || y < p.y || x >= p.x + p.width || y >= p.y + p.height) return false;
-    const int32_t image_x = p.crop_x + (x - p.x) * p.crop_width / p.width;
-    const int32_t image_y = p.crop_y + (y - p.y) * p.crop_height / p.height;
-    if (image_x >= picture.width() || image_y >= picture.height()) return false;
-    shown = picture.at(image_x, image_y);
-    return true;
+    const int32_t offset = size > 0 ? pixel - at : at - 1 - pixel;
+    if (offset < 0 || offset >= std::abs(size)) return -1;
+    const int32_t source = start + offset * extent / std::abs(size);
+    return source < image ? source : -1;
 }
 
 void expect_painted(const canvas& paper, const test_picture& picture, const placement& p,
-                    const raster_case& raster)
+                    const raster_case& raster = raster_cases[0])
 {
-    const std::vector<color> pixels = paper.pixels();
-    for (int32_t y = 0; y < paper.height(); ++y)
-        for (int32_t x = 0; x < paper.width(); ++x) {
-            color source = 0;
-            const color expected = shown_pixel(picture, p, x, y, source)
-                                       ? raster.combine(background, source)
-                                       : background;
-            ASSERT_EQ(pixels[static_cast<size_t>(y * paper.width() + x)], expected)
-                << x << "," << y;
-        }
+    paper.expect([&](int32_t x, int32_t y) {
+        const int32_t column = shown(p.crop_x, p.crop_width, picture.copy.width, p.x, p.width, x);
+        const int32_t row = shown(p.crop_y, p.crop_height, picture.copy.height, p.y, p.height, y);
+        return column < 0 || row < 0 ? background
+                                     : raster.combine(background, picture.at(column, row));
+    });
 }
 
 } // namespace
@@ -72,11 +61,10 @@ TEST(painter, puts_every_depth_where_it_belongs)
                              ", at " + std::to_string(p.x));
                 const test_picture picture(64, 48, bits);
                 const canvas paper(180, 155);
-                IMGLOW_set_rop(picture.handle(), raster.code);
-                IMG_set_croprect(picture.handle(), p.crop_x, p.crop_y, p.crop_width, p.crop_height);
+                IMGLOW_set_rop(picture.handle, raster.code);
+                IMG_set_croprect(picture.handle, p.crop_x, p.crop_y, p.crop_width, p.crop_height);
                 ASSERT_EQ(
-                    IMG_display_bitmap(picture.handle(), paper.dc(), p.x, p.y, p.width, p.height),
-                    0);
+                    IMG_display_bitmap(picture.handle, paper.dc(), p.x, p.y, p.width, p.height), 0);
                 expect_painted(paper, picture, p, raster);
             }
 }
@@ -84,11 +72,11 @@ TEST(painter, puts_every_depth_where_it_belongs)
 TEST(painter, shrinks_pages_to_grey_only_where_greys_can_be_seen)
 {
     const test_picture page(128, 96, 1);
-    const auto share = [&](int32_t x, int32_t y) {
-        int32_t white = 0;
+    const auto grey = [&](int32_t x, int32_t y) {
+        uint32_t white = 0;
         for (int32_t i = 0; i < 16; ++i)
             white += page.at(4 * x + i % 4, 4 * y + i / 4) ? 1 : 0;
-        return (510 * white + 16) / 32;
+        return (510 * white + 16) / 32 * 0x10101;
     };
     const struct {
         int32_t bits;
@@ -102,14 +90,10 @@ TEST(painter, shrinks_pages_to_grey_only_where_greys_can_be_seen)
     for (const auto& r : rows) {
         SCOPED_TRACE(std::to_string(r.bits) + " bits, raster " + std::to_string(r.rop));
         const canvas paper(32, 24, r.bits, 0xFFFFFF);
-        IMGLOW_set_rop(page.handle(), r.rop);
-        ASSERT_EQ(IMG_display_bitmap(page.handle(), paper.dc(), 0, 0, 32, 24), 0);
-        for (int32_t y = 0; y < 24; ++y)
-            for (int32_t x = 0; x < 32; ++x) {
-                const auto level = static_cast<color>(share(x, y));
-                const color expected = r.grey ? level * 0x10101 : page.at(4 * x, 4 * y);
-                ASSERT_EQ(paper.at(x, y), expected) << x << "," << y;
-            }
+        IMGLOW_set_rop(page.handle, r.rop);
+        ASSERT_EQ(IMG_display_bitmap(page.handle, paper.dc(), 0, 0, 32, 24), 0);
+        paper.expect(
+            [&](int32_t x, int32_t y) { return r.grey ? grey(x, y) : page.at(4 * x, 4 * y); });
     }
 }
 
@@ -122,32 +106,19 @@ TEST(painter, works_in_logical_units_and_puts_the_mapping_back)
     SetViewportExtEx(paper.dc(), 200, 50, nullptr);
     SetWindowOrgEx(paper.dc(), -5, -20, nullptr);
     SetViewportOrgEx(paper.dc(), 10, 3, nullptr);
-    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 5, 10, 40, 80), 0);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 5, 10, 40, 80), 0);
 
     EXPECT_EQ(GetMapMode(paper.dc()), MM_ANISOTROPIC);
-    SIZE extent;
-    POINT origin;
-    GetViewportExtEx(paper.dc(), &extent);
-    EXPECT_EQ(extent.cx, 200);
-    EXPECT_EQ(extent.cy, 50);
-    GetWindowOrgEx(paper.dc(), &origin);
-    EXPECT_EQ(origin.x, -5);
-    EXPECT_EQ(origin.y, -20);
+    // One corner and the extents: where the mapping takes them.
+    POINT corners[2] = {{-5, -20}, {95, 80}};
+    LPtoDP(paper.dc(), corners, 2);
+    const std::vector<LONG> mapped = {corners[0].x, corners[0].y, corners[1].x, corners[1].y};
+    EXPECT_EQ(mapped, (std::vector<LONG>{10, 3, 210, 53}));
     SetMapMode(paper.dc(), MM_TEXT);
     SetViewportOrgEx(paper.dc(), 0, 0, nullptr);
     SetWindowOrgEx(paper.dc(), 0, 0, nullptr);
     // Two device pixels for a unit across, half a one down: 30, 18 and 80 by 40.
-    expect_painted(paper, picture, {0, 0, 40, 30, 30, 18, 80, 40}, raster_cases[0]);
-}
-
-TEST(painter, mirrors_where_the_axis_runs_upward)
-{
-    const test_picture picture(40, 30, 8);
-    const canvas paper(60, 50);
-    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 45, 33, -40, -30), 0);
-    for (int32_t y = 0; y < 30; ++y)
-        for (int32_t x = 0; x < 40; ++x)
-            ASSERT_EQ(paper.at(5 + x, 3 + y), picture.at(39 - x, 29 - y)) << x << "," << y;
+    expect_painted(paper, picture, {0, 0, 40, 30, 30, 18, 80, 40});
 }
 
 TEST(painter, keeps_to_the_clip_region)
@@ -156,15 +127,12 @@ TEST(painter, keeps_to_the_clip_region)
     const canvas paper(64, 48);
     IntersectClipRect(paper.dc(), 10, 12, 30, 40);
     ExcludeClipRect(paper.dc(), 15, 15, 20, 20);
-    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 64, 48), 0);
-    for (int32_t y = 0; y < 48; ++y)
-        for (int32_t x = 0; x < 64; ++x) {
-            const bool inside = x >= 10 && x < 30 && y >= 12 && y < 40;
-            const bool hole = x >= 15 && x < 20 && y >= 15 && y < 20;
-            SelectClipRgn(paper.dc(), nullptr);
-            ASSERT_EQ(paper.at(x, y), inside && !hole ? picture.at(x, y) : background)
-                << x << "," << y;
-        }
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 64, 48), 0);
+    paper.expect([&](int32_t x, int32_t y) {
+        const bool inside = x >= 10 && x < 30 && y >= 12 && y < 40;
+        const bool hole = x >= 15 && x < 20 && y >= 15 && y < 20;
+        return inside && !hole ? picture.at(x, y) : background;
+    });
 }
 
 TEST(painter, leaves_impossible_requests_alone)
@@ -174,9 +142,9 @@ TEST(painter, leaves_impossible_requests_alone)
     EXPECT_EQ(IMG_display_bitmap(-1, paper.dc(), 0, 0, 64, 48), -13);
     EXPECT_EQ(IMG_display_bitmap(4711, paper.dc(), 0, 0, 64, 48), -13);
     // The painter's own result is not passed on.
-    EXPECT_EQ(IMG_display_bitmap(picture.handle(), nullptr, 0, 0, 64, 48), 0);
-    EXPECT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 0, 48), 0);
-    EXPECT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 2147483000, 0, 64, 48), 0);
+    EXPECT_EQ(IMG_display_bitmap(picture.handle, nullptr, 0, 0, 64, 48), 0);
+    EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 0, 48), 0);
+    EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 2147483000, 0, 64, 48), 0);
     const placement crops[] = {
         {64, 0, 10, 10, 0, 0, 64, 48},
         {0, -48, 10, 48, 0, 0, 64, 48},
@@ -185,61 +153,79 @@ TEST(painter, leaves_impossible_requests_alone)
         {2147483647, 0, 2147483647, 5, 0, 0, 64, 48},
     };
     for (const placement& p : crops) {
-        IMG_set_croprect(picture.handle(), p.crop_x, p.crop_y, p.crop_width, p.crop_height);
-        EXPECT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), p.x, p.y, p.width, p.height), 0);
+        IMG_set_croprect(picture.handle, p.crop_x, p.crop_y, p.crop_width, p.crop_height);
+        EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), p.x, p.y, p.width, p.height), 0);
     }
-    for (const color pixel : paper.pixels())
-        ASSERT_EQ(pixel, background);
+    paper.expect([](int32_t, int32_t) { return background; });
+}
+
+TEST(painter, dithers_a_part_for_sixteen_colours_like_the_whole)
+{
+    const test_picture picture(32, 32, 24);
+    const canvas whole(32, 37, 4), parts(32, 37, 4);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, whole.dc(), 0, 5, 32, 32), 0);
+    for (const int32_t top : {5, 8, 20, 29}) {
+        HRGN part = CreateRectRgn(0, top, 32, top + 12);
+        SelectClipRgn(parts.dc(), part);
+        DeleteObject(part);
+        ASSERT_EQ(IMG_display_bitmap(picture.handle, parts.dc(), 0, 5, 32, 32), 0);
+    }
+    EXPECT_EQ(parts.pixels(), whole.pixels());
+    // The thresholds count from the rectangle's first row, not from the window's.
+    const canvas higher(32, 37, 4);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, higher.dc(), 0, 0, 32, 32), 0);
+    higher.expect(
+        [&](int32_t x, int32_t y) { return y < 32 ? whole.at(x, y + 5) : higher.at(x, y); });
 }
 
 TEST(palette, holds_the_colours_of_the_image)
 {
-    const struct {
-        int32_t bits;
-        UINT entries;
-    } rows[] = {{1, 2}, {4, 16}, {8, 256}, {24, 256}};
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.bits);
-        const test_picture picture(16, 16, r.bits);
+    for (const int32_t bits : {1, 4, 8, 24}) {
+        SCOPED_TRACE(bits);
+        const test_picture picture(16, 16, bits);
         const canvas paper(16, 16);
-        ASSERT_EQ(IMG_bitmap_palette(picture.handle(), paper.dc()), 0);
+        ASSERT_EQ(IMG_bitmap_palette(picture.handle, paper.dc()), 0);
         // A second palette replaces the first.
-        ASSERT_EQ(IMG_bitmap_palette(picture.handle(), paper.dc()), 0);
+        ASSERT_EQ(IMG_bitmap_palette(picture.handle, paper.dc()), 0);
         PALETTEENTRY entries[256] = {};
         auto* palette = static_cast<HPALETTE>(GetCurrentObject(paper.dc(), OBJ_PAL));
-        ASSERT_EQ(GetPaletteEntries(palette, 0, 256, entries), r.entries);
-        if (r.bits == 24) {
-            EXPECT_EQ(entries[0x25].peRed, 36);
-            EXPECT_EQ(entries[0x25].peGreen, 36);
-            EXPECT_EQ(entries[0x25].peBlue, 85);
-            EXPECT_EQ(entries[0xFF].peRed & entries[0xFF].peGreen & entries[0xFF].peBlue, 255);
-            continue;
-        }
-        const auto* colors = picture.packed().data() + sizeof(BITMAPINFOHEADER);
-        for (UINT i = 0; i < r.entries; ++i) {
-            ASSERT_EQ(entries[i].peBlue, colors[4 * i]);
-            ASSERT_EQ(entries[i].peGreen, colors[4 * i + 1]);
-            ASSERT_EQ(entries[i].peRed, colors[4 * i + 2]);
+        const UINT count = bits == 24 ? 256 : 1U << bits;
+        ASSERT_EQ(GetPaletteEntries(palette, 0, 256, entries), count);
+        for (UINT i = 0; i < count; ++i) {
+            const color seen =
+                color_of(RGB(entries[i].peRed, entries[i].peGreen, entries[i].peBlue));
+            uint32_t entry = 0;
+            std::memcpy(&entry, &picture.copy.head[sizeof(BITMAPINFOHEADER) + 4 * (i % 256)], 4);
+            if (bits == 24) // 3 bits red, 3 green, 2 blue
+                entry = (i >> 5) * 255 / 7 << 16 | (i >> 2 & 7) * 255 / 7 << 8 | (i & 3) * 85;
+            ASSERT_EQ(seen, entry) << i;
         }
     }
     EXPECT_EQ(IMG_bitmap_palette(-3, nullptr), -13);
 }
 
-TEST(painter, dithers_for_sixteen_colours_from_the_first_row_of_each_paint)
+// On displays whose colours are in a palette; run it under an X server of 8 bits.
+TEST(palette_display, shows_what_the_device_makes_of_each_colour)
 {
-    const test_picture picture(32, 32, 24);
-    const canvas paper(32, 32, 4);
-    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 32, 32), 0);
-    const std::vector<color> first = paper.pixels();
-    ASSERT_EQ(IMG_display_bitmap(picture.handle(), paper.dc(), 0, 0, 32, 32), 0);
-    EXPECT_EQ(paper.pixels(), first);
-    // A grey mean: the dots' mean lightness is near the picture's.
-    double shown = 0, meant = 0;
-    for (int32_t y = 0; y < 32; ++y)
-        for (int32_t x = 0; x < 32; ++x) {
-            const color c = picture.at(x, y);
-            meant += (30 * (c >> 16) + 59 * (c >> 8 & 255) + 11 * (c & 255)) / 100.0;
-            shown += first[static_cast<size_t>(y * 32 + x)] & 255;
+    const test_window window(64, 48);
+    HDC dc = GetDC(window.get());
+    const bool has_palette = GetDeviceCaps(dc, RASTERCAPS) & RC_PALETTE;
+    if (!has_palette) ReleaseDC(window.get(), dc);
+    if (!has_palette) GTEST_SKIP() << "the display has no palette";
+    // 16 colours of their own, which the system's palette does not have.
+    const test_picture picture(64, 48, 4);
+    ASSERT_EQ(IMG_bitmap_palette(picture.handle, dc), 0);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, dc, 0, 0, 64, 48), 0);
+    for (int32_t y = 0; y < 48; ++y)
+        for (int32_t x = 0; x < 64; ++x) {
+            const color meant = picture.at(x, y);
+            // How near the display comes is its own affair.
+            ASSERT_EQ(GetPixel(dc, x, y),
+                      GetNearestColor(dc, RGB(meant >> 16, meant >> 8 & 255, meant & 255)))
+                << x << "," << y;
         }
-    EXPECT_NEAR(shown / 1024, meant / 1024, 12);
+    ReleaseDC(window.get(), dc);
+    const made_bitmap bitmap(picture.handle, 40, 30);
+    const image_guard back(IMG_create_handle_ddb(bitmap.get(), nullptr));
+    EXPECT_EQ(copy_image(back).bits, 8);
 }

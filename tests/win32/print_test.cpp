@@ -1,4 +1,5 @@
-// print_test.cpp - printing into bitmaps of one bit per pixel and into metafiles.
+// print_test.cpp - printing into bitmaps of one bit per pixel, into metafiles, by a driver
+// that wants bands, and through a PostScript printer.
 
 #include "tests/win32/gdi_support.h"
 
@@ -11,10 +12,9 @@ color toned(color c, int32_t gamma, int32_t brightness, int32_t dot_gain)
     color result = 0;
     for (const int shift : {16, 8, 0}) {
         const double v = c >> shift & 255;
-        double t = 255 * std::pow(v / 255, 100.0 / gamma) + 2.0 * brightness -
-                   dot_gain * v * (255 - v) / 16256;
-        t = std::floor(std::fmin(std::fmax(t, 0), 255) + 0.5);
-        result |= static_cast<color>(t) << shift;
+        const double t = 255 * std::pow(v / 255, 100.0 / gamma) + 2.0 * brightness -
+                         dot_gain * v * (255 - v) / 16256;
+        result |= static_cast<color>(std::fmin(std::fmax(t, 0), 255) + 0.5) << shift;
     }
     return result;
 }
@@ -30,16 +30,58 @@ int CALLBACK play_record(HDC, HANDLETABLE*, const ENHMETARECORD* record, int, LP
     return 1;
 }
 
-// A metafile that is recorded by print and played one to one onto the paper, record by record.
-template <class Print> int32_t print_through_metafile(const canvas& paper, Print print)
+using print_function = int32_t(IMG_STD*)(int32_t, HDC, int32_t, int32_t, int32_t, int32_t);
+
+// Prints into a metafile, which is played one to one onto the paper, record by record.
+void print_through_metafile(const canvas& paper, int32_t handle, print_function print)
 {
     HDC recorder = CreateEnhMetaFileA(nullptr, nullptr, nullptr, nullptr);
-    const int32_t result = print(recorder);
+    EXPECT_EQ(print(handle, recorder, 10, 10, 80, 60), 0);
     HENHMETAFILE metafile = CloseEnhMetaFile(recorder);
     EnumEnhMetaFile(nullptr, metafile, play_record, paper.dc(), nullptr);
     DeleteEnhMetaFile(metafile);
-    return result;
 }
+
+// A driver that prints in bands, and whose job its user stops after some drawing.
+struct banding_driver {
+    std::vector<RECT> bands;
+    size_t next = 0;
+    int drawn = 0, stop_after = 1000;
+    const replaced_call caps, escape, stretch;
+
+    explicit banding_driver(std::vector<RECT> wanted)
+        : bands(std::move(wanted)),
+          caps("gdi32.dll", "GetDeviceCaps", reinterpret_cast<void*>(get_device_caps)),
+          escape("gdi32.dll", "Escape", reinterpret_cast<void*>(answer)),
+          stretch("gdi32.dll", "StretchDIBits", reinterpret_cast<void*>(draw))
+    {
+        playing = this;
+    }
+    static int WINAPI get_device_caps(HDC dc, int index)
+    {
+        return GetDeviceCaps(dc, index) | (index == RASTERCAPS ? RC_BANDING : 0);
+    }
+    // Gives the bands, an empty one at the end, and refuses after that.
+    static int WINAPI answer(HDC, int function, int, const char*, void* band)
+    {
+        EXPECT_EQ(function, NEXTBAND);
+        if (playing->next > playing->bands.size()) return 0;
+        *static_cast<RECT*>(band) =
+            playing->next < playing->bands.size() ? playing->bands[playing->next] : RECT{};
+        ++playing->next;
+        return 1;
+    }
+    // The system asks the program's abort procedure and draws no more once that says no.
+    static int WINAPI draw(HDC dc, int x, int y, int width, int height, int from_x, int from_y,
+                           int from_width, int from_height, const void* bits,
+                           const BITMAPINFO* info, UINT usage, DWORD rop)
+    {
+        if (++playing->drawn > playing->stop_after) return 0;
+        return StretchDIBits(dc, x, y, width, height, from_x, from_y, from_width, from_height, bits,
+                             info, usage, rop);
+    }
+    static inline banding_driver* playing = nullptr;
+};
 
 } // namespace
 
@@ -53,94 +95,141 @@ TEST(print, dots_are_those_of_the_operations_on_images)
         for (const int32_t bits : {4, 8, 24}) {
             SCOPED_TRACE(std::to_string(r.dither) + ", bits " + std::to_string(bits));
             const test_picture picture(130, 90, bits);
-            const canvas printed(140, 100, 1, 0xFFFFFF);
-            const canvas shown(140, 100, 1, 0xFFFFFF);
-            ASSERT_EQ(IMGX_set_print_dither(picture.handle(), r.dither), 0);
-            ASSERT_EQ(IMG_print_bitmap(picture.handle(), printed.dc(), 7, 4, 130, 90), 0);
-            ASSERT_EQ(r.operation(picture.handle()), 0);
-            IMG_display_bitmap(picture.handle(), shown.dc(), 7, 4, 130, 90);
+            const canvas printed(140, 100, 1, 0xFFFFFF), shown(140, 100, 1, 0xFFFFFF);
+            for (const canvas* paper : {&printed, &shown})
+                IntersectClipRect(paper->dc(), 12, 7, 140, 80);
+            ASSERT_EQ(IMGX_set_print_dither(picture.handle, r.dither), 0);
+            ASSERT_EQ(IMG_print_bitmap(picture.handle, printed.dc(), 7, 4, 130, 90), 0);
+            ASSERT_EQ(r.operation(picture.handle), 0);
+            IMG_display_bitmap(picture.handle, shown.dc(), 7, 4, 130, 90);
             ASSERT_EQ(printed.pixels(), shown.pixels());
         }
+    const test_picture page(130, 90, 1);
+    for (const int32_t dither : {0, 1, 2}) {
+        const canvas paper(130, 90, 1, 0xFFFFFF);
+        IMGX_set_print_dither(page.handle, dither);
+        ASSERT_EQ(IMG_print_bitmap(page.handle, paper.dc(), 0, 0, 130, 90), 0);
+        paper.expect([&](int32_t x, int32_t y) { return page.at(x, y); });
+    }
 }
 
 TEST(print, tone_moves_the_share_of_ink)
 {
-    const auto white_share = [](const test_picture& picture) {
+    const test_picture picture(100, 100, 24);
+    const auto white_share = [&](int32_t dot_gain, int32_t gamma, int32_t brightness) {
         // Wider and higher than a band.
         const canvas paper(1200, 600, 1, 0xFFFFFF);
-        EXPECT_EQ(IMG_print_bitmap(picture.handle(), paper.dc(), 0, 0, 1200, 600), 0);
-        size_t white = 0;
-        for (const color c : paper.pixels())
-            white += c ? 1 : 0;
-        return static_cast<double>(white) / (1200 * 600);
+        IMGX_set_print_tone(picture.handle, dot_gain, gamma, brightness);
+        EXPECT_EQ(IMG_print_bitmap(picture.handle, paper.dc(), 0, 0, 1200, 600), 0);
+        const std::vector<color> pixels = paper.pixels();
+        const auto black = std::count(pixels.begin(), pixels.end(), 0U);
+        return 1 - static_cast<double>(black) / (1200 * 600);
     };
-    const test_picture picture(100, 100, 24);
     for (const int32_t dither : {0, 1, 2}) {
         SCOPED_TRACE(dither);
-        IMGX_set_print_dither(picture.handle(), dither);
-        IMGX_set_print_tone(picture.handle(), 0, 0, 0);
-        const double plain = white_share(picture);
+        IMGX_set_print_dither(picture.handle, dither);
+        const double plain = white_share(0, 0, 0);
         EXPECT_NEAR(plain, 0.5, 0.06);
-        IMGX_set_print_tone(picture.handle(), 0, 200, 0);
-        EXPECT_GT(white_share(picture), plain + 0.1);
-        IMGX_set_print_tone(picture.handle(), 60, 0, 0);
-        EXPECT_LT(white_share(picture), plain - 0.08);
-        IMGX_set_print_tone(picture.handle(), 0, 100, 128);
-        EXPECT_EQ(white_share(picture), 1.0);
+        EXPECT_GT(white_share(0, 200, 0), plain + 0.1);
+        EXPECT_LT(white_share(60, 0, 0), plain - 0.08);
+        EXPECT_EQ(white_share(0, 100, 128), 1.0);
     }
 }
 
-TEST(print, colours_go_through_the_table_into_a_metafile)
+TEST(print, colours_go_through_the_table_or_are_left_to_the_device)
 {
     for (const int32_t bits : {1, 4, 8, 24}) {
         SCOPED_TRACE(bits);
         const test_picture picture(60, 40, bits);
-        IMG_set_croprect(picture.handle(), 10, 5, 40, 30);
-        IMGX_set_print_tone(picture.handle(), 20, 150, -10);
-        const canvas paper(100, 80, 32, 0x204060);
-        ASSERT_EQ(print_through_metafile(paper,
-                                         [&](HDC dc) {
-                                             return IMG_print_bitmap(picture.handle(), dc, 10, 10,
-                                                                     80, 60);
-                                         }),
-                  0);
-        EXPECT_EQ(paper.at(9, 9), 0x204060U);
-        EXPECT_EQ(paper.at(90, 70), 0x204060U);
-        for (int32_t y = 0; y < 60; ++y)
-            for (int32_t x = 0; x < 80; ++x)
-                ASSERT_EQ(paper.at(10 + x, 10 + y),
-                          toned(picture.at(10 + x / 2, 5 + y / 2), 150, -10, 20))
-                    << x << "," << y;
-    }
-}
-
-TEST(print, fast_leaves_the_stretch_to_the_device)
-{
-    for (const int32_t bits : {1, 4, 8, 24}) {
-        SCOPED_TRACE(bits);
-        const test_picture picture(60, 40, bits);
-        IMGX_set_print_tone(picture.handle(), 20, 150, -10);
-        // Only what lies in the image may reach the device.
-        IMG_set_croprect(picture.handle(), 40, 20, 40, 30);
-        const canvas paper(120, 100, 32, 0x204060);
-        const auto print = [&](HDC dc) {
-            return IMG_print_bitmap_fast(picture.handle(), dc, 10, 10, 80, 60);
+        // Half of the crop rectangle lies outside the image: that may not reach the device.
+        IMG_set_croprect(picture.handle, 40, 20, 40, 30);
+        IMGX_set_print_tone(picture.handle, 20, 150, -10);
+        const canvas paper(120, 100), fast(120, 100);
+        print_through_metafile(paper, picture.handle, IMG_print_bitmap);
+        print_through_metafile(fast, picture.handle, IMG_print_bitmap_fast);
+        const auto pixel = [&](int32_t x, int32_t y) {
+            const bool inside = x >= 10 && x < 50 && y >= 10 && y < 50;
+            return inside ? picture.at(40 + (x - 10) / 2, 20 + (y - 10) / 2) : background;
         };
-        ASSERT_EQ(print_through_metafile(paper, print), 0);
-        for (int32_t y = 0; y < 100; ++y)
-            for (int32_t x = 0; x < 120; ++x) {
-                const bool inside = x >= 10 && x < 50 && y >= 10 && y < 50;
-                const color expected =
-                    inside ? picture.at(40 + (x - 10) / 2, 20 + (y - 10) / 2) : 0x204060;
-                ASSERT_EQ(paper.at(x, y), expected) << x << "," << y;
-            }
+        fast.expect(pixel);
+        paper.expect([&](int32_t x, int32_t y) {
+            const color c = pixel(x, y);
+            return c == background ? c : toned(c, 150, -10, 20);
+        });
         // Mirrored by the device.
         const canvas mirror(60, 40);
-        IMG_set_croprect(picture.handle(), 0, 0, 60, 40);
-        ASSERT_EQ(IMG_print_bitmap_fast(picture.handle(), mirror.dc(), 60, 0, -60, 40), 0);
-        EXPECT_EQ(mirror.at(59, 0), picture.at(0, 0));
-        EXPECT_EQ(mirror.at(0, 39), picture.at(59, 39));
+        IMG_set_croprect(picture.handle, 0, 0, 60, 40);
+        ASSERT_EQ(IMG_print_bitmap_fast(picture.handle, mirror.dc(), 60, 0, -60, 40), 0);
+        mirror.expect([&](int32_t x, int32_t y) { return picture.at(59 - x, y); });
     }
+}
+
+TEST(print, paints_the_bands_that_a_driver_wants)
+{
+    const test_picture picture(130, 90, 24);
+    for (const int32_t depth : {1, 32}) {
+        SCOPED_TRACE(depth);
+        const canvas whole(140, 100, depth, 0), parts(140, 100, depth, 0);
+        ASSERT_EQ(IMG_print_bitmap(picture.handle, whole.dc(), 7, 4, 130, 90), 0);
+        banding_driver driver({{0, 0, 140, 33}, {0, 33, 70, 60}, {0, 80, 140, 100}});
+        ASSERT_EQ(IMG_print_bitmap(picture.handle, parts.dc(), 7, 4, 130, 90), 0);
+        EXPECT_EQ(driver.next, 4U) << "the driver ends the page with an empty band";
+        parts.expect([&](int32_t x, int32_t y) {
+            const bool in_a_band = y < 33 || (y < 60 && x < 70) || y >= 80;
+            return in_a_band ? whole.at(x, y) : 0;
+        });
+    }
+    // The device's own stretch draws everything for each band: the driver keeps what it wants.
+    const canvas paper(140, 100);
+    banding_driver driver({{0, 0, 140, 50}, {0, 50, 140, 100}});
+    EXPECT_EQ(IMG_print_bitmap_fast(picture.handle, paper.dc(), 7, 4, 130, 90), 0);
+    EXPECT_EQ(driver.drawn, 2);
+    driver.next = 3;
+    EXPECT_EQ(IMG_print_bitmap(picture.handle, paper.dc(), 7, 4, 130, 90), -7) << "no band given";
+}
+
+TEST(print, ends_with_the_job_that_the_user_stops)
+{
+    const test_picture picture(130, 90, 24);
+    const canvas mono(140, 100, 1), paper(140, 100);
+    for (const canvas* device : {&mono, &paper})
+        for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast}) {
+            banding_driver driver({{0, 0, 140, 30}, {0, 30, 140, 60}, {0, 60, 140, 100}});
+            driver.stop_after = 1;
+            EXPECT_EQ(print(picture.handle, device->dc(), 7, 4, 130, 90), -7);
+            EXPECT_EQ(driver.drawn, 2);
+            EXPECT_EQ(driver.next, 2U) << "no band is asked for after that";
+        }
+}
+
+TEST(print, a_page_of_a_postscript_printer)
+{
+    const char* name = postscript_printer();
+    HDC printer = name ? CreateDCA("WINSPOOL", name, nullptr, nullptr) : nullptr;
+    if (!printer) GTEST_SKIP() << "the system has no PostScript driver";
+    test_dib dib(4, 3, 24);
+    dib.fill_random(5);
+    const image_guard picture(dib.create());
+    const temp_file file(".ps");
+    DOCINFOA job{};
+    job.cbSize = sizeof job;
+    job.lpszOutput = file.name();
+    ASSERT_GT(StartDocA(printer, &job), 0);
+    ASSERT_GT(StartPage(printer), 0);
+    // An inch for a pixel, an inch from the edges; the device's own stretch below.
+    const int inch = GetDeviceCaps(printer, LOGPIXELSX);
+    EXPECT_EQ(IMG_print_bitmap(picture, printer, inch, inch, 4 * inch, 3 * inch), 0);
+    EXPECT_EQ(IMG_print_bitmap_fast(picture, printer, inch, 4 * inch, 4 * inch, 3 * inch), 0);
+    EXPECT_GT(EndPage(printer), 0);
+    EXPECT_GT(EndDoc(printer), 0);
+    DeleteDC(printer);
+    const pixmap page = printed_page(file.name());
+    ASSERT_GT(page.width, 100);
+    const image_copy copy = copy_image(picture);
+    for (int32_t y = 0; y < 6; ++y)
+        for (int32_t x = 0; x < 4; ++x)
+            EXPECT_EQ(page.colors[static_cast<size_t>((27 + 18 * y) * page.width + 27 + 18 * x)],
+                      copy.color(x, y % 3));
 }
 
 TEST(print, failures_have_their_codes)
@@ -150,13 +239,13 @@ TEST(print, failures_have_their_codes)
     for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast}) {
         EXPECT_EQ(print(-1, paper.dc(), 0, 0, 20, 20), -13);
         EXPECT_EQ(print(4711, paper.dc(), 0, 0, 20, 20), -13);
-        EXPECT_EQ(print(picture.handle(), nullptr, 0, 0, 20, 20), -7);
-        EXPECT_EQ(print(picture.handle(), paper.dc(), 5, 5, 0, 0), 0);
-        auto* deleted = CreateCompatibleDC(nullptr);
+        EXPECT_EQ(print(picture.handle, nullptr, 0, 0, 20, 20), -7);
+        EXPECT_EQ(print(picture.handle, paper.dc(), 5, 5, 0, 0), 0);
+        HDC deleted = CreateCompatibleDC(nullptr);
         DeleteDC(deleted);
-        EXPECT_EQ(print(picture.handle(), deleted, 0, 0, 20, 20), -7);
+        EXPECT_EQ(print(picture.handle, deleted, 0, 0, 20, 20), -7);
     }
-    EXPECT_EQ(IMGX_set_print_dither(picture.handle(), 3), -7);
-    EXPECT_EQ(IMGX_set_print_dither(picture.handle(), -1), -7);
+    EXPECT_EQ(IMGX_set_print_dither(picture.handle, 3), -7);
+    EXPECT_EQ(IMGX_set_print_dither(picture.handle, -1), -7);
     EXPECT_EQ(IMGX_set_print_dither(4711, 0), -13);
 }

@@ -1,10 +1,9 @@
-// scan_test.cpp - acquisition through a scripted source manager and through the system's own.
+// scan_test.cpp - acquisition through a scripted source manager and through the system's own,
+// by the exported calls and by the viewer's menu.
 
 #include "scan/twain.h"
-#include "tests/support/images.h"
 #include "tests/win32/twain/mock_manager.h"
-
-#include <gtest/gtest.h>
+#include "tests/win32/viewer_driver.h"
 
 using namespace twain;
 
@@ -15,14 +14,6 @@ std::string windows_file(const char* name)
     char directory[MAX_PATH];
     GetWindowsDirectoryA(directory, sizeof directory);
     return std::string(directory) + "\\" + name;
-}
-
-std::string program_file(const char* name)
-{
-    char path[MAX_PATH];
-    GetModuleFileNameA(nullptr, path, sizeof path);
-    const std::string whole(path);
-    return whole.substr(0, whole.find_last_of('\\') + 1) + name;
 }
 
 // A file copied for the length of a test.
@@ -42,31 +33,23 @@ class scripted_scan : public testing::Test {
 protected:
     scripted_scan() : file_(program_file("twain32_mock.dll"), windows_file("TWAIN32.DLL"))
     {
-        library_ = LoadLibraryA("TWAIN32.DLL");
-        const auto get = reinterpret_cast<mock_get_function>(
-            reinterpret_cast<void*>(GetProcAddress(library_, "mock_get")));
-        state = get();
         *state = mock_state();
-        state->events[0] = mock_event::transfer_ready;
     }
     ~scripted_scan() override
     {
         EXPECT_FALSE(state->manager_open) << "the manager stayed open";
         EXPECT_FALSE(state->source_open) << "the source stayed open";
         EXPECT_FALSE(state->enabled) << "the source stayed enabled";
-        FreeLibrary(library_);
         EXPECT_EQ(GetModuleHandleA("TWAIN32.DLL"), nullptr) << "the manager stayed loaded";
-        // No image may be left: the lowest handle is free.
-        test_dib dib(1, 1, 1);
-        const int32_t next = dib.create();
-        EXPECT_EQ(next, 0) << "an image leaked";
-        IMG_delete_bitmap(next);
+        // The lowest handle is free.
+        EXPECT_EQ(image_guard(test_dib(1, 1, 1).create()), 0) << "an image leaked";
         MSG message;
         while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
         }
     }
-    void refuse(uint16_t argument, uint16_t message, uint16_t code = return_failure)
+    void refuse(uint16_t argument, uint16_t message, uint16_t code = return_failure) const
     {
+        *state = mock_state();
         state->fail_argument = argument;
         state->fail_message = message;
         state->fail_code = code;
@@ -77,26 +60,26 @@ protected:
         std::string text;
         for (int i = 0; i < state->call_count; ++i) {
             const mock_call& call = state->calls[i];
-            if (call.argument == argument_event) continue;
             char entry[32];
             std::snprintf(entry, sizeof entry, "%x/%x ", call.argument, call.message);
-            text += entry;
+            if (call.argument != argument_event) text += entry;
         }
         return text;
     }
-    const mock_call* find(uint16_t argument, uint16_t message) const
+    // The data of a call; zeros when there was none.
+    template <class Data> Data sent(uint16_t argument, uint16_t message) const
     {
-        for (int i = 0; i < state->call_count; ++i)
+        Data data{};
+        for (int i = state->call_count; i-- > 0;)
             if (state->calls[i].argument == argument && state->calls[i].message == message)
-                return &state->calls[i];
-        return nullptr;
+                std::memcpy(&data, state->calls[i].data, sizeof data);
+        return data;
     }
 
-    mock_state* state;
+    const mock_script state;
 
 private:
     installed_file file_;
-    HMODULE library_;
 };
 
 void expect_page(int32_t handle, int page)
@@ -110,10 +93,18 @@ void expect_page(int32_t handle, int page)
                 << page << ": " << x << ", " << y;
 }
 
-bool file_exists(const std::string& name)
+void expect_pages(const temp_file& file, int pages)
 {
-    return GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES;
+    ASSERT_EQ(IMGLOW_get_pages(file.name()), pages);
+    const byte_vector bytes = file.bytes();
+    for (int page = 0; page < pages; ++page)
+        expect_page(image_guard(IMGX_decompress_bitmap_mem(
+                        bytes.data(), static_cast<uint32_t>(bytes.size()), page)),
+                    page);
 }
+
+constexpr const char* whole_sequence =
+    "4/301 3/401 101/1 101/6 9/502 104/1 5/701 9/501 3/402 4/302 ";
 
 } // namespace
 
@@ -128,92 +119,78 @@ TEST(scan, without_a_source_manager)
     EXPECT_EQ(IMG_scan_acquire(nullptr, 1), -17);
 }
 
-TEST_F(scripted_scan, one_page_takes_every_step_in_order)
+TEST_F(scripted_scan, one_page_takes_every_step_in_order_with_the_published_data)
 {
-    const image_guard image(IMG_scan_acquire(nullptr, 1));
-    expect_page(image, 0);
-    EXPECT_EQ(sequence(), "4/301 3/401 101/1 101/6 9/502 104/1 5/701 9/501 3/402 4/302 ");
-}
+    const auto parent = reinterpret_cast<HWND>(0x1234);
+    expect_page(image_guard(IMG_scan_acquire(parent, 1)), 0);
+    EXPECT_EQ(sequence(), whole_sequence);
+    EXPECT_EQ(sent<HWND>(argument_parent, message_open_manager), parent);
+    EXPECT_FALSE(state->calls[1].to_source);
+    EXPECT_TRUE(state->calls[2].to_source);
 
-TEST_F(scripted_scan, identity_and_proposal_are_as_published)
-{
-    const int32_t handle = IMG_scan_acquire(reinterpret_cast<HWND>(0x1234), 1);
-    IMG_delete_bitmap(handle);
-    identity caller;
-    std::memcpy(&caller, state->calls[0].origin, sizeof caller);
-    EXPECT_EQ(caller.id, 0u);
-    const std::vector<int> numbers = {caller.number.major,    caller.number.minor,
-                                      caller.number.language, caller.number.country,
-                                      caller.protocol_major,  caller.protocol_minor};
-    EXPECT_EQ(numbers, (std::vector<int>{1, 0, 13, 1, 1, 0}));
-    EXPECT_EQ(caller.supported_groups, 3u);
-    EXPECT_STREQ(caller.number.info, "Trevolan vers 4.0");
-    EXPECT_STREQ(caller.manufacturer, "Trevolan");
-    EXPECT_STREQ(caller.product_family, "Trevolan DLL");
-    EXPECT_STREQ(caller.product_name, "Application");
-    uint32_t parent;
-    std::memcpy(&parent, state->calls[0].data, 4);
-    EXPECT_EQ(parent, 0x1234u);
-    EXPECT_FALSE(find(argument_identity, message_open_source)->to_source);
+    identity expected{};
+    expected.number = {1, 0, 13, 1, "Trevolan vers 4.0"};
+    expected.protocol_major = 1;
+    expected.supported_groups = 3;
+    std::strcpy(expected.manufacturer, "Trevolan");
+    std::strcpy(expected.product_family, "Trevolan DLL");
+    std::strcpy(expected.product_name, "Application");
+    EXPECT_EQ(std::memcmp(state->calls[0].origin, &expected, sizeof expected), 0);
 
-    image_info proposal;
-    std::memcpy(&proposal, find(argument_image_info, message_set)->data, sizeof proposal);
-    EXPECT_EQ(proposal.x_resolution.whole, 300);
-    EXPECT_EQ(proposal.y_resolution.fraction, 1);
-    EXPECT_EQ(proposal.width, 2000);
-    EXPECT_EQ(proposal.length, 3000);
-    EXPECT_EQ(proposal.samples_per_pixel, 1);
-    EXPECT_EQ(proposal.bits_per_sample[0], 1);
-    EXPECT_EQ(proposal.planar, 1);
+    image_info proposal{};
+    proposal.x_resolution = proposal.y_resolution = {300, 1};
+    proposal.width = 2000;
+    proposal.length = 3000;
+    proposal.samples_per_pixel = proposal.bits_per_sample[0] = 1;
+    proposal.planar = 1;
+    const auto proposed = sent<image_info>(argument_image_info, message_set);
+    EXPECT_EQ(std::memcmp(&proposed, &proposal, sizeof proposal), 0);
 
-    user_interface shown;
-    std::memcpy(&shown, find(argument_user_interface, message_enable_source)->data, sizeof shown);
+    const auto shown = sent<user_interface>(argument_user_interface, message_enable_source);
     EXPECT_EQ(shown.show_ui, 1);
-    EXPECT_EQ(shown.parent, reinterpret_cast<HWND>(0x1234));
+    EXPECT_EQ(shown.parent, parent);
 }
 
 TEST_F(scripted_scan, a_failure_at_each_step_closes_what_was_opened)
 {
     const struct {
-        const char* step;
         uint16_t argument, message;
         int32_t expected;
         const char* sequence;
     } rows[] = {
-        {"manager", argument_parent, message_open_manager, -16, "4/301 "},
-        {"source", argument_identity, message_open_source, -16, "4/301 3/401 4/302 "},
-        {"enable", argument_user_interface, message_enable_source, -16,
+        {argument_parent, message_open_manager, -16, "4/301 "},
+        {argument_identity, message_open_source, -16, "4/301 3/401 4/302 "},
+        {argument_user_interface, message_enable_source, -16,
          "4/301 3/401 101/1 101/6 9/502 3/402 4/302 "},
-        {"end of transfer", argument_pending_transfers, message_end_transfer, 0,
-         "4/301 3/401 101/1 101/6 9/502 104/1 5/701 9/501 3/402 4/302 "},
+        {argument_pending_transfers, message_end_transfer, 0, whole_sequence},
     };
     for (const auto& r : rows) {
-        SCOPED_TRACE(r.step);
-        *state = mock_state();
-        state->events[0] = mock_event::transfer_ready;
         refuse(r.argument, r.message);
-        const int32_t result = IMG_scan_acquire(nullptr, 0);
+        const image_guard result(IMG_scan_acquire(nullptr, 0));
         EXPECT_EQ(result, r.expected);
         EXPECT_EQ(sequence(), r.sequence);
-        if (result >= 0) IMG_delete_bitmap(result);
     }
+    refuse(argument_image_info, message_get);
+    EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), -18);
+    EXPECT_EQ(sequence(), "4/301 3/401 101/1 101/6 9/502 101/1 5/7 9/501 3/402 4/302 ");
 }
 
-TEST_F(scripted_scan, pictures_that_are_none)
+TEST_F(scripted_scan, pictures)
 {
     const struct {
         mock_picture picture;
         int32_t expected;
-    } rows[] = {{mock_picture::cancel, -18},
-                {mock_picture::failure, -1},
-                {mock_picture::small_handle, -1},
-                {mock_picture::cut_block, -1},
-                {mock_picture::no_dib, -1}};
+    } rows[] = {{mock_picture::cancel, -18},      {mock_picture::failure, -1},
+                {mock_picture::small_handle, -1}, {mock_picture::cut_block, -1},
+                {mock_picture::no_dib, -1},       {mock_picture::huge_table, -1},
+                {mock_picture::short_table, 0}};
     for (const auto& r : rows) {
+        SCOPED_TRACE(static_cast<int>(r.picture));
         *state = mock_state();
-        state->events[0] = mock_event::transfer_ready;
         state->pictures[0] = r.picture;
-        EXPECT_EQ(IMG_scan_acquire(nullptr, 1), r.expected);
+        const image_guard result(IMG_scan_acquire(nullptr, 1));
+        EXPECT_EQ(result, r.expected);
+        if (result >= 0) expect_page(result, 0);
     }
 }
 
@@ -235,44 +212,40 @@ TEST_F(scripted_scan, source_events)
         SCOPED_TRACE(r.what);
         *state = mock_state();
         std::copy(std::begin(r.events), std::end(r.events), state->events);
-        const int32_t result = IMG_scan_acquire(nullptr, 1);
-        EXPECT_EQ(result, r.expected);
-        if (result >= 0) IMG_delete_bitmap(result);
+        EXPECT_EQ(image_guard(IMG_scan_acquire(nullptr, 1)), r.expected);
     }
+    // The program's own loop must learn that it is to end.
     MSG message;
-    bool quit = false;
-    while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE))
-        quit |= message.message == WM_QUIT;
-    EXPECT_TRUE(quit) << "the program's own loop must learn that it is to end";
+    EXPECT_TRUE(PeekMessageA(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
 }
 
 TEST_F(scripted_scan, one_page_drops_the_others_that_are_pending)
 {
     state->pages = 3;
-    const image_guard image(IMG_scan_acquire(nullptr, 1));
-    expect_page(image, 0);
+    expect_page(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
     EXPECT_EQ(sequence(),
               "4/301 3/401 101/1 101/6 9/502 104/1 5/701 5/701 5/701 9/501 3/402 4/302 ");
+    // A count that never falls comes to an end.
+    *state = mock_state();
+    state->endless_pending = true;
+    EXPECT_EQ(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
 }
 
 TEST_F(scripted_scan, pages_into_numbered_files)
 {
+    const std::string names[] = {"scan_00000000.img", "scan_00000001.img", "scan_00000002.img"};
+    write_file(names[1], {1, 2, 3});
     state->pages = 3;
-    write_file("scan_00000001.img", {1, 2, 3});
-    EXPECT_GE(IMG_scan_pages(nullptr, "scan_", 1, 1), 0);
+    EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), 0);
     EXPECT_EQ(sequence(), "4/301 3/401 101/1 101/6 9/502 101/1 104/1 5/701 104/1 5/701 104/1 5/701 "
                           "9/501 3/402 4/302 ");
     for (int page = 0; page < 3; ++page) {
-        const std::string name = "scan_0000000" + std::to_string(page) + ".img";
-        const image_guard image(IMG_decompress_bitmap(name.c_str()));
-        expect_page(image, page);
-        std::remove(name.c_str());
+        expect_page(image_guard(IMG_decompress_bitmap(names[page].c_str())), page);
+        std::remove(names[page].c_str());
     }
     *state = mock_state();
-    state->events[0] = mock_event::transfer_ready;
-    EXPECT_GE(IMG_scan_pages(nullptr, nullptr, 1, 1), 0);
-    EXPECT_TRUE(file_exists("00000000.img"));
-    std::remove("00000000.img");
+    EXPECT_EQ(IMG_scan_pages(nullptr, nullptr, 1, 1), 0);
+    EXPECT_EQ(std::remove("00000000.img"), 0);
 }
 
 TEST_F(scripted_scan, pages_that_fail_end_the_run)
@@ -293,36 +266,67 @@ TEST_F(scripted_scan, pages_that_fail_end_the_run)
     for (const auto& r : rows) {
         SCOPED_TRACE(r.what);
         *state = mock_state();
-        state->events[0] = mock_event::transfer_ready;
         state->pages = 3;
         state->pictures[1] = r.second;
         EXPECT_EQ(IMG_scan_pages(nullptr, r.prefix, r.type, 1), r.expected);
         std::remove("scan_00000000.img");
     }
-    *state = mock_state();
-    state->events[0] = mock_event::transfer_ready;
-    refuse(argument_image_info, message_get);
-    EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), -18);
-    EXPECT_NE(find(argument_pending_transfers, message_reset), nullptr);
-}
-
-TEST_F(scripted_scan, a_count_that_never_falls_comes_to_an_end)
-{
-    state->endless_pending = true;
-    const int32_t handle = IMG_scan_acquire(nullptr, 1);
-    EXPECT_GE(handle, 0);
-    IMG_delete_bitmap(handle);
 }
 
 TEST_F(scripted_scan, choosing_a_source)
 {
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
     EXPECT_EQ(sequence(), "4/301 3/3 3/403 4/302 ");
-    *state = mock_state();
     refuse(argument_identity, message_user_select, return_cancel);
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
     refuse(argument_parent, message_open_manager);
     EXPECT_EQ(IMG_scan_open_source(nullptr), -16);
+}
+
+TEST_F(scripted_scan, by_the_menu_of_the_viewer)
+{
+    const temp_file file(".tif"), saved(".tif"), pages(".tif");
+    const test_picture old(20, 30, 8);
+    for (const temp_file* f : {&file, &pages})
+        ASSERT_GE(IMG_save_bitmap(old.handle, f->name(), 0), 0);
+    const viewer_driver viewer(file.name());
+    ASSERT_TRUE(viewer.title_becomes("20 x 30"));
+    viewer.command(IDM_SCAN_SELECT);
+    EXPECT_EQ(sequence(), "4/301 3/3 3/403 4/302 ");
+
+    // A scan that the user gives up is told in passing, and leaves the picture alone.
+    *state = mock_state();
+    state->pictures[0] = mock_picture::cancel;
+    viewer.command(IDM_SCAN_PAGE);
+    EXPECT_TRUE(viewer.status_becomes("Scanning was cancelled."));
+    EXPECT_TRUE(viewer.title_becomes("20 x 30"));
+    refuse(argument_parent, message_open_manager);
+    viewer.post(IDM_SCAN_PAGE);
+    EXPECT_NE(viewer.message().find("Scanning did not succeed"), std::string::npos);
+    EXPECT_TRUE(viewer.answer(IDOK) || viewer.answer(IDCANCEL));
+
+    *state = mock_state();
+    viewer.command(IDM_SCAN_PAGE);
+    EXPECT_TRUE(viewer.title_becomes("Scanned page* - 75 x 40, 1 bit"));
+    EXPECT_EQ(sequence(), whole_sequence);
+    EXPECT_EQ(sent<HWND>(argument_parent, message_open_manager), viewer.frame());
+    viewer.post(IDM_SAVE_AS);
+    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    EXPECT_TRUE(viewer.status_becomes("Saved as"));
+    expect_pages(saved, 1);
+
+    // The pages take the place of the file when they have come, and only when it is wished.
+    for (const bool replace : {false, true}) {
+        *state = mock_state();
+        state->pages = 3;
+        viewer.post(IDM_SCAN_PAGES);
+        ASSERT_TRUE(viewer.answer_file(pages.name()));
+        EXPECT_NE(viewer.message().find("Replace it?"), std::string::npos);
+        ASSERT_TRUE(viewer.answer(replace ? IDOK : IDCANCEL));
+    }
+    EXPECT_TRUE(viewer.status_becomes("Scanned 3 pages into"));
+    expect_pages(pages, 3);
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
 namespace {
@@ -355,46 +359,21 @@ private:
     std::string name_;
 };
 
-// Wine's manager knows its two sources by name and opens the first that it finds: ours takes
-// the place of one, and the other goes out of sight.
-class system_scan : public testing::Test {
-protected:
-    system_scan()
-        : manager_(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL")),
-          camera_(windows_file("twain_32\\gphoto2.ds")),
-          scanner_(windows_file("twain_32\\sane.ds")),
-          source_(program_file("test_source.ds"), windows_file("twain_32\\sane.ds")),
-          module_(windows_file("twain_32\\sane.ds"))
-    {
-    }
-
-private:
-    installed_file manager_;
-    hidden_file camera_, scanner_;
-    installed_file source_;
-    unloaded_module module_;
-};
-
 } // namespace
 
-TEST_F(system_scan, one_page_through_the_systems_source_manager)
+// Wine's manager knows its two sources by name and opens the first that it finds: ours takes
+// the place of one, and the other goes out of sight.
+TEST(system_scan, pages_through_the_systems_source_manager)
 {
+    const std::string place = windows_file("twain_32\\sane.ds");
+    const installed_file manager(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL"));
+    const hidden_file camera(windows_file("twain_32\\gphoto2.ds")), scanner(place);
+    const installed_file source(program_file("test_source.ds"), place);
+    const unloaded_module module(place);
     SetEnvironmentVariableA("TREVOLAN_TEST_PAGES", "1");
-    const image_guard image(IMG_scan_acquire(GetDesktopWindow(), 0));
-    ASSERT_GE(image, 0);
-    expect_page(image, 0);
-}
-
-TEST_F(system_scan, ten_pages_into_one_file)
-{
+    expect_page(image_guard(IMG_scan_acquire(GetDesktopWindow(), 0)), 0);
     SetEnvironmentVariableA("TREVOLAN_TEST_PAGES", "10");
     const temp_file file(".tif");
     EXPECT_GE(IMG_scan_pages(GetDesktopWindow(), file.name(), 10, 0), 0);
-    ASSERT_EQ(IMGLOW_get_pages(file.name()), 10);
-    const byte_vector bytes = file.bytes();
-    for (int page = 0; page < 10; ++page) {
-        const image_guard image(
-            IMGX_decompress_bitmap_mem(bytes.data(), static_cast<uint32_t>(bytes.size()), page));
-        expect_page(image, page);
-    }
+    expect_pages(file, 10);
 }

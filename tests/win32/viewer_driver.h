@@ -3,47 +3,131 @@
 
 #include "tests/win32/gdi_support.h"
 
-#include <functional>
-#include <string>
+#include "viewer/resource.h"
 
-/// Asks again and again for up to 10 s; false when it never came true.
-bool wait_for(const std::function<bool()>& condition);
+/// A file beside the test program.
+inline std::string program_file(const char* name)
+{
+    const std::string program = _pgmptr;
+    return program.substr(0, program.find_last_of('\\') + 1) + name;
+}
 
 class viewer_driver {
 public:
-    /// Starts viewer.exe, which lies beside the tests, with a file.
-    explicit viewer_driver(const std::string& file);
+    /// Starts the viewer with a file.
+    explicit viewer_driver(const std::string& file)
+        : process_(start_process("\"" + program_file("viewer.exe") + "\" \"" + file + "\""))
+    {
+        wait_for([&] { return (frame_ = find_window("TrevolanViewer")) != nullptr; });
+    }
     /// Ends it, by force if it must be.
-    ~viewer_driver();
+    ~viewer_driver()
+    {
+        if (WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT)
+            TerminateProcess(process_.hProcess, 1);
+        CloseHandle(process_.hProcess);
+        CloseHandle(process_.hThread);
+    }
     viewer_driver(const viewer_driver&) = delete;
     viewer_driver& operator=(const viewer_driver&) = delete;
 
     HWND frame() const { return frame_; }
+    HANDLE process() const { return process_.hProcess; }
     HWND picture() const { return FindWindowExA(frame_, nullptr, "TrevolanPicture", nullptr); }
-    std::string title() const;
-    /// Waits until the title holds a text.
-    bool title_becomes(const std::string& part) const;
+
+    /// Waits until the title, or the status bar, holds a text.
+    bool title_becomes(const std::string& part) const { return text_becomes(frame_, part); }
+    bool status_becomes(const std::string& part) const
+    {
+        return text_becomes(FindWindowExA(frame_, nullptr, "msctls_statusbar32", nullptr), part);
+    }
 
     /// Sends a command and waits until it is done; post is for commands that open dialogs.
     void command(int id) const { SendMessageA(frame_, WM_COMMAND, static_cast<WPARAM>(id), 0); }
     void post(int id) const { PostMessageA(frame_, WM_COMMAND, static_cast<WPARAM>(id), 0); }
 
     /// The dialog or message box that the viewer shows, after waiting for it; null when none.
-    HWND dialog() const;
-    /// The text of the message box.
-    std::string message() const;
+    HWND dialog() const
+    {
+        HWND found = nullptr;
+        wait_for([&] { return (found = find_window("#32770")) != nullptr; });
+        return found;
+    }
+    /// The text of the message box: its longest one.
+    std::string message() const
+    {
+        std::string longest;
+        for (HWND c = GetWindow(dialog(), GW_CHILD); c; c = GetWindow(c, GW_HWNDNEXT))
+            if (text_of(c).size() > longest.size()) longest = text_of(c);
+        return longest;
+    }
     /// Presses a button of the dialog and waits until it is gone.
-    bool answer(int button) const;
+    bool answer(int button) const
+    {
+        HWND box = dialog();
+        PostMessageA(box, WM_COMMAND, static_cast<WPARAM>(button), 0);
+        return box && wait_for([&] { return !IsWindow(box); });
+    }
+    /// Fills in a field of the dialog.
+    void fill(int field, const std::string& text) const
+    {
+        SendMessageA(GetDlgItem(dialog(), field), WM_SETTEXT, 0,
+                     reinterpret_cast<LPARAM>(text.c_str()));
+    }
     /// Fills in the file name of a file dialog and presses its first button.
-    bool answer_file(const std::string& name) const;
+    bool answer_file(const std::string& name) const
+    {
+        constexpr int combo_box = 0x47C, edit_field = 0x480; // cmb13 and edt1
+        fill(GetDlgItem(dialog(), combo_box) ? combo_box : edit_field, name);
+        return answer(IDOK);
+    }
 
-    /// Asks it to close.  Its exit code, or -1 when it does not end.
-    int32_t close();
-
-    /// What the screen shows of the window, as a new image.
-    int32_t screenshot() const;
+    /// Asks it to close.  Its exit code, or STILL_ACTIVE when it does not end.
+    DWORD close() const
+    {
+        PostMessageA(frame_, WM_CLOSE, 0, 0);
+        WaitForSingleObject(process_.hProcess, 10000);
+        DWORD code = 1;
+        GetExitCodeProcess(process_.hProcess, &code);
+        return code;
+    }
 
 private:
-    PROCESS_INFORMATION process_{};
+    struct window_search {
+        DWORD process;
+        std::string window_class;
+        HWND found;
+    };
+    static BOOL CALLBACK match_window(HWND window, LPARAM l)
+    {
+        auto& search = *reinterpret_cast<window_search*>(l);
+        char name[64] = {};
+        DWORD process = 0;
+        GetWindowThreadProcessId(window, &process);
+        GetClassNameA(window, name, sizeof name);
+        if (process == search.process && search.window_class == name && IsWindowVisible(window))
+            search.found = window;
+        return search.found == nullptr;
+    }
+    HWND find_window(const char* window_class) const
+    {
+        window_search search{process_.dwProcessId, window_class, nullptr};
+        EnumWindows(match_window, reinterpret_cast<LPARAM>(&search));
+        return search.found;
+    }
+    static std::string text_of(HWND window)
+    {
+        char text[1024] = {};
+        SendMessageA(window, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+        return text;
+    }
+    static bool text_becomes(HWND window, const std::string& part)
+    {
+        const bool reached = wait_for([&] { return text_of(window).find(part) < 1024; });
+        EXPECT_TRUE(reached) << part << " is not in " << text_of(window);
+        return reached;
+    }
+
+    PROCESS_INFORMATION process_;
     HWND frame_ = nullptr;
 };

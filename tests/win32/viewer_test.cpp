@@ -1,45 +1,41 @@
 // viewer_test.cpp - the viewer as a process: what its user sees and gets.
 
-#include "viewer/resource.h"
-
 #include "tests/win32/viewer_driver.h"
 
-#include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
-#include <functional>
+#include <shlobj.h>
 
 namespace {
 
-// A file that is gone before and after the test.
-struct test_file {
-    std::string name;
-    explicit test_file(const char* file) : name(file) { std::remove(file); }
-    ~test_file() { std::remove(name.c_str()); }
-};
-
-color screen_at(POINT place)
+// A file with a picture of one depth; its pixels by color_at(x, y).
+template <class Color>
+void save_picture(const temp_file& file, int32_t width, int32_t height, int32_t bits, int32_t type,
+                  Color color_at)
 {
-    HDC screen = GetDC(nullptr);
-    const COLORREF c = GetPixel(screen, place.x, place.y);
-    ReleaseDC(nullptr, screen);
-    return static_cast<color>(GetRValue(c) << 16 | GetGValue(c) << 8 | GetBValue(c));
+    test_dib dib(width, height, bits);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x)
+            dib.set_pixel(x, y, color_at(x, y));
+    ASSERT_GE(IMG_save_bitmap(image_guard(dib.create()), file.name(), type), 0);
+}
+
+void save_plain(const temp_file& file, int32_t width, int32_t height, int32_t bits, int32_t type)
+{
+    save_picture(file, width, height, bits, type, [](int32_t, int32_t) { return 0x3366CCU; });
+}
+
+// Width, height and depth of the first page of a file.
+std::vector<int32_t> size_of_file(const temp_file& file)
+{
+    const image_guard image(IMG_decompress_bitmap(file.name()));
+    const image_copy copy = copy_image(image);
+    return {copy.width, copy.height, copy.bits};
 }
 
 // Red tells the column of a pixel, green the row, both in eighths; blue is 0.
 constexpr int32_t pixels_a_level = 8;
 
-color place_color(int32_t x, int32_t y)
-{
-    return static_cast<color>(x / pixels_a_level << 16 | y / pixels_a_level << 8);
-}
-
-struct client_size {
-    int32_t width, height;
-};
-
-client_size client_of(const viewer_driver& viewer)
+SIZE client_of(const viewer_driver& viewer)
 {
     RECT client{};
     GetClientRect(viewer.picture(), &client);
@@ -54,93 +50,62 @@ struct seen_view {
 
 seen_view see(const viewer_driver& viewer)
 {
-    const client_size client = client_of(viewer);
-    const int32_t reach = client.width / 3;
+    const SIZE client = client_of(viewer);
+    const int32_t reach = client.cx / 3;
+    HDC screen = GetDC(nullptr);
     const auto column = [&](int32_t from_middle) {
-        POINT place{client.width / 2 + from_middle, client.height / 2};
+        POINT place{client.cx / 2 + from_middle, client.cy / 2};
         ClientToScreen(viewer.picture(), &place);
-        return screen_at(place);
+        return color_of(GetPixel(screen, place.x, place.y));
     };
     const auto pixels = [](color level) { return (level + 0.5) * pixels_a_level; };
-    const color middle = column(0);
     const double across = pixels(column(reach) >> 16) - pixels(column(-reach) >> 16);
+    const color middle = column(0);
+    ReleaseDC(nullptr, screen);
     return {pixels(middle >> 16), pixels(middle >> 8 & 255), 2.0 * reach / across};
 }
 
-// True when the window comes to show this place in this scale, as near as colours tell.
-bool view_becomes(const viewer_driver& viewer, const seen_view& expected)
+// Waits until the window shows this place in this scale, as near as colours tell.
+void expect_view(const viewer_driver& viewer, const seen_view& expected, const char* after)
 {
     seen_view seen{};
-    const bool reached = wait_for([&] {
+    EXPECT_TRUE(wait_for([&] {
         seen = see(viewer);
         return std::abs(seen.x - expected.x) < 1.5 * pixels_a_level &&
                std::abs(seen.y - expected.y) < 1.5 * pixels_a_level &&
                std::abs(seen.scale / expected.scale - 1) < 0.1;
-    });
-    EXPECT_TRUE(reached) << "seen " << seen.x << ", " << seen.y << " at " << seen.scale
-                         << ", expected " << expected.x << ", " << expected.y << " at "
-                         << expected.scale;
-    return reached;
+    })) << after
+        << ": seen " << seen.x << ", " << seen.y << " at " << seen.scale << ", expected "
+        << expected.x << ", " << expected.y << " at " << expected.scale;
 }
 
-// An image of 24 bits whose pixels a function names.
-template <class Color> int32_t make_image(int32_t width, int32_t height, Color color_at)
+// Drops a file on the window: the list of names has to lie in the viewer's memory.
+void drop(const viewer_driver& viewer, const temp_file& file)
 {
-    const size_t stride = (static_cast<size_t>(width) * 3 + 3) / 4 * 4;
-    std::vector<uint8_t> packed(sizeof(BITMAPINFOHEADER) + stride * static_cast<size_t>(height));
-    BITMAPINFOHEADER header{};
-    header.biSize = sizeof header;
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biPlanes = 1;
-    header.biBitCount = 24;
-    std::memcpy(packed.data(), &header, sizeof header);
-    for (int32_t y = 0; y < height; ++y) {
-        uint8_t* p = packed.data() + sizeof header + stride * static_cast<size_t>(height - 1 - y);
-        for (int32_t x = 0; x < width; ++x) {
-            const color c = color_at(x, y);
-            *p++ = static_cast<uint8_t>(c);
-            *p++ = static_cast<uint8_t>(c >> 8);
-            *p++ = static_cast<uint8_t>(c >> 16);
-        }
-    }
-    return IMG_create_handle(packed.data());
-}
-
-struct image_size {
-    int32_t width = 0, height = 0, bits = 0;
-    bool operator==(const image_size&) const = default;
-};
-
-// Size of the first page of a file.
-image_size size_of_file(const std::string& name)
-{
-    image_size size;
-    const int32_t handle = IMG_decompress_bitmap(name.c_str());
-    EXPECT_GE(handle, 0);
-    IMG_bitmap_info(handle, &size.width, &size.height, &size.bits);
-    IMG_delete_bitmap(handle);
-    return size;
+    char block[sizeof(DROPFILES) + MAX_PATH + 1] = {};
+    reinterpret_cast<DROPFILES*>(block)->pFiles = sizeof(DROPFILES);
+    GetFullPathNameA(file.name(), MAX_PATH, block + sizeof(DROPFILES), nullptr);
+    void* there =
+        VirtualAllocEx(viewer.process(), nullptr, sizeof block, MEM_COMMIT, PAGE_READWRITE);
+    ASSERT_TRUE(WriteProcessMemory(viewer.process(), there, block, sizeof block, nullptr));
+    PostMessageA(viewer.frame(), WM_DROPFILES, reinterpret_cast<WPARAM>(there), 0);
 }
 
 } // namespace
 
 TEST(viewer, shows_pages_and_changes_them)
 {
-    const test_file file("viewer_pages.tif");
-    const test_picture first(200, 300, 1), second(120, 80, 8);
-    ASSERT_GE(IMG_save_bitmap(first.handle(), file.name.c_str(), 0), 0);
-    ASSERT_GE(IMG_save_bitmap(second.handle(), file.name.c_str(), 0), 0);
-
-    viewer_driver viewer(file.name);
-    ASSERT_TRUE(viewer.frame());
-    EXPECT_TRUE(viewer.title_becomes("viewer_pages.tif - page 1 of 2 - 200 x 300, 1 bit"));
+    const temp_file file(".tif");
+    save_plain(file, 200, 300, 1, 0);
+    save_plain(file, 120, 80, 8, 0);
+    const viewer_driver viewer(file.name());
+    const std::string name = file.name();
+    EXPECT_TRUE(viewer.title_becomes(name + " - page 1 of 2 - 200 x 300, 1 bit"));
+    viewer.command(IDM_NEXT_PAGE);
     viewer.command(IDM_NEXT_PAGE);
     EXPECT_TRUE(viewer.title_becomes("page 2 of 2 - 120 x 80, 8 bits"));
-    viewer.command(IDM_NEXT_PAGE);
-    EXPECT_TRUE(viewer.title_becomes("page 2 of 2"));
     viewer.command(IDM_ROTATE_RIGHT);
-    EXPECT_TRUE(viewer.title_becomes("viewer_pages.tif* - page 2 of 2 - 80 x 120, 8 bits"));
+    EXPECT_TRUE(viewer.title_becomes(name + "* - page 2 of 2 - 80 x 120, 8 bits"));
     viewer.command(IDM_MONO_HALFTONE);
     EXPECT_TRUE(viewer.title_becomes("80 x 120, 1 bit"));
 
@@ -151,81 +116,76 @@ TEST(viewer, shows_pages_and_changes_them)
     EXPECT_TRUE(viewer.title_becomes("page 2 of 2 - 80 x 120"));
     viewer.post(IDM_FIRST_PAGE);
     EXPECT_TRUE(viewer.answer(IDOK));
-    EXPECT_TRUE(viewer.title_becomes("viewer_pages.tif - page 1 of 2 - 200 x 300"));
-    EXPECT_EQ(viewer.close(), 0);
+    EXPECT_TRUE(viewer.title_becomes(name + " - page 1 of 2 - 200 x 300"));
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
 TEST(viewer, zooms_and_scrolls_to_the_right_place)
 {
-    const test_file file("viewer_places.bmp");
-    const int32_t image = make_image(2000, 1500, place_color);
-    ASSERT_GE(IMG_save_bitmap(image, file.name.c_str(), 1), 0);
-    IMG_delete_bitmap(image);
-    viewer_driver viewer(file.name);
+    const temp_file file(".bmp");
+    save_picture(file, 2000, 1500, 24, 1, [](int32_t x, int32_t y) {
+        return static_cast<color>(x / pixels_a_level << 16 | y / pixels_a_level << 8);
+    });
+    const viewer_driver viewer(file.name());
     ASSERT_TRUE(viewer.title_becomes("2000 x 1500, 24 bits"));
-    client_size client = client_of(viewer);
-    const double fitting = std::min(client.width / 2000.0, client.height / 1500.0);
-    EXPECT_TRUE(view_becomes(viewer, {1000, 750, fitting}));
+    SIZE client = client_of(viewer);
+    const double fitting = std::min(client.cx / 2000.0, client.cy / 1500.0);
+    expect_view(viewer, {1000, 750, fitting}, "open");
 
     viewer.command(IDM_ACTUAL_SIZE);
-    EXPECT_TRUE(view_becomes(viewer, {1000, 750, 1}));
-    client = client_of(viewer);
     seen_view view{1000, 750, 1};
+    expect_view(viewer, view, "actual size");
+    client = client_of(viewer);
     SendMessageA(viewer.picture(), WM_KEYDOWN, VK_NEXT, 0);
-    view.y += (1500 - client.height) / 4;
-    EXPECT_TRUE(view_becomes(viewer, view)) << "page down";
+    view.y += (1500 - client.cy) / 4;
+    expect_view(viewer, view, "page down");
     for (int i = 0; i < 2; ++i)
         SendMessageA(viewer.picture(), WM_KEYDOWN, VK_LEFT, 0);
-    view.x -= (2000 - client.width) / 16 * 2;
-    EXPECT_TRUE(view_becomes(viewer, view)) << "left twice";
+    view.x -= (2000 - client.cx) / 16 * 2;
+    expect_view(viewer, view, "left twice");
 
     viewer.command(IDM_ZOOM_IN);
     view.scale = 1.25;
-    EXPECT_TRUE(view_becomes(viewer, view)) << "zoom in keeps the middle";
+    expect_view(viewer, view, "zoom in keeps the middle");
     // The wheel keeps the pixel under the pointer: 100 to the right of and below the middle.
-    POINT pointer{client.width / 2 + 100, client.height / 2 + 100};
+    POINT pointer{client.cx / 2 + 100, client.cy / 2 + 100};
     ClientToScreen(viewer.picture(), &pointer);
     SendMessageA(viewer.picture(), WM_MOUSEWHEEL, MAKEWPARAM(0, WHEEL_DELTA * 2),
                  MAKELPARAM(pointer.x, pointer.y));
     const double wheeled = view.scale * 1.25 * 1.25;
-    view = {view.x + 100 / view.scale - 100 / wheeled, view.y + 100 / view.scale - 100 / wheeled,
-            wheeled};
-    EXPECT_TRUE(view_becomes(viewer, view)) << "wheel";
+    const double moved = 100 / view.scale - 100 / wheeled;
+    expect_view(viewer, {view.x + moved, view.y + moved, wheeled}, "wheel");
 
     viewer.command(IDM_FIT);
-    EXPECT_TRUE(view_becomes(viewer, {1000, 750, fitting}));
+    expect_view(viewer, {1000, 750, fitting}, "fit");
     client = client_of(viewer);
     // A rectangle of half the window's size, its middle left of and above the window's.
-    const int32_t x = client.width / 8, y = client.height / 8;
-    const LPARAM from = MAKELPARAM(x, y);
-    const LPARAM to = MAKELPARAM(x + client.width / 2, y + client.height / 2);
-    SendMessageA(viewer.picture(), WM_LBUTTONDOWN, MK_LBUTTON, from);
+    const int32_t x = client.cx / 8, y = client.cy / 8;
+    const LPARAM to = MAKELPARAM(x + client.cx / 2, y + client.cy / 2);
+    SendMessageA(viewer.picture(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
     SendMessageA(viewer.picture(), WM_MOUSEMOVE, MK_LBUTTON, to);
     SendMessageA(viewer.picture(), WM_LBUTTONUP, 0, to);
-    EXPECT_TRUE(view_becomes(viewer, {1000 - client.width / 8 / fitting,
-                                      750 - client.height / 8 / fitting, 2 * fitting}))
-        << "rectangle";
+    expect_view(viewer, {1000 - x / fitting, 750 - y / fitting, 2 * fitting}, "rectangle");
 
     SetWindowPos(viewer.frame(), nullptr, 0, 0, 500, 400, SWP_NOMOVE);
     viewer.command(IDM_FIT);
     client = client_of(viewer);
-    EXPECT_TRUE(
-        view_becomes(viewer, {1000, 750, std::min(client.width / 2000.0, client.height / 1500.0)}))
-        << "smaller window";
+    expect_view(viewer, {1000, 750, std::min(client.cx / 2000.0, client.cy / 1500.0)},
+                "smaller window");
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
 TEST(viewer, copies_pastes_and_saves)
 {
-    const test_file source("viewer_source.bmp"), saved("viewer_saved.tif"), clip("viewer_clip.bmp");
-    const test_picture picture(150, 90, 4);
-    ASSERT_GE(IMG_save_bitmap(picture.handle(), source.name.c_str(), 1), 0);
-    viewer_driver viewer(source.name);
+    const temp_file source(".bmp"), saved(".tif"), clip(".bmp");
+    save_plain(source, 150, 90, 4, 1);
+    const viewer_driver viewer(source.name());
     ASSERT_TRUE(viewer.title_becomes("150 x 90, 4 bits"));
     viewer.command(IDM_ACTUAL_SIZE);
     viewer.command(IDM_COPY);
     const test_window window(50, 50);
-    ASSERT_EQ(IMG_save_clipboard(clip.name.c_str(), window.get()), 1);
-    EXPECT_EQ(size_of_file(clip.name), (image_size{150, 90, 4}));
+    ASSERT_EQ(IMG_save_clipboard(clip.name(), window.get()), 1);
+    EXPECT_EQ(size_of_file(clip), (std::vector<int32_t>{150, 90, 4}));
 
     viewer.command(IDM_PASTE);
     EXPECT_TRUE(viewer.title_becomes("Clipboard* - 150 x 90, 4 bits"));
@@ -234,62 +194,89 @@ TEST(viewer, copies_pastes_and_saves)
 
     // The first type of the list is TIFF.
     viewer.post(IDM_SAVE_AS);
-    ASSERT_TRUE(viewer.answer_file(saved.name));
-    EXPECT_TRUE(viewer.title_becomes("Clipboard - 150 x 90"));
-    EXPECT_EQ(size_of_file(saved.name), (image_size{150, 90, 4}));
-    EXPECT_EQ(IMGLOW_get_pages(saved.name.c_str()), 1);
+    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    EXPECT_TRUE(viewer.title_becomes(std::string(saved.name()) + " - 150 x 90"));
+    EXPECT_EQ(size_of_file(saved), (std::vector<int32_t>{150, 90, 4}));
+    EXPECT_EQ(IMGLOW_get_pages(saved.name()), 1);
 
     // Adding a page is asked for by name.
     viewer.post(IDM_APPEND);
-    ASSERT_TRUE(viewer.answer_file(saved.name));
-    EXPECT_TRUE(wait_for([&] { return IMGLOW_get_pages(saved.name.c_str()) == 2; }));
-    EXPECT_EQ(viewer.close(), 0);
+    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    EXPECT_TRUE(wait_for([&] { return IMGLOW_get_pages(saved.name()) == 2; }));
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
-TEST(viewer, prints_to_a_file)
+TEST(viewer, prints_to_files)
 {
-    const test_file source("viewer_print.bmp"), printed("viewer_print.emf");
-    const int32_t image = make_image(60, 40, [](int32_t, int32_t) { return color{0x3366CC}; });
-    ASSERT_GE(IMG_save_bitmap(image, source.name.c_str(), 1), 0);
-    IMG_delete_bitmap(image);
-    viewer_driver viewer(source.name);
+    const temp_file source(".tif"), metafile(".emf"), postscript(".prn");
+    for (int page = 0; page < 2; ++page)
+        save_plain(source, 60, 40, 24, 0);
+    const char* printer = postscript_printer();
+    const viewer_driver viewer(source.name());
     ASSERT_TRUE(viewer.title_becomes("60 x 40"));
     viewer.post(IDM_PRINT_METAFILE);
-    ASSERT_TRUE(viewer.answer_file(printed.name));
-    HENHMETAFILE metafile = nullptr;
-    ASSERT_TRUE(wait_for([&] {
-        metafile = GetEnhMetaFileA(printed.name.c_str());
-        return metafile != nullptr;
-    }));
+    ASSERT_TRUE(viewer.answer_file(metafile.name()));
+    ASSERT_TRUE(viewer.status_becomes("Printed to"));
+    HENHMETAFILE recorded = GetEnhMetaFileA(metafile.name());
     const canvas paper(200, 100);
     const RECT all{0, 0, 200, 100};
-    EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), metafile, &all));
+    EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
     EXPECT_EQ(paper.at(100, 50), 0x3366CCU);
-    DeleteEnhMetaFile(metafile);
-    EXPECT_EQ(viewer.close(), 0);
+    DeleteEnhMetaFile(recorded);
+
+    if (!printer) GTEST_SKIP() << "the system has no PostScript driver";
+    constexpr int print_to_file = 0x410; // chx1 of the print dialog
+    viewer.post(IDM_PRINT);
+    SendDlgItemMessageA(viewer.dialog(), print_to_file, BM_CLICK, 0, 0);
+    ASSERT_TRUE(viewer.answer(IDOK));
+    ASSERT_TRUE(viewer.answer_file(postscript.name()));
+    ASSERT_TRUE(viewer.status_becomes("Printed."));
+    // As wide as the paper, in the middle of its height.
+    const pixmap page = printed_page(postscript.name());
+    ASSERT_GT(page.width, 100);
+    const auto pixel = [&](int32_t x, int32_t y) {
+        return page.colors[static_cast<size_t>(y * page.width + x)];
+    };
+    for (const int32_t x : {4, page.width / 2, page.width - 4})
+        EXPECT_EQ(pixel(x, page.height / 2), 0x3366CCU);
+    EXPECT_EQ(pixel(page.width / 2, page.height / 2 - page.width / 3 - 4), 0xFFFFFFU);
+    const byte_vector bytes = postscript.bytes();
+    EXPECT_NE(std::string(bytes.begin(), bytes.end()).find("%%Pages: 2"), std::string::npos);
+    EXPECT_EQ(viewer.close(), 0U);
+}
+
+TEST(viewer, takes_dropped_files_and_gives_up_a_load_on_escape)
+{
+    const temp_file first(".bmp"), second(".bmp");
+    save_plain(first, 30, 200, 24, 1);
+    save_plain(second, 50, 200, 24, 1);
+    const viewer_driver viewer(first.name());
+    ASSERT_TRUE(viewer.title_becomes("30 x 200"));
+    drop(viewer, second);
+    ASSERT_TRUE(viewer.title_becomes("50 x 200"));
+    drop(viewer, first);
+    PostMessageA(viewer.picture(), WM_KEYDOWN, VK_ESCAPE, 0);
+    EXPECT_TRUE(viewer.status_becomes("Loading was cancelled."));
+    EXPECT_TRUE(viewer.title_becomes("50 x 200"));
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
 TEST(viewer, tells_errors_in_words_and_goes_on)
 {
-    const test_file file("viewer_damaged.bmp"), sound("viewer_sound.bmp");
-    if (FILE* damaged = std::fopen(file.name.c_str(), "wb")) {
-        std::fputs("BM, and then nothing that makes sense", damaged);
-        std::fclose(damaged);
-    }
-    viewer_driver viewer(file.name);
-    ASSERT_TRUE(viewer.frame());
-    EXPECT_NE(viewer.message().find("viewer_damaged.bmp cannot be opened"), std::string::npos);
+    const temp_file damaged(".bmp"), sound(".bmp");
+    write_file(damaged.name(), {'B', 'M', 'n', 'o', ' ', 's', 'e', 'n', 's', 'e', '!', '!'});
+    const viewer_driver viewer(damaged.name());
+    EXPECT_NE(viewer.message().find(".bmp cannot be opened"), std::string::npos);
     EXPECT_TRUE(viewer.answer(IDOK) || viewer.answer(IDCANCEL));
     // Without a picture its commands do nothing.
     for (const int id : {IDM_COPY, IDM_ROTATE_LEFT, IDM_ZOOM_IN, IDM_FIT, IDM_NEXT_PAGE, IDM_PRINT,
                          IDM_SAVE_AS, IDM_CLOSE, IDM_TONE, IDM_REVERT})
         viewer.command(id);
-    const test_picture picture(70, 50, 24);
-    ASSERT_GE(IMG_save_bitmap(picture.handle(), sound.name.c_str(), 1), 0);
+    save_plain(sound, 70, 50, 24, 1);
     viewer.post(IDM_OPEN);
-    ASSERT_TRUE(viewer.answer_file(sound.name));
+    ASSERT_TRUE(viewer.answer_file(sound.name()));
     EXPECT_TRUE(viewer.title_becomes("70 x 50, 24 bits"));
-    EXPECT_EQ(viewer.close(), 0);
+    EXPECT_EQ(viewer.close(), 0U);
 }
 
 // Makes the pictures of docs/: run in a directory with fax.tif and photo.jpg, in a desktop
@@ -297,31 +284,28 @@ TEST(viewer, tells_errors_in_words_and_goes_on)
 TEST(viewer, DISABLED_makes_pictures_for_the_documentation)
 {
     const auto keep = [](const viewer_driver& viewer, const char* name) {
-        const int32_t shot = viewer.screenshot();
-        ASSERT_GE(shot, 0);
-        EXPECT_GE(IMG_save_bitmap(shot, name, 1), 0);
-        IMG_delete_bitmap(shot);
+        Sleep(400);
+        RECT place{};
+        GetWindowRect(viewer.frame(), &place);
+        const canvas shot(place.right - place.left, place.bottom - place.top);
+        HDC screen = GetDC(nullptr);
+        BitBlt(shot.dc(), 0, 0, place.right - place.left, place.bottom - place.top, screen,
+               place.left, place.top, SRCCOPY);
+        ReleaseDC(nullptr, screen);
+        const image_guard image(IMG_create_handle_ddb(shot.bitmap(), nullptr));
+        EXPECT_GE(IMG_save_bitmap(image, name, 1), 0);
     };
-    {
-        viewer_driver viewer("fax.tif");
-        ASSERT_TRUE(viewer.title_becomes("1 bit"));
-        keep(viewer, "viewer_fax_fit.bmp");
-        viewer.command(IDM_ACTUAL_SIZE);
-        SendMessageA(viewer.picture(), WM_KEYDOWN, VK_HOME, 0);
-        keep(viewer, "viewer_fax_actual_size.bmp");
-    }
-    viewer_driver viewer("photo.jpg");
-    ASSERT_TRUE(viewer.title_becomes("24 bits"));
-    keep(viewer, "viewer_photo.bmp");
-    viewer.command(IDM_MONO_HALFTONE);
-    viewer.command(IDM_ACTUAL_SIZE);
-    keep(viewer, "viewer_halftone.bmp");
-    viewer.post(IDM_PRINT_TONE);
-    EXPECT_TRUE(viewer.dialog());
-    keep(viewer, "viewer_print_tone.bmp");
-    viewer.answer(IDCANCEL);
-    viewer.post(IDM_SAVE_AS);
-    EXPECT_TRUE(viewer.dialog());
-    keep(viewer, "viewer_save_as.bmp");
-    viewer.answer(IDCANCEL);
+    const viewer_driver fax("fax.tif");
+    ASSERT_TRUE(fax.title_becomes("1 bit"));
+    keep(fax, "viewer_fax_fit.bmp");
+    fax.command(IDM_ACTUAL_SIZE);
+    SendMessageA(fax.picture(), WM_KEYDOWN, VK_HOME, 0);
+    keep(fax, "viewer_fax_actual_size.bmp");
+    EXPECT_EQ(fax.close(), 0U);
+    const viewer_driver photo("photo.jpg");
+    ASSERT_TRUE(photo.title_becomes("24 bits"));
+    keep(photo, "viewer_photo.bmp");
+    photo.post(IDM_PRINT_TONE);
+    EXPECT_TRUE(photo.dialog());
+    keep(photo, "viewer_print_tone.bmp");
 }

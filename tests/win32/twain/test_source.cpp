@@ -2,7 +2,7 @@
 // manager. The environment variable TREVOLAN_TEST_PAGES says how many.
 
 #include "scan/twain.h"
-#include "tests/win32/twain/mock_dib.h"
+#include "tests/win32/twain/mock_manager.h"
 
 #include <cstdlib>
 
