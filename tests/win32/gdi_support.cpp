@@ -21,15 +21,6 @@ std::vector<color> read_pixels(HDC dc, int32_t width, int32_t height)
     return pixels;
 }
 
-test_dib random_dib(int32_t width, int32_t height, int32_t bits)
-{
-    test_dib dib(width, height, bits);
-    dib.fill_random(static_cast<uint32_t>(width * 7 + height * 3 + bits));
-    for (int i = 0; bits > 1 && bits < 24 && i < 1 << bits; ++i)
-        dib.set_color(i, i * 83 & 255, i * 151 & 255, i * 211 & 255);
-    return dib;
-}
-
 LRESULT CALLBACK window_procedure(HWND window, UINT message, WPARAM w, LPARAM l)
 {
     if (message == WM_ERASEBKGND) return 1;
@@ -51,7 +42,8 @@ HWND create_window()
 } // namespace
 
 test_picture::test_picture(int32_t width, int32_t height, int32_t bits)
-    : dib(random_dib(width, height, bits)), handle(dib.create()), copy(copy_image(handle))
+    : dib(random_dib(width, height, bits, 1, static_cast<uint32_t>(width * height))),
+      handle(dib.create()), copy(copy_image(handle))
 {
 }
 

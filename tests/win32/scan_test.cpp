@@ -31,15 +31,10 @@ private:
 
 class scripted_scan : public testing::Test {
 protected:
-    scripted_scan() : file_(program_file("twain32_mock.dll"), windows_file("TWAIN32.DLL"))
-    {
-        *state = mock_state();
-    }
+    scripted_scan() { *state = mock_state(); }
     ~scripted_scan() override
     {
-        EXPECT_FALSE(state->manager_open) << "the manager stayed open";
-        EXPECT_FALSE(state->source_open) << "the source stayed open";
-        EXPECT_FALSE(state->enabled) << "the source stayed enabled";
+        EXPECT_EQ(state->open, 0) << "manager or source stayed open";
         EXPECT_EQ(GetModuleHandleA("TWAIN32.DLL"), nullptr) << "the manager stayed loaded";
         // The lowest handle is free.
         EXPECT_EQ(image_guard(test_dib(1, 1, 1).create()), 0) << "an image leaked";
@@ -54,32 +49,11 @@ protected:
         state->fail_message = message;
         state->fail_code = code;
     }
-    // "argument/message" of every call, events left out.
-    std::string sequence() const
-    {
-        std::string text;
-        for (int i = 0; i < state->call_count; ++i) {
-            const mock_call& call = state->calls[i];
-            char entry[32];
-            std::snprintf(entry, sizeof entry, "%x/%x ", call.argument, call.message);
-            if (call.argument != argument_event) text += entry;
-        }
-        return text;
-    }
-    // The data of a call; zeros when there was none.
-    template <class Data> Data sent(uint16_t argument, uint16_t message) const
-    {
-        Data data{};
-        for (int i = state->call_count; i-- > 0;)
-            if (state->calls[i].argument == argument && state->calls[i].message == message)
-                std::memcpy(&data, state->calls[i].data, sizeof data);
-        return data;
-    }
 
     const mock_script state;
 
 private:
-    installed_file file_;
+    const installed_file file_{program_file("twain32_mock.dll"), windows_file("TWAIN32.DLL")};
 };
 
 void expect_page(int32_t handle, int page)
@@ -103,8 +77,8 @@ void expect_pages(const temp_file& file, int pages)
                     page);
 }
 
-constexpr const char* whole_sequence =
-    "4/301 3/401 101/1 101/6 9/502 104/1 5/701 9/501 3/402 4/302 ";
+const std::string opened = "4/301 3/401 >101/1 >101/6 >9/502 ";
+const std::string closed = ">9/501 3/402 4/302 ";
 
 } // namespace
 
@@ -119,100 +93,72 @@ TEST(scan, without_a_source_manager)
     EXPECT_EQ(IMG_scan_acquire(nullptr, 1), -17);
 }
 
-TEST_F(scripted_scan, one_page_takes_every_step_in_order_with_the_published_data)
+TEST_F(scripted_scan, one_page_with_the_published_data)
 {
     const auto parent = reinterpret_cast<HWND>(0x1234);
     expect_page(image_guard(IMG_scan_acquire(parent, 1)), 0);
-    EXPECT_EQ(sequence(), whole_sequence);
-    EXPECT_EQ(sent<HWND>(argument_parent, message_open_manager), parent);
-    EXPECT_FALSE(state->calls[1].to_source);
-    EXPECT_TRUE(state->calls[2].to_source);
-
-    identity expected{};
-    expected.number = {1, 0, 13, 1, "Trevolan vers 4.0"};
-    expected.protocol_major = 1;
-    expected.supported_groups = 3;
-    std::strcpy(expected.manufacturer, "Trevolan");
-    std::strcpy(expected.product_family, "Trevolan DLL");
-    std::strcpy(expected.product_name, "Application");
-    EXPECT_EQ(std::memcmp(state->calls[0].origin, &expected, sizeof expected), 0);
-
+    EXPECT_EQ(state->calls, opened + ">104/1 >5/701 " + closed);
+    identity caller{};
+    caller.number = {1, 0, 13, 1, "Trevolan vers 4.0"};
+    caller.protocol_major = 1;
+    caller.supported_groups = 3;
+    std::strcpy(caller.manufacturer, "Trevolan");
+    std::strcpy(caller.product_family, "Trevolan DLL");
+    std::strcpy(caller.product_name, "Application");
+    EXPECT_EQ(std::memcmp(&state->caller, &caller, sizeof caller), 0);
     image_info proposal{};
     proposal.x_resolution = proposal.y_resolution = {300, 1};
     proposal.width = 2000;
     proposal.length = 3000;
     proposal.samples_per_pixel = proposal.bits_per_sample[0] = 1;
     proposal.planar = 1;
-    const auto proposed = sent<image_info>(argument_image_info, message_set);
-    EXPECT_EQ(std::memcmp(&proposed, &proposal, sizeof proposal), 0);
-
-    const auto shown = sent<user_interface>(argument_user_interface, message_enable_source);
-    EXPECT_EQ(shown.show_ui, 1);
-    EXPECT_EQ(shown.parent, parent);
+    EXPECT_EQ(std::memcmp(&state->proposal, &proposal, sizeof proposal), 0);
+    EXPECT_EQ(state->parent, parent);
+    EXPECT_EQ(state->shown.parent, parent);
+    EXPECT_EQ(state->shown.show_ui, 1);
 }
 
-TEST_F(scripted_scan, a_failure_at_each_step_closes_what_was_opened)
+TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
 {
+    using enum mock_event;
     const struct {
-        uint16_t argument, message;
-        int32_t expected;
-        const char* sequence;
-    } rows[] = {
-        {argument_parent, message_open_manager, -16, "4/301 "},
-        {argument_identity, message_open_source, -16, "4/301 3/401 4/302 "},
-        {argument_user_interface, message_enable_source, -16,
-         "4/301 3/401 101/1 101/6 9/502 3/402 4/302 "},
-        {argument_pending_transfers, message_end_transfer, 0, whole_sequence},
-    };
-    for (const auto& r : rows) {
-        refuse(r.argument, r.message);
-        const image_guard result(IMG_scan_acquire(nullptr, 0));
-        EXPECT_EQ(result, r.expected);
-        EXPECT_EQ(sequence(), r.sequence);
-    }
-    refuse(argument_image_info, message_get);
-    EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), -18);
-    EXPECT_EQ(sequence(), "4/301 3/401 101/1 101/6 9/502 101/1 5/7 9/501 3/402 4/302 ");
-}
-
-TEST_F(scripted_scan, pictures)
-{
-    const struct {
+        uint16_t argument, message; // refused
+        mock_event events[4];
         mock_picture picture;
         int32_t expected;
-    } rows[] = {{mock_picture::cancel, -18},      {mock_picture::failure, -1},
-                {mock_picture::small_handle, -1}, {mock_picture::cut_block, -1},
-                {mock_picture::no_dib, -1},       {mock_picture::huge_table, -1},
-                {mock_picture::short_table, 0}};
-    for (const auto& r : rows) {
-        SCOPED_TRACE(static_cast<int>(r.picture));
-        *state = mock_state();
-        state->pictures[0] = r.picture;
-        const image_guard result(IMG_scan_acquire(nullptr, 1));
-        EXPECT_EQ(result, r.expected);
-        if (result >= 0) expect_page(result, 0);
-    }
-}
-
-TEST_F(scripted_scan, source_events)
-{
-    const struct {
-        const char* what;
-        mock_event events[4];
-        int32_t expected;
+        std::string calls;
     } rows[] = {
-        {"close request", {mock_event::close_request}, -18},
-        {"events of others first",
-         {mock_event::not_for_source, mock_event::handled, mock_event::transfer_ready},
-         0},
-        {"the source disappears", {mock_event::handled, mock_event::failure}, -18},
-        {"the program ends", {mock_event::quit}, -18},
+        {argument_parent, message_open_manager, {}, {}, -16, "4/301 "},
+        {argument_identity, message_open_source, {}, {}, -16, "4/301 3/401 4/302 "},
+        {argument_user_interface, message_enable_source, {}, {}, -16, opened + "3/402 4/302 "},
+        {argument_pending_transfers,
+         message_end_transfer,
+         {transfer_ready},
+         {},
+         0,
+         opened + ">104/1 >5/701 " + closed},
+        {0, 0, {close_request}, {}, -18, opened + closed},
+        {0, 0, {not_for_source, handled, transfer_ready}, {}, 0, ""},
+        {0, 0, {handled, source_gone}, {}, -18, opened + closed},
+        {0, 0, {transfer_ready}, mock_picture::cancel, -18, ""},
+        {0, 0, {transfer_ready}, mock_picture::failure, -1, ""},
+        {0, 0, {transfer_ready}, mock_picture::small_handle, -1, ""},
+        {0, 0, {transfer_ready}, mock_picture::cut_block, -1, ""},
+        {0, 0, {transfer_ready}, mock_picture::no_dib, -1, ""},
+        {0, 0, {transfer_ready}, mock_picture::huge_table, -1, ""},
+        {0, 0, {transfer_ready}, mock_picture::short_table, 0, ""},
+        {0, 0, {quit}, {}, -18, opened + closed},
     };
     for (const auto& r : rows) {
-        SCOPED_TRACE(r.what);
-        *state = mock_state();
+        SCOPED_TRACE(&r - rows);
+        refuse(r.argument, r.message);
         std::copy(std::begin(r.events), std::end(r.events), state->events);
-        EXPECT_EQ(image_guard(IMG_scan_acquire(nullptr, 1)), r.expected);
+        state->pictures[0] = r.picture;
+        const image_guard result(IMG_scan_acquire(nullptr, 0));
+        EXPECT_EQ(result, r.expected);
+        if (result >= 0) expect_page(result, 0);
+        EXPECT_TRUE(r.calls.empty() || r.calls == state->calls) << state->calls;
+        EXPECT_EQ(state->open, 0);
     }
     // The program's own loop must learn that it is to end.
     MSG message;
@@ -223,60 +169,55 @@ TEST_F(scripted_scan, one_page_drops_the_others_that_are_pending)
 {
     state->pages = 3;
     expect_page(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
-    EXPECT_EQ(sequence(),
-              "4/301 3/401 101/1 101/6 9/502 104/1 5/701 5/701 5/701 9/501 3/402 4/302 ");
+    EXPECT_EQ(state->calls, opened + ">104/1 >5/701 >5/701 >5/701 " + closed);
     // A count that never falls comes to an end.
     *state = mock_state();
     state->endless_pending = true;
     EXPECT_EQ(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
 }
 
-TEST_F(scripted_scan, pages_into_numbered_files)
+TEST_F(scripted_scan, pages_into_numbered_files_end_with_the_first_that_fails)
 {
     const std::string names[] = {"scan_00000000.img", "scan_00000001.img", "scan_00000002.img"};
     write_file(names[1], {1, 2, 3});
     state->pages = 3;
     EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), 0);
-    EXPECT_EQ(sequence(), "4/301 3/401 101/1 101/6 9/502 101/1 104/1 5/701 104/1 5/701 104/1 5/701 "
-                          "9/501 3/402 4/302 ");
-    for (int page = 0; page < 3; ++page) {
+    EXPECT_EQ(state->calls, opened + ">101/1 >104/1 >5/701 >104/1 >5/701 >104/1 >5/701 " + closed);
+    for (int page = 0; page < 3; ++page)
         expect_page(image_guard(IMG_decompress_bitmap(names[page].c_str())), page);
-        std::remove(names[page].c_str());
-    }
-    *state = mock_state();
-    EXPECT_EQ(IMG_scan_pages(nullptr, nullptr, 1, 1), 0);
-    EXPECT_EQ(std::remove("00000000.img"), 0);
-}
-
-TEST_F(scripted_scan, pages_that_fail_end_the_run)
-{
     const struct {
-        const char* what;
         mock_picture second;
         const char* prefix;
         int32_t type, expected;
     } rows[] = {
-        {"cancelled", mock_picture::cancel, "scan_", 1, -18},
-        {"no picture", mock_picture::failure, "scan_", 1, -1},
-        {"cannot be created", mock_picture::page, "no such directory\\x", 1, -6},
-        {"depth that the type cannot hold", mock_picture::page, "scan_", 12, -7},
-        {"one file without a name", mock_picture::page, nullptr, 10, -6},
-        {"one file with an empty name", mock_picture::page, "", 0, -6},
+        {mock_picture::cancel, "scan_", 1, -18},
+        {mock_picture::failure, "scan_", 1, -1},
+        {{}, "no such directory\\x", 1, -6},
+        {{}, "scan_", 12, -7}, // of more than 1 bit
+        {{}, nullptr, 10, -6},
+        {{}, "", 0, -6}, // one file needs its name
+        {{}, nullptr, 1, 0},
     };
     for (const auto& r : rows) {
-        SCOPED_TRACE(r.what);
+        SCOPED_TRACE(&r - rows);
         *state = mock_state();
         state->pages = 3;
         state->pictures[1] = r.second;
         EXPECT_EQ(IMG_scan_pages(nullptr, r.prefix, r.type, 1), r.expected);
-        std::remove("scan_00000000.img");
     }
+    for (const std::string& name : names) {
+        std::remove(name.c_str());
+        EXPECT_EQ(std::remove(name.substr(5).c_str()), 0) << "there is no prefix";
+    }
+    refuse(argument_image_info, message_get);
+    EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), -18);
+    EXPECT_EQ(state->calls, opened + ">101/1 >5/7 " + closed);
 }
 
 TEST_F(scripted_scan, choosing_a_source)
 {
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
-    EXPECT_EQ(sequence(), "4/301 3/3 3/403 4/302 ");
+    EXPECT_STREQ(state->calls, "4/301 3/3 3/403 4/302 ");
     refuse(argument_identity, message_user_select, return_cancel);
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
     refuse(argument_parent, message_open_manager);
@@ -292,7 +233,7 @@ TEST_F(scripted_scan, by_the_menu_of_the_viewer)
     const viewer_driver viewer(file.name());
     ASSERT_TRUE(viewer.title_becomes("20 x 30"));
     viewer.command(IDM_SCAN_SELECT);
-    EXPECT_EQ(sequence(), "4/301 3/3 3/403 4/302 ");
+    EXPECT_STREQ(state->calls, "4/301 3/3 3/403 4/302 ");
 
     // A scan that the user gives up is told in passing, and leaves the picture alone.
     *state = mock_state();
@@ -308,8 +249,8 @@ TEST_F(scripted_scan, by_the_menu_of_the_viewer)
     *state = mock_state();
     viewer.command(IDM_SCAN_PAGE);
     EXPECT_TRUE(viewer.title_becomes("Scanned page* - 75 x 40, 1 bit"));
-    EXPECT_EQ(sequence(), whole_sequence);
-    EXPECT_EQ(sent<HWND>(argument_parent, message_open_manager), viewer.frame());
+    EXPECT_EQ(state->calls, opened + ">104/1 >5/701 " + closed);
+    EXPECT_EQ(state->parent, viewer.frame());
     viewer.post(IDM_SAVE_AS);
     ASSERT_TRUE(viewer.answer_file(saved.name()));
     EXPECT_TRUE(viewer.status_becomes("Saved as"));
@@ -329,51 +270,30 @@ TEST_F(scripted_scan, by_the_menu_of_the_viewer)
     EXPECT_EQ(viewer.close(), 0U);
 }
 
-namespace {
-
-// Wine's manager keeps a source loaded after closing it; only our own references are ours to
-// give back, so the test takes the module down itself.
-class unloaded_module {
-public:
-    explicit unloaded_module(const std::string& name) : name_(name) {}
-    ~unloaded_module()
-    {
-        while (HMODULE module = GetModuleHandleA(name_.c_str()))
-            FreeLibrary(module);
-    }
-
-private:
-    std::string name_;
-};
-
-// A file moved out of sight for the length of a test.
-class hidden_file {
-public:
-    explicit hidden_file(const std::string& name) : name_(name)
-    {
-        MoveFileA(name_.c_str(), (name_ + ".off").c_str());
-    }
-    ~hidden_file() { MoveFileA((name_ + ".off").c_str(), name_.c_str()); }
-
-private:
-    std::string name_;
-};
-
-} // namespace
-
 // Wine's manager knows its two sources by name and opens the first that it finds: ours takes
 // the place of one, and the other goes out of sight.
 TEST(system_scan, pages_through_the_systems_source_manager)
 {
-    const std::string place = windows_file("twain_32\\sane.ds");
-    const installed_file manager(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL"));
-    const hidden_file camera(windows_file("twain_32\\gphoto2.ds")), scanner(place);
-    const installed_file source(program_file("test_source.ds"), place);
-    const unloaded_module module(place);
-    SetEnvironmentVariableA("TREVOLAN_TEST_PAGES", "1");
-    expect_page(image_guard(IMG_scan_acquire(GetDesktopWindow(), 0)), 0);
-    SetEnvironmentVariableA("TREVOLAN_TEST_PAGES", "10");
-    const temp_file file(".tif");
-    EXPECT_GE(IMG_scan_pages(GetDesktopWindow(), file.name(), 10, 0), 0);
-    expect_pages(file, 10);
+    const std::string camera = windows_file("twain_32\\gphoto2.ds");
+    const std::string scanner = windows_file("twain_32\\sane.ds");
+    for (const std::string& name : {camera, scanner})
+        MoveFileA(name.c_str(), (name + ".off").c_str());
+    {
+        const installed_file manager(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL"));
+        const installed_file source(program_file("twain32_mock.dll"), scanner);
+        const mock_script state;
+        *state = mock_state();
+        expect_page(image_guard(IMG_scan_acquire(GetDesktopWindow(), 0)), 0);
+        *state = mock_state();
+        state->pages = 10;
+        const temp_file file(".tif");
+        EXPECT_GE(IMG_scan_pages(GetDesktopWindow(), file.name(), 10, 0), 0);
+        expect_pages(file, 10);
+        EXPECT_EQ(state->open, 0);
+        // Wine's manager keeps a source loaded after closing it.
+        while (HMODULE module = GetModuleHandleA(scanner.c_str()))
+            FreeLibrary(module);
+    }
+    for (const std::string& name : {camera, scanner})
+        MoveFileA((name + ".off").c_str(), name.c_str());
 }

@@ -1,18 +1,8 @@
-// mock_manager.h - a source manager for tests: it plays a script and records every triplet.
-// Script and record lie in memory that the test shares with the process that scans.
+// mock_manager.h - a source manager and data source for tests: they play a script and record
+// what they are asked, in memory that the test shares with the process that scans.
 #pragma once
 
-#include <cstdint>
-#include <cstring>
-#include <windows.h>
-
-struct mock_call {
-    uint32_t group;
-    uint16_t argument, message;
-    bool to_source;      // a destination was given
-    uint8_t origin[156]; // identity of the caller
-    uint8_t data[156];   // as it came in, as much as the triplet has
-};
+#include "scan/twain.h"
 
 // What the source answers to the events that the client passes on, one after the other.
 enum class mock_event : uint8_t {
@@ -20,7 +10,7 @@ enum class mock_event : uint8_t {
     not_for_source,
     handled,
     transfer_ready,
-    failure,
+    source_gone,
     quit, // the program is told to end
 };
 
@@ -39,16 +29,19 @@ enum class mock_picture : uint8_t {
 struct mock_state {
     // The script.
     uint16_t fail_argument = 0, fail_message = 0, fail_code = 1; // this triplet is refused
-    mock_event events[16] = {mock_event::transfer_ready};
-    mock_picture pictures[16] = {};
+    mock_event events[4] = {mock_event::transfer_ready};
+    mock_picture pictures[2] = {}; // behind them pages
     uint16_t pages = 1;
     bool endless_pending = false;
 
     // What happened.
-    mock_call calls[400];
-    int call_count = 0;
+    char calls[4000] = ""; // "argument/message " of all but events, ">" before those to the source
+    twain::identity caller{};
+    twain::image_info proposal{};
+    twain::user_interface shown{};
+    HWND parent = nullptr;
     int next_event = 0, next_picture = 0;
-    bool manager_open = false, source_open = false, enabled = false;
+    int open = 0; // of manager, source, and the source enabled
 };
 
 /// The shared script as long as it lives.
@@ -76,33 +69,10 @@ private:
     mock_state* state_;
 };
 
-/// Size of the pages that the test manager and the test source make.
 inline constexpr int mock_width = 75, mock_height = 40;
 
 /// Pixel of a page: 1 white, 0 black.
 inline bool mock_pixel(int page, int x, int y)
 {
     return ((x * 7 + y * 3 + page * 11) / 5 & 1) != 0;
-}
-
-/// The packed DIB of a page with two colours, 1 or 8 bits a pixel.
-inline HGLOBAL mock_make_page(int page, int bits = 1)
-{
-    const int stride = (mock_width * bits + 31) / 32 * 4;
-    const BITMAPINFOHEADER header{
-        sizeof header,         mock_width, mock_height, 1, static_cast<WORD>(bits), BI_RGB, 0, 0, 0,
-        bits == 1 ? 0UL : 2UL, 0};
-    HGLOBAL block =
-        GlobalAlloc(GHND, sizeof header + 8 + static_cast<size_t>(stride * mock_height));
-    auto* bytes = static_cast<uint8_t*>(GlobalLock(block));
-    std::memcpy(bytes, &header, sizeof header);
-    std::memset(bytes + sizeof header + 4, 0xFF, 3);
-    for (int y = 0; y < mock_height; ++y) {
-        uint8_t* row = bytes + sizeof header + 8 + (mock_height - 1 - y) * stride;
-        for (int x = 0; x < mock_width; ++x)
-            row[x * bits / 8] |=
-                static_cast<uint8_t>(mock_pixel(page, x, y) << (bits == 1 ? 7 - x % 8 : 0));
-    }
-    GlobalUnlock(block);
-    return block;
 }
