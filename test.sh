@@ -45,6 +45,8 @@ stage_asan() {
 use_wine() {
   export WINEARCH=win32 WINEDEBUG=-all WINEPREFIX=$here/build/wine HOME=$here/build/wine-home
   export WINEDLLOVERRIDES="mscoree,mshtml="
+  # In the C locale file names could have ASCII letters only.
+  export LC_ALL=C.UTF-8
   mkdir -p "$HOME"
 }
 

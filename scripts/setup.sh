@@ -6,7 +6,7 @@
 set -u
 
 run_packages=(ninja-build cmake g++ libcli11-dev)
-test_packages=(clang clang-format llvm lld ccache pkg-config python3
+test_packages=(clang libclang-rt-dev clang-format llvm lld ccache pkg-config python3
   googletest libgtest-dev libgmock-dev libbenchmark-dev g++-mingw-w64-i686-posix
   libtiff-dev libtiff-tools libjpeg62-turbo-dev libjpeg-turbo-progs libgif-dev giflib-tools
   netpbm imagemagick libmagickwand-dev libleptonica-dev ghostscript graphicsmagick)
