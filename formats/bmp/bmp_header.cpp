@@ -147,11 +147,22 @@ void read_colors(bmp_header& bmp, const raw_info& raw, HFILE file, int32_t start
     }
 }
 
-// Black must be entry 0 of a 1-bit image.
+bool is_level(const RGBQUAD& color, BYTE level)
+{
+    return color.rgbBlue == level && color.rgbGreen == level && color.rgbRed == level;
+}
+
+// Black must be entry 0 of a 1-bit image. INTENDED: classic reading takes every table whose
+// first colour has no zero component for white and black; interchange mode keeps colours.
+bool is_white_first(const RGBQUAD* colors)
+{
+    if (interchange_mode()) return is_level(colors[0], 255) && is_level(colors[1], 0);
+    return colors[0].rgbBlue && colors[0].rgbGreen && colors[0].rgbRed;
+}
+
 void normalise_mono(bmp_header& bmp)
 {
-    const RGBQUAD first = bmp.dib.colors[0];
-    if (bmp.dib.info.biBitCount != 1 || !first.rgbBlue || !first.rgbGreen || !first.rgbRed) return;
+    if (bmp.dib.info.biBitCount != 1 || !is_white_first(bmp.dib.colors)) return;
     bmp.pixels = bmp_pixels::inverted;
     bmp.dib.colors[0] = {0, 0, 0, 0};
     bmp.dib.colors[1] = {255, 255, 255, 0};

@@ -1,6 +1,7 @@
 // bmp_rle.h - the run-length codes of bitmap files, both ways.
 #pragma once
 
+#include "core/byte_runs.h"
 #include "core/byte_stream.h"
 #include "core/codec.h"
 
@@ -18,7 +19,7 @@ int32_t decode_bmp_rle4(HFILE file, const BITMAPINFOHEADER& info, const row_sink
 void save_bmp8_raster(byte_sink& out, uint8_t* row, int32_t width);
 void save_bmp4_raster(byte_sink& out, uint8_t* row, int32_t width);
 
-inline constexpr size_t bmp_rle_row_slack = 64;
+inline constexpr size_t bmp_rle_row_slack = run_slack_bytes;
 
 /// Most bytes that a row of either code can need, its end of line included.
 inline constexpr size_t bmp_rle_row_bytes(int32_t width)

@@ -3,75 +3,41 @@
 
 #include "formats/bmp/bmp_rle.h"
 
+#include "core/byte_runs.h"
 #include "core/settings.h"
 #include "formats/bmp/bmp_file.h"
 
 #include <algorithm>
-#include <bit>
-#include <emmintrin.h>
 
 namespace {
 
 struct rle_rule {
-    int32_t literal_start; // bytes that an absolute run takes without looking
-    int32_t longest;       // bytes in any run
-    int32_t pixels_per_byte;
+    size_t literal_start; // bytes that an absolute run takes without looking
+    size_t longest;       // bytes in any run
+    size_t pixels_per_byte;
 };
 
 constexpr rle_rule rle8_rule{3, 255, 1};
 constexpr rle_rule rle4_rule{2, 127, 2};
 
-__m128i load16(const uint8_t* p)
-{
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-}
-
-uint32_t equal_mask(__m128i a, __m128i b)
-{
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)));
-}
-
-// Bytes from p on that equal p[0], at most limit.
-int32_t run_length(const uint8_t* p, int32_t limit)
-{
-    const __m128i value = _mm_set1_epi8(static_cast<char>(*p));
-    for (int32_t i = 0; i < limit; i += 16) {
-        const uint32_t mask = equal_mask(load16(p + i), value);
-        if (mask != 0xFFFF) return std::min(limit, i + std::countr_one(mask));
-    }
-    return limit;
-}
-
-// Bytes from p on that differ from the byte behind them, at most limit.
-int32_t literal_length(const uint8_t* p, int32_t limit)
-{
-    for (int32_t i = 0; i < limit; i += 16) {
-        const uint32_t mask = equal_mask(load16(p + i), load16(p + i + 1));
-        if (mask != 0) return std::min(limit, i + std::countr_zero(mask));
-    }
-    return std::max(limit, 0);
-}
-
 // Codes count bytes of row, of which row[count] differs from the last one.
-uint8_t* encode(uint8_t* out, const uint8_t* row, int32_t count, const rle_rule& rule)
+uint8_t* encode(uint8_t* out, const uint8_t* row, size_t count, const rle_rule& rule)
 {
-    int32_t i = 0;
-    while (i < count) {
+    for (size_t i = 0; i < count;) {
         // INTENDED: the last three bytes never start an absolute run.
-        if (row[i + 1] == row[i] || i >= count - 3) {
-            const int32_t length = run_length(row + i, std::min(rule.longest, count - i));
+        if (row[i + 1] == row[i] || i + 3 >= count) {
+            const size_t length = run_length(row + i, std::min(rule.longest, count - i));
             *out++ = static_cast<uint8_t>(length * rule.pixels_per_byte);
             *out++ = row[i];
             i += length;
             continue;
         }
-        const int32_t rest =
-            std::min(rule.longest - rule.literal_start, count - i - rule.literal_start);
-        const int32_t length =
-            rule.literal_start + literal_length(row + i + rule.literal_start, rest);
+        const size_t start = rule.literal_start;
+        const size_t most = std::min(rule.longest, count - i);
+        const size_t length = start + distance_to_pair(row + i + start, most - start);
         *out++ = 0;
         *out++ = static_cast<uint8_t>(length * rule.pixels_per_byte);
-        std::memcpy(out, row + i, static_cast<size_t>(length));
+        std::memcpy(out, row + i, length);
         out += length;
         if (length & 1) *out++ = 0;
         i += length;
@@ -97,7 +63,7 @@ void save_bmp8_raster(byte_sink& sink, uint8_t* row, int32_t width)
 {
     row[width] = static_cast<uint8_t>(~row[width - 1]);
     uint8_t* const start = sink.reserve(bmp_rle_row_bytes(width));
-    commit_to(sink, start, end_line(encode(start, row, width, rle8_rule)));
+    commit_to(sink, start, end_line(encode(start, row, static_cast<size_t>(width), rle8_rule)));
 }
 
 void save_bmp4_raster(byte_sink& sink, uint8_t* row, int32_t width)
@@ -106,7 +72,7 @@ void save_bmp4_raster(byte_sink& sink, uint8_t* row, int32_t width)
     // Other programs see a run that leaves the row; in interchange mode the last pixel goes
     // alone.
     const bool last_alone = interchange_mode() && (width & 1);
-    const int32_t count = last_alone ? width / 2 : (width + 1) / 2;
+    const auto count = static_cast<size_t>(last_alone ? width / 2 : (width + 1) / 2);
     const uint8_t last = row[width / 2];
     uint8_t* const start = sink.reserve(bmp_rle_row_bytes(width));
     uint8_t* out = start;
