@@ -11,45 +11,43 @@
 
 enum class fault_kind { allocation, lock, failed_read, short_read, failed_write, short_write };
 
+/// How the calls of each kind are made to fail, and how they are counted.
+struct fault_row {
+    const char* name;
+    uint32_t platform_faults::*number;
+    uint32_t platform_counts::*places;
+};
+inline constexpr fault_row fault_rows[] = {
+    {"allocation", &platform_faults::fail_allocation, &platform_counts::allocations},
+    {"lock", &platform_faults::fail_lock, &platform_counts::locks},
+    {"failed read", &platform_faults::fail_read, &platform_counts::reads},
+    {"short read", &platform_faults::short_read, &platform_counts::reads},
+    {"failed write", &platform_faults::fail_write, &platform_counts::writes},
+    {"short write", &platform_faults::short_write, &platform_counts::writes},
+};
+
+inline const fault_row& row_of(fault_kind kind)
+{
+    return fault_rows[static_cast<int>(kind)];
+}
 inline const char* fault_name(fault_kind kind)
 {
-    switch (kind) {
-    case fault_kind::allocation: return "allocation";
-    case fault_kind::lock: return "lock";
-    case fault_kind::failed_read: return "failed read";
-    case fault_kind::short_read: return "short read";
-    case fault_kind::failed_write: return "failed write";
-    case fault_kind::short_write: return "short write";
-    }
-    return "";
+    return row_of(kind).name;
 }
-
+inline uint32_t fault_points(fault_kind kind, const platform_counts& counts)
+{
+    return counts.*row_of(kind).places;
+}
 inline platform_faults fault_at(fault_kind kind, uint32_t number)
 {
     platform_faults faults;
     faults.moving_heap = true;
-    switch (kind) {
-    case fault_kind::allocation: faults.fail_allocation = number; break;
-    case fault_kind::lock: faults.fail_lock = number; break;
-    case fault_kind::failed_read: faults.fail_read = number; break;
-    case fault_kind::short_read: faults.short_read = number; break;
-    case fault_kind::failed_write: faults.fail_write = number; break;
-    case fault_kind::short_write: faults.short_write = number; break;
-    }
+    faults.*row_of(kind).number = number;
     return faults;
 }
-
-inline uint32_t fault_points(fault_kind kind, const platform_counts& counts)
+inline bool is_memory_fault(fault_kind kind)
 {
-    switch (kind) {
-    case fault_kind::allocation: return counts.allocations;
-    case fault_kind::lock: return counts.locks;
-    case fault_kind::failed_read:
-    case fault_kind::short_read: return counts.reads;
-    case fault_kind::failed_write:
-    case fault_kind::short_write: return counts.writes;
-    }
-    return 0;
+    return kind == fault_kind::allocation || kind == fault_kind::lock;
 }
 
 inline constexpr std::initializer_list<fault_kind> memory_faults = {fault_kind::allocation,
@@ -98,27 +96,19 @@ void sweep_faults(std::initializer_list<fault_kind> kinds, Operation operation, 
         EXPECT_EQ(after.live_locks, before.live_locks) << "a lock leaked";
         return std::pair(result, sweep_used().locks ? sweep_used() : after);
     };
-    platform_faults none;
-    none.moving_heap = true;
     operation(); // tables that grow once have grown
-    const auto [clean_result, counts] = run(none);
+    const auto [clean_result, counts] = run(fault_at(kinds.begin()[0], 0));
     EXPECT_GE(clean_result, 0) << "the operation fails without a fault";
-    for (fault_kind kind : kinds) {
+    for (const fault_kind kind : kinds) {
         const uint32_t points = fault_points(kind, counts);
         const uint32_t step = std::max(1u, points / most_points);
         for (uint32_t n = 1; n <= points; n += step) {
             SCOPED_TRACE(testing::Message()
                          << fault_name(kind) << " number " << n << " of " << points);
-            const auto [result, used] = run(fault_at(kind, n));
-            check(kind, result);
+            check(kind, run(fault_at(kind, n)).first);
             if (testing::Test::HasFailure()) return;
         }
     }
-}
-
-inline bool is_memory_fault(fault_kind kind)
-{
-    return kind == fault_kind::allocation || kind == fault_kind::lock;
 }
 
 /// Loads a file by name with every place failing: -1 where memory was at fault, else a code

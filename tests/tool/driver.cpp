@@ -9,48 +9,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
 namespace fs = std::filesystem;
 
-std::vector<std::string> split_arguments(const std::string& line)
-{
-    std::vector<std::string> words;
-    bool quoted = false, open = false;
-    for (const char c : line) {
-        if (c == '\'') {
-            quoted = !quoted;
-            if (!open) words.emplace_back();
-            open = true;
-        } else if (c == ' ' && !quoted) {
-            open = false;
-        } else {
-            if (!open) words.emplace_back();
-            open = true;
-            words.back() += c;
-        }
-    }
-    return words;
-}
+namespace {
 
 std::string read_text(const std::string& name)
 {
     const byte_vector bytes = read_file(name);
     std::string text(bytes.begin(), bytes.end());
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    std::erase(text, '\r');
     return text;
-}
-
-std::vector<std::string> tool_command()
-{
-    const char* other = std::getenv("TREVOLAN_TOOL_COMMAND");
-    return split_arguments(other ? other : TREVOLAN_TOOL);
-}
-
-void redirect(int stream, const std::string& name)
-{
-    const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (file < 0 || dup2(file, stream) < 0) _exit(126);
 }
 
 } // namespace
@@ -59,9 +27,8 @@ void tool_test::SetUp()
 {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     directory_ = fs::absolute(std::string("tool_test_files/") + test->test_suite_name() + "." +
-                              test->name() + "." + std::to_string(getpid()))
+                              test->name() + "." + std::to_string(getpid()) + "/work")
                      .string();
-    directory_ += "/work";
     fs::create_directories(directory_);
 }
 
@@ -72,19 +39,12 @@ void tool_test::TearDown()
 
 pid_t tool_test::start(const std::string& arguments)
 {
-    std::vector<std::string> words = tool_command();
-    for (std::string& word : split_arguments(arguments))
-        words.push_back(std::move(word));
+    const char* other = std::getenv("TREVOLAN_TOOL_COMMAND");
+    const std::string command = std::string("exec ") + (other ? other : "'" TREVOLAN_TOOL "'") +
+                                " " + arguments + " >../stdout 2>../stderr";
     const pid_t process = fork();
     if (process != 0) return process;
-    std::vector<char*> argv;
-    for (std::string& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    redirect(STDOUT_FILENO, directory_ + "/../stdout");
-    redirect(STDERR_FILENO, directory_ + "/../stderr");
-    if (chdir(directory_.c_str()) != 0) _exit(126);
-    execvp(argv[0], argv.data());
+    if (chdir(directory_.c_str()) == 0) execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     _exit(127);
 }
 
@@ -104,9 +64,11 @@ tool_result tool_test::run(const std::string& arguments)
     return wait_for(start(arguments));
 }
 
-bool tool_test::exists(const std::string& name) const
+void tool_test::expect_done(const std::string& arguments)
 {
-    return fs::exists(path(name));
+    const tool_result result = run(arguments);
+    EXPECT_EQ(result.code, 0) << arguments;
+    EXPECT_EQ(result.error, "") << arguments;
 }
 
 std::string tool_test::listing(const std::string& sub_directory) const
@@ -126,13 +88,9 @@ void tool_test::use_sample(const std::string& sample, const std::string& name)
     fs::copy_file(TREVOLAN_TEST_DATA "/" + sample, path(name));
 }
 
-void tool_test::make_bmp(const std::string& name, int32_t width, int32_t height, int32_t bits,
-                         uint32_t seed)
+void tool_test::make_bmp(const std::string& name, const test_dib& dib)
 {
-    test_dib dib(width, height, bits);
-    dib.fill_random(seed);
-    const image_guard image(dib.create());
-    ASSERT_GE(IMG_save_bitmap(image, path(name).c_str(), 1), 0);
+    ASSERT_GE(IMG_save_bitmap(image_guard(dib.create()), path(name).c_str(), 1), 0);
 }
 
 image_copy tool_test::load(const std::string& name, int32_t page)

@@ -20,23 +20,23 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Arguments with spaces between them, quoted by 'apostrophes' where they hold some.
+    /// Arguments as a shell takes them.
     tool_result run(const std::string& arguments);
     /// The same without waiting.
     pid_t start(const std::string& arguments);
     tool_result wait_for(pid_t process);
+    /// Fails the test unless the tool ends with 0 and says nothing on standard error.
+    void expect_done(const std::string& arguments);
 
     /// Path of a file of the test's directory, for the test itself.
     std::string path(const std::string& name) const { return directory_ + "/" + name; }
-    bool exists(const std::string& name) const;
     /// Names in the directory, sorted, with spaces between them.
     std::string listing(const std::string& sub_directory = "") const;
 
     /// Copies a sample of tests/data.
     void use_sample(const std::string& sample, const std::string& name);
-    /// Writes an uncompressed BMP with random pixels.
-    void make_bmp(const std::string& name, int32_t width, int32_t height, int32_t bits,
-                  uint32_t seed = 1);
+    /// Writes an uncompressed BMP.
+    void make_bmp(const std::string& name, const test_dib& dib);
     /// Loads a file's page with the library; fails the test when that fails.
     image_copy load(const std::string& name, int32_t page = 0);
 

@@ -4,14 +4,24 @@
 
 #include <algorithm>
 
+namespace {
+
+const std::string half_block = "\xE2\x96\x80";
+
+int64_t blocks_in(const std::string& text)
+{
+    return std::count(text.begin(), text.end(), half_block[2]);
+}
+
+} // namespace
+
 TEST_F(tool_test, info_tells_what_a_file_holds)
 {
     use_sample("chart_4_os2.bmp", "a.bmp");
-    const tool_result text = run("info a.bmp");
-    EXPECT_EQ(text.code, 0);
-    EXPECT_EQ(text.out, "a.bmp: bmp, 1 page, 1578 bytes\n"
-                        "  page 1: 61 x 47, 4 bit, 16 colours, BMP, uncompressed (type 1, bmp), "
-                        "1608 bytes in memory\n");
+    EXPECT_EQ(run("info a.bmp").out,
+              "a.bmp: bmp, 1 page, 1578 bytes\n"
+              "  page 1: 61 x 47, 4 bit, 16 colours, BMP, uncompressed (type 1, bmp), "
+              "1608 bytes in memory\n");
     const tool_result json = run("info --json a.bmp");
     EXPECT_EQ(json.code, 0);
     for (const char* part :
@@ -23,36 +33,37 @@ TEST_F(tool_test, info_tells_what_a_file_holds)
 
 TEST_F(tool_test, info_goes_on_behind_a_bad_file_but_fails)
 {
-    use_sample("chart_1.bmp", "a.bmp");
+    use_sample("chart_1.bmp", "\xC3\xA9.bmp");
     use_sample("chart_8_gray.bmp", "b.bmp");
     write_file(path("bad.bmp"), {'B', 'M'});
-    const tool_result text = run("info a.bmp bad.bmp missing.bmp b.bmp");
+    const tool_result text = run("info \xC3\xA9.bmp bad.bmp missing.bmp b.bmp");
     EXPECT_EQ(text.code, 1);
-    EXPECT_NE(text.out.find("a.bmp: bmp"), std::string::npos);
+    EXPECT_NE(text.out.find("\xC3\xA9.bmp: bmp"), std::string::npos);
     EXPECT_NE(text.out.find("256 greys"), std::string::npos);
     EXPECT_EQ(text.out.find("bad.bmp"), std::string::npos);
     EXPECT_NE(text.error.find("bad.bmp: reading page 1: "), std::string::npos);
     EXPECT_NE(text.error.find("missing.bmp: opening: "), std::string::npos);
     // Valid JSON also when the first or the last file fails.
     EXPECT_EQ(run("info --json missing.bmp").out, "[\n]\n");
-    const std::string json = run("info --json bad.bmp a.bmp missing.bmp").out;
-    EXPECT_EQ(json.find("[\n  {\"file\": \"a.bmp\""), 0u) << json;
+    const std::string json = run("info --json bad.bmp \xC3\xA9.bmp missing.bmp").out;
+    EXPECT_EQ(json.find("[\n  {\"file\": \"\xC3\xA9.bmp\""), 0u) << json;
     EXPECT_EQ(json.substr(json.size() - 5), "]}\n]\n") << json;
 }
 
 TEST_F(tool_test, types_lists_the_whole_table)
 {
-    const tool_result result = run("types");
-    EXPECT_EQ(result.code, 0);
-    IMGX_set_interchange(1);
+    const std::string text = run("types").out, json = run("types --json").out;
     IMGX_TYPE_INFO row;
     int32_t rows = 0;
-    for (; IMGX_get_type_info(rows, &row) == 0; ++rows)
-        EXPECT_NE(result.out.find(row.description), std::string::npos) << row.description;
-    IMGX_set_interchange(0);
-    EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), rows + 1);
-    EXPECT_NE(result.out.find("   1  bmp            bmp           yes    yes"), std::string::npos)
-        << result.out;
+    for (; IMGX_get_type_info(rows, &row) == 0; ++rows) {
+        EXPECT_NE(text.find(row.description), std::string::npos) << row.description;
+        EXPECT_NE(json.find(row.description), std::string::npos) << row.description;
+    }
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), rows + 1);
+    EXPECT_NE(text.find("   1  bmp            bmp           yes    yes"), std::string::npos);
+    EXPECT_NE(json.find("\"writes\": \"yes\", \"pages\": \"no\", \"depths\": [1,4,8,24]}"),
+              std::string::npos)
+        << json;
 }
 
 TEST_F(tool_test, show_paints_half_blocks_in_the_pictures_colours)
@@ -62,28 +73,13 @@ TEST_F(tool_test, show_paints_half_blocks_in_the_pictures_colours)
     dib.set_pixel(0, 0, 0xFF0000);
     dib.set_pixel(0, 1, 0x0000FF);
     dib.set_pixel(1, 0, 0xFFFFFF);
-    const image_guard image(dib.create());
-    ASSERT_GE(IMG_save_bitmap(image, path("a.bmp").c_str(), 1), 0);
-    const tool_result result = run("show a.bmp");
-    EXPECT_EQ(result.code, 0);
-    EXPECT_EQ(result.out, "\x1b[38;2;255;0;0;48;2;0;0;255m\xE2\x96\x80"
-                          "\x1b[38;2;255;255;255;48;2;0;0;0m\xE2\x96\x80\x1b[0m\n"
-                          "a.bmp: page 1, 2 x 2, 24 bit\n");
-}
-
-TEST_F(tool_test, show_fits_the_window)
-{
-    make_bmp("wide.bmp", 1000, 100, 1);
-    make_bmp("high.bmp", 40, 4000, 4);
-    const auto blocks_in = [](const std::string& line) {
-        int count = 0;
-        for (size_t at = 0; (at = line.find("\xE2\x96\x80", at)) != std::string::npos; ++at)
-            ++count;
-        return count;
-    };
-    const std::string wide = run("show wide.bmp").out; // 80 x 24 without a terminal
-    EXPECT_EQ(blocks_in(wide.substr(0, wide.find('\n'))), 80);
-    EXPECT_EQ(std::count(wide.begin(), wide.end(), '\n'), 4 + 1);
-    const std::string high = run("show high.bmp").out;
-    EXPECT_EQ(std::count(high.begin(), high.end(), '\n'), 22 + 1);
+    make_bmp("a.bmp", dib);
+    EXPECT_EQ(run("show a.bmp").out, "\x1b[38;2;255;0;0;48;2;0;0;255m" + half_block +
+                                         "\x1b[38;2;255;255;255;48;2;0;0;0m" + half_block +
+                                         "\x1b[0m\n" + "a.bmp: page 1, 2 x 2, 24 bit\n");
+    // The window has 80 x 24 characters where there is no terminal.
+    make_bmp("wide.bmp", test_dib(1000, 100, 1));
+    make_bmp("high.bmp", test_dib(40, 4000, 4));
+    EXPECT_EQ(blocks_in(run("show wide.bmp").out), 80 * 4);
+    EXPECT_EQ(blocks_in(run("show high.bmp").out), 22);
 }

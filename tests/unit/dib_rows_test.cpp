@@ -18,13 +18,13 @@ dib_header table(int32_t bits, const char* name)
     return header;
 }
 
-// Blue, green, red and grey of the first pixel of a one-row image.
+// Blue, green, red and grey of the first pixel of a row.
 std::array<uint16_t, 4> expand(const test_dib& dib, int32_t stored_row = 0)
 {
     const image_guard handle(dib.create());
     dib_lock image(handle);
-    std::array<uint16_t, 64 * 4> row{};
-    std::array<uint8_t, 256> buffer{};
+    std::array<uint16_t, 4 * 4> row{};
+    std::array<uint8_t, 16> buffer{};
     EXPECT_EQ(
         fetch_color_raster(image.object(), row.data(), buffer.data(), image.header(), stored_row),
         0);

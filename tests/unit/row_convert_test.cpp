@@ -4,6 +4,7 @@
 #include "core/packbits.h"
 #include "core/row_convert.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -28,10 +29,16 @@ bytes with_slack(bytes data)
     return data;
 }
 
-int pixel_of(const bytes& row, size_t x, int bits)
+// Pixels of a row, 0xRRGGBB at 24 bits.
+std::vector<int> pixels_of(const bytes& row, size_t width, size_t bits)
 {
-    const size_t bit = x * static_cast<size_t>(bits);
-    return row[bit / 8] >> (8 - bits - static_cast<int>(bit % 8)) & ((1 << bits) - 1);
+    std::vector<int> pixels;
+    for (size_t bit = 0; bit < width * bits; bit += bits) {
+        const uint8_t* p = &row[bit / 8];
+        pixels.push_back(bits == 24 ? p[0] | p[1] << 8 | p[2] << 16
+                                    : *p >> (8 - bits - bit % 8) & ((1 << bits) - 1));
+    }
+    return pixels;
 }
 
 } // namespace
@@ -39,18 +46,15 @@ int pixel_of(const bytes& row, size_t x, int bits)
 TEST(row_convert, planes_match_pixels_at_every_width)
 {
     for (size_t width = 1; width <= 70; ++width) {
-        const bytes bgr = random_bytes(3 * width, static_cast<uint32_t>(width), 1);
+        const bytes bgr = with_slack(random_bytes(3 * width, static_cast<uint32_t>(width), 1));
         bytes red = with_slack(bytes(width)), green = red, blue = red;
-        split_planes(with_slack(bgr).data(), red.data(), green.data(), blue.data(), width);
-        for (size_t x = 0; x < width; ++x) {
-            ASSERT_EQ(blue[x], bgr[3 * x]);
-            ASSERT_EQ(green[x], bgr[3 * x + 1]);
-            ASSERT_EQ(red[x], bgr[3 * x + 2]);
-        }
+        split_planes(bgr.data(), red.data(), green.data(), blue.data(), width);
         bytes back = with_slack(bytes(3 * width));
         interleave_planes(red.data(), green.data(), blue.data(), back.data(), width);
-        back.resize(3 * width);
-        ASSERT_EQ(back, bgr) << width;
+        const std::vector<int> pixels = pixels_of(bgr, width, 24);
+        for (size_t x = 0; x < width; ++x)
+            ASSERT_EQ(blue[x] | green[x] << 8 | red[x] << 16, pixels[x]);
+        ASSERT_EQ(pixels_of(back, width, 24), pixels);
     }
 }
 
@@ -58,47 +62,47 @@ TEST(row_convert, bit_planes_and_pairs_match_pixels_at_every_width)
 {
     for (size_t width = 1; width <= 40; ++width) {
         const size_t plane_bytes = (width + 7) / 8 + 1;
-        const bytes nibbles =
-            with_slack(random_bytes((width + 1) / 2, static_cast<uint32_t>(width), 1));
+        const auto seed = static_cast<uint32_t>(width);
+        const bytes nibbles = with_slack(random_bytes((width + 1) / 2, seed, 1));
         bytes planes = with_slack(bytes(4 * plane_bytes));
         split_bit_planes(nibbles.data(), width, planes.data(), plane_bytes);
         bytes back = with_slack(bytes((width + 1) / 2));
         merge_bit_planes(planes.data(), plane_bytes, 4, back.data(), width);
-        const bytes pairs = with_slack(random_bytes((width + 3) / 4, 7, 1));
+        const std::vector<int> pixels = pixels_of(nibbles, width, 4);
+        for (size_t x = 0; x < width; ++x)
+            for (size_t plane = 0; plane < 4; ++plane)
+                ASSERT_EQ(planes[plane * plane_bytes + x / 8] >> (7 - x % 8) & 1,
+                          pixels[x] >> plane & 1);
+        ASSERT_EQ(pixels_of(back, width, 4), pixels);
+
+        const bytes pairs = with_slack(random_bytes((width + 3) / 4, seed, 1));
         bytes wide = with_slack(bytes((width + 1) / 2));
         widen_2_to_4(pairs.data(), wide.data(), width);
-        for (size_t x = 0; x < width; ++x) {
-            int value = 0;
-            for (size_t plane = 0; plane < 4; ++plane)
-                value |= (planes[plane * plane_bytes + x / 8] >> (7 - x % 8) & 1) << plane;
-            ASSERT_EQ(value, pixel_of(nibbles, x, 4)) << width << " " << x;
-            ASSERT_EQ(pixel_of(back, x, 4), pixel_of(nibbles, x, 4));
-            ASSERT_EQ(pixel_of(wide, x, 4), pixel_of(pairs, x, 2));
-        }
+        ASSERT_EQ(pixels_of(wide, width, 4), pixels_of(pairs, width, 2));
     }
 }
 
 TEST(row_convert, mirroring_and_padding_at_every_width)
 {
-    for (int bits : {1, 4, 8, 24})
+    for (const int bits : {1, 4, 8, 24})
         for (int32_t width = 1; width <= 35; ++width) {
             const auto stride = static_cast<size_t>(size_for_long(width, bits));
+            const auto pixels = [&](const bytes& row) {
+                return pixels_of(row, static_cast<size_t>(width), static_cast<size_t>(bits));
+            };
             const bytes row = with_slack(random_bytes(stride, static_cast<uint32_t>(width), 1));
-            bytes mirrored = row;
-            mirror_row(mirrored.data(), width, bits);
-            const int unit = bits == 24 ? 8 : bits;
-            const int parts = bits / unit;
-            for (int32_t x = 0; x < width; ++x)
-                for (int part = 0; part < parts; ++part)
-                    ASSERT_EQ(
-                        pixel_of(mirrored, static_cast<size_t>(x * parts + part), unit),
-                        pixel_of(row, static_cast<size_t>((width - 1 - x) * parts + part), unit));
-            bytes cleared = row;
-            clear_row_padding(cleared.data(), width, bits);
-            for (size_t bit = 0; bit < stride * 8; ++bit)
-                ASSERT_EQ(pixel_of(cleared, bit, 1),
-                          bit < static_cast<size_t>(width * bits) ? pixel_of(row, bit, 1) : 0);
-            ASSERT_EQ(cleared[stride], 0xEE);
+            bytes changed = row;
+            mirror_row(changed.data(), width, bits);
+            std::vector<int> mirrored = pixels(changed);
+            std::reverse(mirrored.begin(), mirrored.end());
+            ASSERT_EQ(mirrored, pixels(row));
+
+            changed = row;
+            clear_row_padding(changed.data(), width, bits);
+            ASSERT_EQ(pixels(changed), pixels(row));
+            const std::vector<int> all = pixels_of(changed, stride * 8, 1);
+            ASSERT_EQ(std::count(all.begin() + width * bits, all.end(), 1), 0);
+            ASSERT_EQ(changed[stride], 0xEE);
         }
 }
 
@@ -118,6 +122,10 @@ TEST(byte_runs, match_plain_scans)
                 ++distance;
             if (distance + 3 > limit) distance = limit;
             ASSERT_EQ(distance_to_run(data.data() + at, limit), distance) << at;
+            distance = 0;
+            while (distance < limit && data[at + distance] != data[at + distance + 1])
+                ++distance;
+            ASSERT_EQ(distance_to_pair(data.data() + at, limit), distance) << at;
         }
     }
 }
