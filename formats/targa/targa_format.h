@@ -36,8 +36,10 @@ struct targa_header {
     uint8_t descriptor;
 };
 
-/// Five bits each of red, green and blue as blue, green, red bytes, blue lowest.
-inline constexpr uint32_t targa_widen_555(uint32_t v)
+/// Five bits each of red, green and blue as blue, green, red bytes, blue lowest; low_bits:
+/// those bits of each byte that repeat its highest ones.
+inline constexpr uint32_t targa_widen_555(uint32_t v, uint32_t low_bits)
 {
-    return (v & 0x1F) << 3 | (v & 0x3E0) << 6 | (v & 0x7C00) << 9;
+    const uint32_t high = (v & 0x1F) << 3 | (v & 0x3E0) << 6 | (v & 0x7C00) << 9;
+    return high | (high >> 5 & low_bits);
 }

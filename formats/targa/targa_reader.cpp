@@ -36,34 +36,53 @@ int32_t read_header(byte_source& source, targa_header& header)
     return 0;
 }
 
-// Bytes of a pixel in the file, 0 for depths that are not read.
-int32_t pixel_bytes(int32_t depth)
+// Bytes of a pixel in the file, 0 where it is not read, and bits in the DIB.
+struct targa_pixels {
+    int32_t bytes, dib_bits;
+};
+
+targa_pixels pixels_of(const targa_header& header)
 {
-    switch (depth) {
-    case 8: return 1;
+    const int type = header.image_type & ~targa_run_length;
+    // INTENDED: classic mode goes by the depth alone and takes these for colours or nothing.
+    if (interchange_mode()) {
+        if (type == targa_grey && header.depth == 16) return {2, 8}; // grey, attribute
+        // Eight pixels to a byte: not published, but several programs write it.
+        if (type == targa_grey && header.depth == 1) return {1, 1};
+        if (type == targa_mapped && header.depth != 8) return {0, 0};
+    }
+    switch (header.depth) {
+    case 8: return {1, 8};
     case 15:
-    case 16: return 2;
-    case 24: return 3;
-    case 32: return 4;
-    default: return 0;
+    case 16: return {2, 24};
+    case 24: return {3, 24};
+    case 32: return {4, 24};
+    default: return {0, 0};
     }
 }
 
 int32_t alloc_for_tga(const targa_header& header, dib_header& dib)
 {
-    const int32_t bit_count = header.depth == 8 ? 8 : 24;
-    if (pixel_bytes(header.depth) == 0) return err_unsupported;
+    const targa_pixels pixels = pixels_of(header);
+    if (pixels.bytes == 0) return err_unsupported;
     if (header.width == 0 || header.height == 0) return err_format;
-    if (!dib_fits(header.width, header.height, bit_count)) return err_memory;
-    dib.set(header.width, header.height, bit_count);
+    if (!dib_fits(header.width, header.height, pixels.dib_bits)) return err_memory;
+    dib.set(header.width, header.height, pixels.dib_bits);
     return 0;
+}
+
+// INTENDED: classic mode leaves the low bits 0, so that white is 248; interchange mode repeats
+// the high ones there.
+uint32_t low_bits_of_555()
+{
+    return interchange_mode() ? 0x070707 : 0;
 }
 
 RGBQUAD map_color(const uint8_t* entry, int32_t entry_bits)
 {
     if (entry_bits != 15 && entry_bits != 16)
         return {entry[0], entry[1], entry[2], entry_bits == 32 ? entry[3] : uint8_t{0}};
-    const uint32_t color = targa_widen_555(load_u16le(entry));
+    const uint32_t color = targa_widen_555(load_u16le(entry), low_bits_of_555());
     return {static_cast<BYTE>(color), static_cast<BYTE>(color >> 8), static_cast<BYTE>(color >> 16),
             0};
 }
@@ -106,6 +125,22 @@ void drop_fourth_bytes(const uint8_t* from, uint8_t* to, int32_t width)
         std::memcpy(to, from, 3);
 }
 
+void take_first_of_pairs(const uint8_t* from, uint8_t* to, int32_t width)
+{
+    for (int32_t x = 0; x < width; ++x)
+        to[x] = from[x * 2];
+}
+
+void widen_row_of_555(const uint8_t* from, uint8_t* to, int32_t width)
+{
+    const uint32_t low_bits = low_bits_of_555();
+    for (int32_t x = 0; x < width; ++x) {
+        const uint32_t color = targa_widen_555(load_u16le(from + x * 2), low_bits);
+        store_u16le(to + x * 3, color);
+        to[x * 3 + 2] = static_cast<uint8_t>(color >> 16);
+    }
+}
+
 // Rows of the file, one after the other.
 class targa_rows {
 public:
@@ -123,7 +158,8 @@ private:
 
     const targa_header& header_;
     byte_source& source_;
-    int32_t bytes_per_pixel_;
+    targa_pixels pixels_;
+    int32_t file_row_pixels_; // of one bit: bytes
     int32_t file_row_bytes_;
     int32_t dib_row_bytes_;
     targa_run_reader runs_;
@@ -134,10 +170,10 @@ private:
 };
 
 targa_rows::targa_rows(const targa_header& header, byte_source& source)
-    : header_(header), source_(source), bytes_per_pixel_(pixel_bytes(header.depth)),
-      file_row_bytes_(header.width * bytes_per_pixel_),
-      dib_row_bytes_(size_for_long(header.width, header.depth == 8 ? 8 : 24)),
-      runs_(source, bytes_per_pixel_),
+    : header_(header), source_(source), pixels_(pixels_of(header)),
+      file_row_pixels_(pixels_.dib_bits == 1 ? (header.width + 7) / 8 : header.width),
+      file_row_bytes_(file_row_pixels_ * pixels_.bytes),
+      dib_row_bytes_(size_for_long(header.width, pixels_.dib_bits)), runs_(source, pixels_.bytes),
       line_(static_cast<size_t>(file_row_bytes_) + run_slack_bytes),
       dib_row_(static_cast<size_t>(dib_row_bytes_) + run_slack_bytes),
       rows_per_chunk_(std::max(IBUFFSZ / file_row_bytes_, 1))
@@ -164,7 +200,7 @@ bool targa_rows::read_plain_row()
 const uint8_t* targa_rows::next_file_row()
 {
     if (header_.image_type >= targa_run_length)
-        return runs_.tga_get_rle_raster(line_.bytes(), header_.width) ? line_.bytes() : nullptr;
+        return runs_.tga_get_rle_raster(line_.bytes(), file_row_pixels_) ? line_.bytes() : nullptr;
     const auto wanted = static_cast<size_t>(file_row_bytes_);
     if (wanted <= source_.capacity() && source_.ensure(wanted)) {
         if (rows_left_in_chunk_ == 0) rows_left_in_chunk_ = rows_per_chunk_;
@@ -179,18 +215,18 @@ const uint8_t* targa_rows::next_file_row()
 const uint8_t* targa_rows::to_dib_row(const uint8_t* file_row)
 {
     uint8_t* const row = dib_row_.bytes();
-    switch (bytes_per_pixel_) {
+    switch (pixels_.bytes) {
     case 4: drop_fourth_bytes(file_row, row, header_.width); break;
     case 2:
-        for (int32_t x = 0; x < header_.width; ++x) {
-            const uint32_t color = targa_widen_555(load_u16le(file_row + x * 2));
-            store_u16le(row + x * 3, color);
-            row[x * 3 + 2] = static_cast<uint8_t>(color >> 16);
-        }
+        if (pixels_.dib_bits == 8)
+            take_first_of_pairs(file_row, row, header_.width);
+        else
+            widen_row_of_555(file_row, row, header_.width);
         break;
     default:
-        if (file_row_bytes_ == dib_row_bytes_) return file_row;
+        if (file_row_bytes_ == dib_row_bytes_ && pixels_.dib_bits != 1) return file_row;
         std::memcpy(row, file_row, static_cast<size_t>(file_row_bytes_));
+        if (pixels_.dib_bits == 1) clear_row_padding(row, header_.width, 1);
     }
     return row;
 }
@@ -204,7 +240,7 @@ const uint8_t* targa_rows::next()
     if (!(header_.descriptor & targa_right_to_left) || !interchange_mode()) return row;
     if (row != dib_row_.bytes())
         std::memcpy(dib_row_.bytes(), row, static_cast<size_t>(dib_row_bytes_));
-    mirror_row(dib_row_.bytes(), header_.width, header_.depth == 8 ? 8 : 24);
+    mirror_row(dib_row_.bytes(), header_.width, pixels_.dib_bits);
     return dib_row_.bytes();
 }
 

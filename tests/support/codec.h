@@ -45,6 +45,13 @@ inline byte_vector save_bytes(int32_t handle, int32_t type)
     return file;
 }
 
+/// One mode up to the end of a block; tests begin and end in classic mode.
+class mode_scope {
+public:
+    explicit mode_scope(int interchange = 1) { IMGX_set_interchange(interchange); }
+    ~mode_scope() { IMGX_set_interchange(0); }
+};
+
 /// The code of a load that fails.
 inline int32_t load_code(const byte_vector& file, int32_t page = 0)
 {
@@ -62,6 +69,23 @@ inline std::vector<uint32_t> colors_of(const image_copy& picture)
         for (int32_t x = 0; x < picture.width; ++x)
             colors.push_back(picture.color(x, y));
     return colors;
+}
+
+/// Value of every pixel: an index, or 0xRRGGBB at 24 bits.
+inline std::vector<uint32_t> values_of(const image_copy& picture)
+{
+    std::vector<uint32_t> values;
+    for (int32_t y = 0; y < picture.height; ++y)
+        for (int32_t x = 0; x < picture.width; ++x)
+            values.push_back(picture.pixel(x, y));
+    return values;
+}
+
+inline BITMAPINFOHEADER header_of(const image_copy& picture)
+{
+    BITMAPINFOHEADER header;
+    std::memcpy(&header, picture.head.data(), sizeof header);
+    return header;
 }
 
 /// Loads the file cut at every byte: a documented code, or a picture of the right size whose
