@@ -58,6 +58,8 @@ constexpr sample samples[] = {
     {"chart_8.pct",      15, 15, 61, 47, 8,  0xE835EEC8A84460B1},
     {"chart_24.pct",     15, 15, 61, 47, 24, 0xC0B684ED54B8F20D},
     {"chart_gm.pct",     15, 15, 61, 47, 24, 0xC0B684ED54B8F20D},
+    {"chart_1.wmf",      6,  6,  61, 47, 1,  0xF60002851EE881A3},
+    {"chart_8.wmf",      6,  6,  61, 47, 8,  0x1BB3A2F981A28A28},
 };
 // clang-format on
 

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int32_t most_bitmaps = 512;
-constexpr uint32_t raster_xor = 0x00660046, raster_or = 0x00EE0086;
+constexpr uint32_t raster_and = 0x008800C6, raster_or = 0x00EE0086, raster_xor = 0x00660046;
 
 class wmf_reader {
 public:
@@ -36,18 +36,31 @@ public:
     }
 
 private:
-    // A plain copy before the image half of a transparent pair before anything else.
+    // A plain copy before the image half of a transparent pair before anything else. The half
+    // that is drawn last is the image: a mask clears its place by "and" before the image comes
+    // by "or", or fills it by "or" before the image comes by "and". Between two "xor", the
+    // image is what is drawn by those.
     static int32_t choose(const wmf_list& list)
     {
-        const auto find = [&](auto wanted) {
-            return static_cast<int32_t>(
-                std::find_if(list.bitmaps, list.bitmaps + list.count, wanted) - list.bitmaps);
+        const wmf_bitmap *const begin = list.bitmaps, *const end = begin + list.count;
+        const auto with = [=](uint32_t raster, const wmf_bitmap* from) {
+            return std::find_if(from, end, [=](const wmf_bitmap& b) { return b.raster == raster; });
         };
-        const int32_t copy = find([](const wmf_bitmap& b) { return b.raster == wmf_source_copy; });
-        if (copy < list.count) return copy;
-        const int32_t image = find(
-            [](const wmf_bitmap& b) { return b.raster == raster_xor || b.raster == raster_or; });
-        return image < list.count ? image : 0;
+        const wmf_bitmap* chosen = with(wmf_source_copy, begin);
+        if (chosen == end) chosen = with(raster_xor, begin);
+        if (chosen == end) {
+            const wmf_bitmap* const filled = with(raster_or, begin);
+            chosen = filled == end ? end : with(raster_and, filled);
+            const bool image_by_and = chosen != end && same_place(*filled, *chosen);
+            if (!image_by_and) chosen = filled;
+        }
+        return chosen == end ? 0 : static_cast<int32_t>(chosen - begin);
+    }
+
+    static bool same_place(const wmf_bitmap& a, const wmf_bitmap& b)
+    {
+        return a.x == b.x && a.y == b.y && a.drawn_width == b.drawn_width &&
+               a.drawn_height == b.drawn_height;
     }
 
     // Moves the chosen bitmap and the bands that go on below and above it to the front, in
