@@ -61,7 +61,10 @@ bool pict_rows::read_packed()
         if (byte < 0) return false;
         count = static_cast<uint32_t>(byte);
     }
-    if (!in_.ensure(count)) return false;
+    if (!in_.ensure(count)) {
+        in_.next = in_.end; // what is left of the row is not the start of another
+        return false;
+    }
     const uint8_t* from = in_.next;
     const uint8_t* const end = from + count;
     const auto wanted = static_cast<size_t>(tile_->unpacked_bytes());
