@@ -108,15 +108,19 @@ uint8_t* gif_lzw_decoder::put_codes(uint8_t* out, const uint8_t* limit)
     const uint32_t stop = position + count * width;
     while (position != stop && out < limit) {
         const uint32_t code = codes.peek(position) & mask;
-        if (code - clear_code <= 1 || code > next_code) break;
+        if (code - clear_code <= 1) break;
+        gif_string string;
+        if (code < next_code)
+            string = table[code];
+        else if (state == table_state::growing && code == next_code)
+            // The string that is added now: the previous one and its own first pixel.
+            string = previous.with(previous.first(), previous_code);
+        else
+            break;
         position += width;
-        if (state == table_state::growing) {
-            // The new string is the previous one and the first pixel of this one, which is
-            // the new string itself when its own code comes at once.
-            const uint64_t pixel = (code == next_code ? previous : table[code]).first();
-            table[next_code++] = previous.with(pixel, previous_code);
-        }
-        previous = table[code];
+        if (state == table_state::growing)
+            table[next_code++] = previous.with(string.first(), previous_code);
+        previous = string;
         previous_code = code;
         out = put_string(out, table, previous);
     }
