@@ -9,7 +9,8 @@ run_packages=(ninja-build cmake g++ libcli11-dev)
 test_packages=(clang libclang-rt-dev clang-format llvm lld ccache pkg-config python3
   googletest libgtest-dev libgmock-dev libbenchmark-dev g++-mingw-w64-i686-posix
   libtiff-dev libtiff-tools libjpeg62-turbo-dev libjpeg-turbo-progs libgif-dev giflib-tools
-  netpbm imagemagick libmagickwand-dev libleptonica-dev ghostscript graphicsmagick)
+  netpbm imagemagick libmagickwand-dev libleptonica-dev ghostscript graphicsmagick
+  libwpg-tools)
 # Windows programs and a display for them. Where these cannot be had the rest still works.
 wine_packages=(wine wine32:i386 xvfb xauth)
 

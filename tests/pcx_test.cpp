@@ -1,54 +1,42 @@
-// pcx_test.cpp - PCX and DCX through the exports: every organisation, palettes, runs, damaged
-// files, exact output, pages.
+// pcx_test.cpp - PCX and DCX through the exports: every organisation, palettes, runs, exact
+// output, pages.
 
 #include "tests/builders/pcx_builder.h"
 
 namespace {
 
 constexpr int32_t pcx = 2, dcx = 11;
+using values = std::vector<uint32_t>;
 
 // Stored bytes of random pixels, and what each pixel's value is.
 struct random_planes {
     random_planes(pcx_builder& f, uint32_t seed)
     {
         std::mt19937 random(seed);
-        const int row = f.planes * f.plane();
         for (int y = 0; y < f.height; ++y) {
-            byte_vector bytes(static_cast<size_t>(row));
+            byte_vector bytes(size_t(f.planes * f.plane()));
             for (uint8_t& b : bytes)
                 b = uint8_t(random());
             for (int x = 0; x < f.width; ++x) {
                 uint32_t value = 0;
                 for (int p = 0; p < f.planes; ++p) {
                     const int bit = x * f.bits;
-                    const uint8_t byte = bytes[size_t(p * f.plane() + bit / 8)];
-                    const uint32_t part =
-                        uint32_t{byte} >> (8 - f.bits - bit % 8) & ((1u << f.bits) - 1);
+                    const uint32_t byte = bytes[size_t(p * f.plane() + bit / 8)];
+                    const uint32_t part = byte >> (8 - f.bits - bit % 8) & ((1u << f.bits) - 1);
                     // Planes of bytes are red, green, blue; planes of bits count upwards.
                     value |= f.bits == 8 && f.planes > 1 ? (p < 3 ? part << 8 * (2 - p) : 0)
                                                          : part << p * f.bits;
                 }
-                values.push_back(value);
+                pixels.push_back(value);
             }
             add_bytes(plain, bytes);
         }
-        for (uint8_t b : plain) {
-            if (b >= 0xC0) coded.push_back(0xC1);
-            coded.push_back(b);
-        }
+        for (uint8_t b : plain)
+            add_bytes(coded, b >= 0xC0 ? byte_vector{0xC1, b} : byte_vector{b});
     }
     byte_vector plain, coded;
-    std::vector<uint32_t> values;
+    values pixels;
 };
-
-std::vector<uint32_t> values_of(const image_copy& picture)
-{
-    std::vector<uint32_t> values;
-    for (int32_t y = 0; y < picture.height; ++y)
-        for (int32_t x = 0; x < picture.width; ++x)
-            values.push_back(picture.pixel(x, y));
-    return values;
-}
 
 pcx_builder one_row(byte_vector data, int width, byte_vector tail = {})
 {
@@ -59,12 +47,9 @@ pcx_builder one_row(byte_vector data, int width, byte_vector tail = {})
     return f;
 }
 
-// Entry i of the colour table that a file of 16 colours gets.
-uint32_t color_entry(const pcx_builder& f, int i)
+values colors_in(const pcx_builder& f)
 {
-    const image_copy picture = picture_of(f.build());
-    const uint8_t* entry = picture.head.data() + 40 + 4 * i;
-    return entry[0] | uint32_t{entry[1]} << 8 | uint32_t{entry[2]} << 16;
+    return colors_of(picture_of(f.build()));
 }
 
 byte_vector coloured_page(int value, int salt)
@@ -87,43 +72,37 @@ TEST(pcx_reader, reads_every_organisation_with_and_without_padding)
                     SCOPED_TRACE(testing::Message() << kind.bits << " x " << kind.planes << ", "
                                                     << width << " + " << extra);
                     pcx_builder f;
-                    f.bits = kind.bits;
-                    f.planes = kind.planes;
-                    f.width = width;
-                    f.height = 5;
+                    f.bits = kind.bits, f.planes = kind.planes;
+                    f.width = width, f.height = 5, f.x = 100, f.y = 50;
                     f.encoding = encoding;
-                    f.x = 100, f.y = 50;
                     f.plane_bytes = f.plane() + extra;
-                    const random_planes pixels(f, uint32_t(width + extra));
-                    f.data = encoding ? pixels.coded : pixels.plain;
+                    const random_planes stored(f, uint32_t(width + extra));
+                    f.data = encoding ? stored.coded : stored.plain;
                     const image_copy picture = picture_of(f.build());
                     ASSERT_EQ(picture.bits, kind.dib_bits);
-                    ASSERT_EQ(picture.width, width);
-                    ASSERT_EQ(values_of(picture), pixels.values);
+                    ASSERT_EQ(values_of(picture), stored.pixels);
                 }
 }
 
 TEST(pcx_reader, follows_runs_across_planes_and_rows)
 {
     pcx_builder f;
-    f.planes = 3;
-    f.width = 37;
-    f.height = 20;
-    const int total = 3 * 37 * 20;
-    for (int done = 0; done < total; done += 63) // the last run goes on behind the picture
+    f.planes = 3, f.width = 37, f.height = 20;
+    for (int done = 0; done < 3 * 37 * 20; done += 63) // the last run goes on behind the picture
         add_bytes(f.data, {0xFF, 0xD7});
-    EXPECT_EQ(colors_of(picture_of(f.build())), std::vector<uint32_t>(37 * 20, 0xD7D7D7));
-
+    EXPECT_EQ(colors_in(f), values(37 * 20, 0xD7D7D7));
     // Single bytes above 0xC0, a run of none, and runs that end with the row and one later.
-    const image_copy row =
-        picture_of(one_row({0xC1, 0xC0, 0xC1, 0xFF, 0xC0, 0x55, 0x05, 0xC3, 0xC1}, 6).build());
-    EXPECT_EQ(values_of(row), (std::vector<uint32_t>{0xC0, 0xFF, 0x05, 0xC1, 0xC1, 0xC1}));
+    EXPECT_EQ(values_of(picture_of(
+                  one_row({0xC1, 0xC0, 0xC1, 0xFF, 0xC0, 0x55, 0x05, 0xC3, 0xC1}, 6).build())),
+              (values{0xC0, 0xFF, 0x05, 0xC1, 0xC1, 0xC1}));
+    // The rows so far, then black.
+    f.width = 4, f.height = 4, f.data = byte_vector(30, 5);
+    EXPECT_EQ(colors_in(f)[7], 0x050505u);
+    EXPECT_EQ(colors_in(f)[12], 0u);
 }
 
 TEST(pcx_reader, finds_the_256_colours)
 {
-    const byte_vector pixels = {0xC3, 0x05};
-    const byte_vector junk(128, 0x0C);
     byte_vector junk_behind = vga_palette(1), gap = byte_vector(20, 0);
     add_bytes(junk_behind, byte_vector(128, 9));
     add_bytes(gap, vga_palette(1));
@@ -136,16 +115,15 @@ TEST(pcx_reader, finds_the_256_colours)
                  {"behind a gap", gap, 0x05FA01},
                  {"nowhere", {}, 0x050505},
                  {"cut short", byte_vector(700, 0x0C), 0x050505}};
-    for (const auto& file : files) {
-        SCOPED_TRACE(file.where);
+    for (const auto& file : files)
         for (int version : {2, 3, 5}) {
-            pcx_builder f = one_row(pixels, 3, file.tail);
+            SCOPED_TRACE(file.where);
+            pcx_builder f = one_row({0xC3, 0x05}, 3, file.tail);
             f.version = version;
-            EXPECT_EQ(picture_of(f.build()).color(0, 0), file.color);
+            EXPECT_EQ(colors_in(f)[0], file.color);
         }
-    }
     // A marker byte among the pixels, 769 bytes from the end, starts no palette.
-    EXPECT_EQ(picture_of(one_row(byte_vector(900, 0x0C), 900).build()).color(0, 0), 0x0C0C0Cu);
+    EXPECT_EQ(colors_in(one_row(byte_vector(900, 0x0C), 900))[0], 0x0C0C0Cu);
 }
 
 TEST(pcx_reader, chooses_the_colours_of_small_depths)
@@ -153,95 +131,51 @@ TEST(pcx_reader, chooses_the_colours_of_small_depths)
     byte_vector header_colors;
     for (int i = 0; i < 16; ++i)
         add_bytes(header_colors, {uint8_t(16 * i), 1, 2});
-    pcx_builder f = one_row({0, 0, 0, 0}, 8);
-    f.bits = 1;
-    f.planes = 4;
-    for (int version : {0, 2, 3, 5}) { // 0 and 3 state no colours
-        f.version = version;
-        f.palette = header_colors;
-        EXPECT_EQ(color_entry(f, 6), version == 0 || version == 3 ? 0xAA5500u : 0x600102u);
-        f.palette = {};
-        EXPECT_EQ(color_entry(f, 6), 0xAA5500u);
+    const struct {
+        int version, bits, planes, palette_info;
+        byte_vector palette;
+        byte_vector data;
+        values expected;
+    } rows[] = {
+        // 16 colours, index 6: versions 0 and 3 state none, nor do zeros.
+        {0, 1, 4, 1, header_colors, {0, 0x80, 0x80, 0}, {0xAA5500}},
+        {2, 1, 4, 1, header_colors, {0, 0x80, 0x80, 0}, {0x600102}},
+        {3, 1, 4, 1, header_colors, {0, 0x80, 0x80, 0}, {0xAA5500}},
+        {5, 1, 4, 1, header_colors, {0, 0x80, 0x80, 0}, {0x600102}},
+        {5, 1, 4, 1, {}, {0, 0x80, 0x80, 0}, {0xAA5500}},
+        // The colour settings of a CGA.
+        {5, 2, 1, 0, {0x10, 0, 0, 0x00}, {0x1B}, {0x0000AA, 0x00AA00, 0xAA0000, 0xAA5500}},
+        {5, 2, 1, 0, {0x00, 0, 0, 0x60}, {0x1B}, {0x000000, 0x55FFFF, 0xFF55FF, 0xFFFFFF}},
+        {5, 2, 1, 0, {0x00, 0, 0, 0x80}, {0x1B}, {0x000000, 0x00AAAA, 0xAA0000, 0xAAAAAA}},
+        {5, 2, 1, 1, {0x00, 0, 0, 0, 255, 0}, {0x1B}, {0x000000, 0x55FF55, 0xFF5555, 0xFFFF55}},
+        {5, 2, 1, 1, header_colors, {0x1B}, {0x000102, 0x100102, 0x200102, 0x300102}},
+        // Two colours count only with nothing behind them; a lighter first one is put last.
+        {5, 1, 1, 1, {}, {0x80}, {0xFFFFFF, 0}},
+        {5, 1, 1, 1, byte_vector(48, 0xAA), {0x80}, {0xFFFFFF, 0}},
+        {5, 1, 1, 1, {255, 255, 255}, {0x80}, {0, 0xFFFFFF}},
+        {5, 1, 1, 1, {1, 2, 3, 4, 5, 6}, {0x80}, {0x040506, 0x010203}},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(&r - rows);
+        pcx_builder f = one_row(r.data, int(r.expected.size()));
+        f.version = r.version, f.bits = r.bits, f.planes = r.planes;
+        f.palette_info = r.palette_info, f.palette = r.palette;
+        EXPECT_EQ(colors_in(f), r.expected);
     }
-
-    f = one_row({0x1B}, 4); // pixels 0, 1, 2, 3
-    f.bits = 2;
-    const auto cga = [&](int info, byte_vector palette) {
-        f.palette_info = info;
-        f.palette = std::move(palette);
-        return colors_of(picture_of(f.build()));
-    };
-    using colors = std::vector<uint32_t>;
-    EXPECT_EQ(cga(0, {0x10, 0, 0, 0x00}), (colors{0x0000AA, 0x00AA00, 0xAA0000, 0xAA5500}));
-    EXPECT_EQ(cga(0, {0x00, 0, 0, 0x60}), (colors{0x000000, 0x55FFFF, 0xFF55FF, 0xFFFFFF}));
-    EXPECT_EQ(cga(0, {0x00, 0, 0, 0x80}), (colors{0x000000, 0x00AAAA, 0xAA0000, 0xAAAAAA}));
-    EXPECT_EQ(cga(1, {0x00, 0, 0, 0, 255, 0}), (colors{0x000000, 0x55FF55, 0xFF5555, 0xFFFF55}));
-    EXPECT_EQ(cga(1, header_colors), (colors{0x000102, 0x100102, 0x200102, 0x300102}));
-
-    f = one_row({0x80}, 2); // a white and a black pixel
-    f.bits = 1;
-    const auto mono = [&](byte_vector palette) {
-        f.palette = std::move(palette);
-        return colors_of(picture_of(f.build()));
-    };
-    byte_vector ega(48, 0xAA);
-    EXPECT_EQ(mono({}), (colors{0xFFFFFF, 0}));
-    EXPECT_EQ(mono(ega), (colors{0xFFFFFF, 0}));
-    EXPECT_EQ(mono({0, 0, 0, 255, 255, 255}), (colors{0xFFFFFF, 0}));
-    EXPECT_EQ(mono({255, 255, 255}), (colors{0, 0xFFFFFF}));
-    EXPECT_EQ(mono({1, 2, 3, 4, 5, 6}), (colors{0x040506, 0x010203}));
 }
 
 TEST(pcx_reader, keeps_a_resolution_only_when_it_is_one)
 {
-    const struct {
-        int x, y, expected;
-    } rows[] = {{300, 300, 300}, {0, 0, 0}, {640, 480, 0}, {8, 8, 0}, {40, 1, 0}, {9000, 300, 0}};
-    for (const auto& r : rows) {
+    for (auto [x, y, expected] : {std::tuple(300, 200, 300),
+                                  {0, 0, 0},
+                                  {640, 480, 0},
+                                  {40, 1, 0},
+                                  {9000, 300, 0},
+                                  {300, 9, 0}}) {
         pcx_builder f = one_row({0xE8, 1}, 40);
-        f.x_dpi = r.x, f.y_dpi = r.y;
-        BITMAPINFOHEADER header;
-        std::memcpy(&header, picture_of(f.build()).head.data(), sizeof header);
-        EXPECT_EQ(header.biXPelsPerMeter, r.expected);
+        f.x_dpi = x, f.y_dpi = y;
+        EXPECT_EQ(header_of(picture_of(f.build())).biXPelsPerMeter, expected);
     }
-}
-
-TEST(pcx_reader, refuses_impossible_headers)
-{
-    const struct {
-        const char* fault;
-        size_t at;
-        uint8_t value;
-        int32_t code;
-    } rows[] = {{"version", 1, 1, -3},          {"encoding", 2, 2, -3},
-                {"bits 0", 3, 0, -3},           {"bits 3", 3, 3, -3},
-                {"no planes", 65, 0, -3},       {"five planes", 65, 5, -3},
-                {"two planes of 8", 65, 2, -7}, {"window upside down", 6, 200, -3},
-                {"plane bytes", 66, 3, -3},     {"huge height", 11, 0xFF, -3}};
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.fault);
-        byte_vector file = one_row({1, 2, 3, 4}, 4).build();
-        ASSERT_EQ(load_code(file), 0);
-        file[r.at] = r.value;
-        EXPECT_EQ(load_code(file), r.code);
-    }
-}
-
-TEST(pcx_reader, survives_every_cut)
-{
-    pcx_builder f = one_row({}, 9, vga_palette(4));
-    f.height = 3;
-    f.data = {0xC9, 7, 1, 2, 3, 0xC6, 0xCC, 0xC9, 8};
-    expect_cuts_are_survived(f.build());
-    f.tail = {};
-    f.planes = 3;
-    f.data = random_planes(f, 3).coded;
-    expect_cuts_are_survived(f.build());
-
-    // The rows so far, then black.
-    f.data.resize(f.data.size() / 2);
-    const image_copy part = picture_of(f.build());
-    EXPECT_EQ(part.color(3, 2), 0u);
 }
 
 TEST(pcx_writer, writes_exact_bytes)
@@ -251,8 +185,7 @@ TEST(pcx_writer, writes_exact_bytes)
         dib.set_pixel(x, 0, x < 3 ? 5 : x == 3 ? 0xC8 : 1);
     dib.header()->biXPelsPerMeter = 300;
     dib.header()->biYPelsPerMeter = 200;
-    const image_guard image(dib.create());
-    const byte_vector file = save_bytes(image, pcx);
+    const byte_vector file = save_bytes(image_guard(dib.create()), pcx);
     // Rows are padded to an even number of bytes; the second row is five zeros and a pad.
     const byte_vector head = {10, 5,    1, 8,    0, 0, 0, 0, 4, 0, 1,
                               0,  0x2C, 1, 0xC8, 0, 0, 0, 0, 1, 1, 1};
@@ -262,65 +195,31 @@ TEST(pcx_writer, writes_exact_bytes)
     const byte_vector rows = {0xC3, 5, 0xC1, 0xC8, 1, 0, 0xC6, 0, 12, 0, 0, 0, 1, 1, 1};
     EXPECT_EQ(byte_vector(file.begin() + 128, file.begin() + 143), rows);
     EXPECT_EQ(file.size(), 128u + 8 + 769);
-}
-
-TEST(pcx_writer, keeps_colours_of_every_depth_and_palette)
-{
-    for (int bits : {1, 4, 8, 24})
-        for (int width : {1, 2, 15, 16, 17, 130})
-            for (int run : {1, 3, 100}) {
-                test_dib dib(width, 9, bits);
-                dib.fill_random(uint32_t(width), run);
-                for (int swapped = 0; swapped < 3; ++swapped) {
-                    SCOPED_TRACE(testing::Message() << bits << " " << width << " " << swapped);
-                    if (swapped == 1 && bits == 1)
-                        dib.set_color(0, 255, 255, 255), dib.set_color(1, 0, 0, 0);
-                    if (swapped == 2 && bits < 24)
-                        dib.set_color(0, 200, 10, 20), dib.set_color(1, 1, 2, 3);
-                    const image_guard image(dib.create());
-                    for (int32_t type : {pcx, dcx})
-                        expect_same_colors(picture_of(save_bytes(image, type)), copy_image(image));
-                }
-            }
-}
-
-TEST(pcx_writer, ends_runs_with_the_row_and_refuses_sides_beyond_16_bits)
-{
+    // Runs have at most 63 bytes; a single one stands for itself.
     for (int length : {62, 63, 64, 126, 127}) {
-        test_dib dib(length, 1, 8);
-        const image_guard image(dib.create());
-        const byte_vector file = save_bytes(image, pcx);
-        const int even = length + (length & 1);
+        const byte_vector zeros = save_bytes(image_guard(test_dib(length, 1, 8).create()), pcx);
         byte_vector runs;
-        for (int left = even; left > 0; left -= 63)
+        for (int left = length + (length & 1); left > 0; left -= 63)
             add_bytes(runs, left == 1 ? byte_vector{0}
                                       : byte_vector{uint8_t(0xC0 | std::min(left, 63)), 0});
-        EXPECT_EQ(byte_vector(file.begin() + 128, file.begin() + 128 + ptrdiff_t(runs.size())),
-                  runs)
-            << length;
+        EXPECT_TRUE(std::equal(runs.begin(), runs.end(), zeros.begin() + 128)) << length;
     }
-    const image_guard wide(test_dib(65537, 1, 1).create());
-    byte_vector room(1000);
-    EXPECT_EQ(IMGX_save_bitmap_mem(wide, room.data(), 1000, pcx), -7);
 }
 
 TEST(dcx, reads_pages_by_number)
 {
-    std::vector<byte_vector> pages;
-    for (int i = 0; i < 3; ++i)
-        pages.push_back(coloured_page(10 + i, i));
+    const std::vector<byte_vector> pages = {coloured_page(10, 0), coloured_page(11, 1),
+                                            coloured_page(12, 2)};
     for (size_t entries : {size_t{4}, size_t{1024}}) {
         byte_vector file = build_dcx(pages, entries);
         // The first two swapped: pages need not lie in table order.
         std::swap_ranges(file.begin() + 4, file.begin() + 8, file.begin() + 8);
         EXPECT_EQ(IMGX_get_pages_mem(file.data(), uint32_t(file.size())), 3);
-        for (uint32_t i = 0; i < 3; ++i) {
-            const uint32_t stored = i == 2 ? 2 : 1 - i;
-            EXPECT_EQ(picture_of(file, int32_t(i)).color(0, 0),
-                      (10 + stored) << 16 | (245 - stored) << 8 | stored);
-        }
-        EXPECT_EQ(load_code(file, 3), -11);
-        EXPECT_EQ(load_code(file, 256), -11);
+        EXPECT_EQ(picture_of(file, 0).color(0, 0), 0x0BF401u);
+        EXPECT_EQ(picture_of(file, 1).color(0, 0), 0x0AF500u);
+        EXPECT_EQ(picture_of(file, 2).color(0, 0), 0x0CF302u);
+        for (int32_t page : {3, 256})
+            EXPECT_EQ(load_code(file, page), -11);
     }
 }
 
@@ -339,22 +238,16 @@ TEST(dcx, fails_only_the_page_that_leads_nowhere)
     byte_vector endless(4 + 4 * 1100, 1); // no 0 ends the table
     std::copy_n(good.begin(), 4, endless.begin());
     EXPECT_EQ(IMGX_get_pages_mem(endless.data(), uint32_t(endless.size())), 1023);
-    for (size_t cut = 0; cut <= 16; ++cut)
-        EXPECT_NE(load_code(byte_vector(good.begin(), good.begin() + ptrdiff_t(cut))), 0);
 }
 
 TEST(dcx, appends_pages_up_to_the_last_one)
 {
     const temp_file file(".dcx");
-    for (int i = 0; i < 1023; ++i) {
-        test_dib dib(3, 1, 8);
-        dib.set_pixel(0, 0, uint32_t(i % 251));
-        const image_guard image(dib.create());
-        ASSERT_EQ(IMG_save_bitmap(image, file.name(), dcx), 0) << i;
-    }
     test_dib dib(3, 1, 8);
-    const image_guard image(dib.create());
-    EXPECT_EQ(IMG_save_bitmap(image, file.name(), dcx), -11);
+    for (int i = 0; i <= 1023; ++i) {
+        dib.set_pixel(0, 0, uint32_t(i % 251));
+        ASSERT_EQ(IMG_save_bitmap(image_guard(dib.create()), file.name(), dcx), i < 1023 ? 0 : -11);
+    }
     EXPECT_EQ(IMGLOW_get_pages(file.name()), 1023);
     const byte_vector bytes = file.bytes();
     EXPECT_EQ(bytes[4] | bytes[5] << 8, 4100);
@@ -365,7 +258,7 @@ TEST(dcx, appends_pages_up_to_the_last_one)
 TEST(dcx, appends_behind_a_short_table_and_leaves_other_files_alone)
 {
     const temp_file file(".dcx");
-    byte_vector before = build_dcx({coloured_page(1, 5), coloured_page(2, 6)}, 3);
+    const byte_vector before = build_dcx({coloured_page(1, 5), coloured_page(2, 6)}, 3);
     write_file(file.name(), before);
     test_dib dib(3, 1, 24);
     dib.set_pixel(0, 0, 0x123456);

@@ -8,14 +8,9 @@ namespace {
 constexpr int32_t wpg = 5;
 using values = std::vector<uint32_t>;
 
-values values_of(const byte_vector& file)
+values values_in(const byte_vector& file)
 {
-    const image_copy picture = picture_of(file);
-    values v;
-    for (int32_t y = 0; y < picture.height; ++y)
-        for (int32_t x = 0; x < picture.width; ++x)
-            v.push_back(picture.pixel(x, y));
-    return v;
+    return values_of(picture_of(file));
 }
 
 byte_vector eight_bits(int width, int height, const byte_vector& data)
@@ -48,10 +43,10 @@ TEST(wpg_reader, decodes_runs)
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.what);
-        EXPECT_EQ(values_of(eight_bits(r.width, r.height, r.data)), r.expected);
+        EXPECT_EQ(values_in(eight_bits(r.width, r.height, r.data)), r.expected);
     }
     // More than 255 equal rows take several items.
-    EXPECT_EQ(values_of(eight_bits(1, 600, {1, 7, 0, 255, 0, 255, 0, 89})), values(600, 7));
+    EXPECT_EQ(values_in(eight_bits(1, 600, {1, 7, 0, 255, 0, 255, 0, 89})), values(600, 7));
 }
 
 TEST(wpg_reader, maps_depths_to_colours)
@@ -83,7 +78,7 @@ TEST(wpg_reader, passes_over_what_is_no_bitmap)
 {
     const byte_vector two = {2, 5, 6};
     for (size_t size : {0u, 254u, 255u, 32767u, 32768u, 70000u})
-        EXPECT_EQ(values_of(wpg_builder(1, 80)
+        EXPECT_EQ(values_in(wpg_builder(1, 80)
                                 .record(0x0F, {1, 0, 9, 0, 9, 0})
                                 .record(5, byte_vector(size, 0x0B))
                                 .record(0x77, vectors)
@@ -108,41 +103,11 @@ TEST(wpg_reader, passes_over_what_is_no_bitmap)
 TEST(wpg_reader, applies_the_mirror_flags_of_a_placed_bitmap)
 {
     const auto placed = [](int rotation) {
-        return values_of(wpg_builder().bitmap(2, 2, 8, {4, 1, 2, 3, 4}, rotation).bytes);
+        return values_in(wpg_builder().bitmap(2, 2, 8, {4, 1, 2, 3, 4}, rotation).bytes);
     };
     EXPECT_EQ(placed(0), (values{1, 2, 3, 4}));
     EXPECT_EQ(placed(0x8000), (values{2, 1, 4, 3}));
     EXPECT_EQ(placed(0x2000 | 30), (values{3, 4, 1, 2}));
-}
-
-TEST(wpg_reader, refuses_damage)
-{
-    const auto patched = [](size_t at, uint8_t value) {
-        byte_vector file = wpg_builder().bitmap(4, 4, 8, {0x90, 1}).bytes;
-        file[at] = value;
-        return load_code(file);
-    };
-    ASSERT_EQ(patched(0, 0xFF), 0);
-    EXPECT_EQ(patched(4, 15), -3); // records inside the prefix
-    EXPECT_EQ(patched(5, 1), -3);  // records behind the end
-    EXPECT_EQ(patched(9, 10), -7); // a document
-    EXPECT_EQ(patched(10, 3), -7); // a later version
-    EXPECT_EQ(patched(12, 1), -7); // encrypted
-    EXPECT_EQ(patched(18, 0), -3); // no width
-    EXPECT_EQ(patched(17, 9), -3); // a record shorter than its head
-    EXPECT_EQ(load_code(wpg_builder().bitmap(65535, 65535, 8, byte_vector(600, 0)).bytes), -1);
-    EXPECT_EQ(load_code(wpg_builder().bitmap(60000, 60000, 1, {0x90, 1}).bytes), -3);
-
-    wpg_builder file;
-    file.record(5, vectors)
-        .colors(0, {1, 2, 3, 4, 5, 6})
-        .bitmap(3, 3, 8, {3, 1, 2, 3, 0x83, 4, 0, 1})
-        .record(0x10, {});
-    expect_cuts_are_survived(file.bytes);
-    expect_cuts_are_survived(
-        wpg_builder(2)
-            .bitmap_2(3, 2, 8, 1, {0x7D, 3, 0x82, 1, 2, 3, 0x7E, 2, 9, 9, 9, 8, 8, 8, 7, 7, 7})
-            .bytes);
 }
 
 TEST(wpg2_reader, reads_formats_and_items)
@@ -155,8 +120,8 @@ TEST(wpg2_reader, reads_formats_and_items)
     };
     EXPECT_EQ(colors_of(picture_of(file(9, 1, 1, 0, {0xA0, 0x80}))),
               (values{0xFFFFFF, 0, 0xFFFFFF, 0, 0, 0, 0, 0, 0xFFFFFF}));
-    EXPECT_EQ(values_of(file(5, 1, 2, 0, {0x1B, 0x40})), (values{0, 1, 2, 3, 1}));
-    EXPECT_EQ(values_of(file(3, 1, 3, 0, {0x1E, 0x60})), (values{1, 14, 6}));
+    EXPECT_EQ(values_in(file(5, 1, 2, 0, {0x1B, 0x40})), (values{0, 1, 2, 3, 1}));
+    EXPECT_EQ(values_in(file(3, 1, 3, 0, {0x1E, 0x60})), (values{1, 14, 6}));
     EXPECT_EQ(colors_of(picture_of(file(2, 1, 8, 0, {1, 2, 3, 4, 5, 6}))),
               (values{0x010203, 0x040506}));
     EXPECT_EQ(colors_of(picture_of(file(2, 1, 12, 0, {1, 200}))), (values{0x010101, 0xC8C8C8}));
@@ -187,7 +152,7 @@ TEST(wpg2_reader, reads_formats_and_items)
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.what);
-        EXPECT_EQ(values_of(file(4, 3, 4, 1, r.data)), r.expected);
+        EXPECT_EQ(values_in(file(4, 3, 4, 1, r.data)), r.expected);
     }
     EXPECT_EQ(load_code(file(4, 3, 4, 1, {0x7D, 0})), -3); // no unit has no bytes
     EXPECT_EQ(load_code(file(4, 3, 4, 1, {0x7D, 9})), -3);
@@ -218,29 +183,14 @@ TEST(wpg_writer, writes_exact_bytes)
     EXPECT_EQ(byte_vector(file.begin() + 32 + 768, file.end()), rest);
 }
 
-TEST(wpg_writer, keeps_colours_of_every_depth_and_refuses_24_bits)
+TEST(wpg_writer, splits_long_runs_and_repeats)
 {
-    for (int bits : {1, 4, 8})
-        for (int width : {1, 7, 8, 9, 37, 300, 700})
-            for (int run : {1, 3, 5000})
-                for (int colors = 0; colors < 3; ++colors) {
-                    SCOPED_TRACE(testing::Message() << bits << " " << width << " " << run);
-                    test_dib dib(width, 11, bits);
-                    dib.fill_random(uint32_t(width), run);
-                    if (colors == 1 && bits == 1)
-                        dib.set_color(0, 255, 255, 255), dib.set_color(1, 0, 0, 0);
-                    if (colors == 2) dib.set_color(0, 200, 10, 20), dib.set_color(1, 1, 2, 3);
-                    const image_guard image(dib.create());
-                    expect_same_colors(picture_of(save_bytes(image, wpg)), copy_image(image));
-                }
     // A white row longer than the long run, and more equal rows than one item repeats.
     test_dib tall(1000, 700, 8);
     for (int y = 0; y < 700; ++y)
         std::memset(tall.row(y), y == 600 ? 3 : 255, 1000);
     const image_guard image(tall.create());
-    expect_same_colors(picture_of(save_bytes(image, wpg)), copy_image(image));
-
-    const image_guard deep(test_dib(2, 2, 24).create());
-    byte_vector room(1000);
-    EXPECT_EQ(IMGX_save_bitmap_mem(deep, room.data(), 1000, wpg), -7);
+    const byte_vector file = save_bytes(image, wpg);
+    EXPECT_LT(file.size(), 1000u);
+    expect_same_colors(picture_of(file), copy_image(image));
 }

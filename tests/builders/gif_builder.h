@@ -2,31 +2,21 @@
 // shares nothing with the library.
 #pragma once
 
-#include "tests/support/temp_file.h"
+#include "tests/support/codec.h"
 
-#include <algorithm>
-#include <cstring>
-#include <initializer_list>
 #include <map>
 #include <span>
-#include <utility>
 
 /// Codes packed least significant bit first.
 class gif_code_bits {
 public:
-    gif_code_bits& put(uint32_t code, uint32_t width)
-    {
-        for (uint32_t bit = 0; bit < width; ++bit, ++count_) {
-            if (count_ % 8 == 0) bytes_.push_back(0);
-            bytes_.back() = static_cast<uint8_t>(bytes_.back() | (code >> bit & 1) << count_ % 8);
-        }
-        return *this;
-    }
-    /// Several codes of one width.
     gif_code_bits& put(std::initializer_list<uint32_t> codes, uint32_t width)
     {
         for (uint32_t code : codes)
-            put(code, width);
+            for (uint32_t bit = 0; bit < width; ++bit, ++count_) {
+                if (count_ % 8 == 0) bytes_.push_back(0);
+                bytes_.back() |= uint8_t((code >> bit & 1) << count_ % 8);
+            }
         return *this;
     }
     const byte_vector& bytes() const { return bytes_; }
@@ -41,7 +31,7 @@ inline byte_vector gif_sub_blocks(const byte_vector& data, size_t block = 255)
 {
     byte_vector out;
     for (size_t i = 0; i < data.size(); ++i) {
-        if (i % block == 0) out.push_back(static_cast<uint8_t>(std::min(block, data.size() - i)));
+        if (i % block == 0) out.push_back(uint8_t(std::min(block, data.size() - i)));
         out.push_back(data[i]);
     }
     out.push_back(0);
@@ -63,7 +53,7 @@ inline byte_vector gif_plain_lzw(std::span<const uint8_t> pixels, uint32_t code_
     const auto write = [&](uint32_t code) {
         const size_t whole = (bits.bit_count() - block_start) / 8;
         if (whole >= 253) seams.push_back((block_start += whole * 8) / 8);
-        bits.put(code, width);
+        bits.put({code}, width);
     };
     const auto count_code = [&] {
         if (++next != limit + 1) return;
@@ -100,10 +90,9 @@ inline byte_vector gif_plain_lzw(std::span<const uint8_t> pixels, uint32_t code_
     seams.push_back(bits.bytes().size());
     size_t at = 0;
     for (size_t seam : seams) {
-        out.push_back(static_cast<uint8_t>(seam - at));
-        out.insert(out.end(), bits.bytes().begin() + static_cast<ptrdiff_t>(at),
-                   bits.bytes().begin() + static_cast<ptrdiff_t>(seam));
-        at = seam;
+        out.push_back(uint8_t(seam - at));
+        while (at < seam)
+            out.push_back(bits.bytes()[at++]);
     }
     out.push_back(0);
     return out;
@@ -117,57 +106,44 @@ public:
     /// Signature and screen; no colours: no global table, size bits as given.
     explicit gif_builder(const char* version, const colors& global = {}, int size_bits = 0)
     {
-        raw({'G', 'I', 'F'}).raw(version).u16(99).u16(99);
         const int bits = global.empty() ? size_bits : 0x80 | table_bits(global);
-        raw({static_cast<uint8_t>(bits), 0, 0}).table(global);
+        raw({'G', 'I', 'F', uint8_t(version[0]), uint8_t(version[1]), 'a', 99, 0, 99, 0});
+        raw({uint8_t(bits), 0, 0}).table(global);
     }
     gif_builder& extension(uint8_t label, const std::string& text)
     {
-        raw({0x21, label});
-        return append(gif_sub_blocks(byte_vector(text.begin(), text.end())));
+        return raw({0x21, label}).raw(gif_sub_blocks(byte_vector(text.begin(), text.end())));
     }
     gif_builder& picture(int width, int height, uint8_t code_size, const byte_vector& data,
                          const colors& local = {}, int flags = 0)
     {
-        raw({0x2C}).u16(0).u16(0).u16(width).u16(height);
-        raw({static_cast<uint8_t>(local.empty() ? flags : flags | 0x80 | table_bits(local))});
-        return table(local).raw({code_size}).append(data);
+        raw({0x2C, 0, 0, 0, 0});
+        add_le(bytes, uint64_t(width), 2);
+        add_le(bytes, uint64_t(height), 2);
+        raw({uint8_t(local.empty() ? flags : flags | 0x80 | table_bits(local))});
+        return table(local).raw({code_size}).raw(data);
     }
     /// The same from pixels.
     gif_builder& pixels(int width, int height, uint32_t code_size, const byte_vector& pixels,
                         const colors& local = {}, int flags = 0)
     {
-        return picture(width, height, static_cast<uint8_t>(code_size),
-                       gif_plain_lzw(pixels, code_size, true), local, flags);
+        return picture(width, height, uint8_t(code_size), gif_plain_lzw(pixels, code_size, true),
+                       local, flags);
     }
-    gif_builder& raw(std::initializer_list<uint8_t> bytes)
+    gif_builder& raw(const byte_vector& more)
     {
-        out_.insert(out_.end(), bytes);
+        add_bytes(bytes, more);
         return *this;
     }
-    byte_vector end() { return raw({0x3B}).out_; }
-    const byte_vector& bytes() const { return out_; }
+    byte_vector end() { return raw({0x3B}).bytes; }
+
+    byte_vector bytes;
 
 private:
-    gif_builder& raw(const char* text)
-    {
-        out_.insert(out_.end(), text, text + std::strlen(text));
-        return *this;
-    }
-    gif_builder& append(const byte_vector& bytes)
-    {
-        out_.insert(out_.end(), bytes.begin(), bytes.end());
-        return *this;
-    }
-    gif_builder& u16(int value)
-    {
-        return raw({static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)});
-    }
     gif_builder& table(const colors& table)
     {
         for (uint32_t c : table)
-            raw({static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8),
-                 static_cast<uint8_t>(c)});
+            add_be(bytes, c, 3);
         return *this;
     }
     static int table_bits(const colors& table)
@@ -177,6 +153,4 @@ private:
             ++bits;
         return bits;
     }
-
-    byte_vector out_;
 };

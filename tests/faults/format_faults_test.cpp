@@ -1,0 +1,140 @@
+// format_faults_test.cpp - what the test of all file types does not reach: GIF's own codes,
+// bitmaps in several pieces, pages added to a file, files that claim a huge picture; and the
+// memory that loading takes.
+
+#include "tests/builders/gif_builder.h"
+#include "tests/builders/pcx_builder.h"
+#include "tests/builders/pict_builder.h"
+#include "tests/builders/targa_builder.h"
+#include "tests/builders/wmf_builder.h"
+#include "tests/builders/wpg_builder.h"
+#include "tests/support/fault_sweep.h"
+
+#include <sys/resource.h>
+
+TEST(format_faults, gif)
+{
+    const temp_file file(".gif");
+    for (int mode : {0, 1}) {
+        const mode_scope scope(mode);
+        const image_guard image(random_dib(300, 300, 8).create());
+        sweep_faults(
+            write_faults, [&] { return IMG_save_bitmap(image, file.name(), 4); },
+            [](fault_kind kind, int32_t result) {
+                EXPECT_TRUE(result == -9 || (is_memory_fault(kind) && result == -1)) << result;
+            },
+            40);
+        ASSERT_EQ(IMG_save_bitmap(image, file.name(), 4), 0);
+        int accepted = 0;
+        sweep_faults(
+            read_faults,
+            [&] {
+                const int32_t handle = IMG_decompress_bitmap(file.name());
+                return handle < 0 ? handle : release_image(handle);
+            },
+            [&](fault_kind kind, int32_t result) {
+                if (!is_memory_fault(kind))
+                    EXPECT_TRUE(result == -3 || result == -7 || result == -12) << result;
+                else if (result == 0)
+                    ++accepted;
+                else
+                    EXPECT_EQ(result, -1);
+            });
+        // In classic mode the buffer for the data may be missing: its allocation and its lock.
+        EXPECT_EQ(accepted, mode ? 0 : 2);
+    }
+}
+
+TEST(format_faults, loading_what_we_do_not_write)
+{
+    pict_bits tile, beside;
+    tile.width = 30, tile.height = 2, tile.bits = 8, tile.row_bytes = 30;
+    tile.colors = {{0, 1, 2, 3}};
+    tile.rows = {2, 0xE3, 0, 2, 0xE3, 1};
+    beside = tile;
+    beside.left = 30;
+    wmf_test_dib runs;
+    runs.width = 3, runs.compression = 1, runs.table = byte_vector(1024), runs.data = {3, 9, 0, 1};
+    targa_builder targa;
+    targa.width = 200, targa.height = 150, targa.type = 10;
+    for (int i = 0; i < 15000; ++i)
+        add_bytes(targa.data, {0x81, uint8_t(i), 0, 0});
+    const temp_file file(".img");
+    for (const byte_vector& bytes :
+         {pict_builder().op(0x98, tile.build()).op(0x98, beside.build()).op(0xFF).bytes,
+          wmf_builder().draw(0x0F43, runs.build()).end().bytes, targa.build(),
+          wpg_builder(2).bitmap_2(3, 2, 4, 1, {0x82, 1, 0x82, 2}).bytes}) {
+        write_file(file.name(), bytes);
+        sweep_load(file.name());
+    }
+}
+
+TEST(format_faults, a_failed_append_keeps_the_pages_that_were_there)
+{
+    const temp_file file(".dcx");
+    pcx_builder page;
+    page.width = 40, page.data = {0xE8, 7}, page.tail = vga_palette(1);
+    const image_guard image(random_dib(20, 5, 8, 4).create());
+    for (size_t entries : {size_t{2}, size_t{1024}}) {
+        const byte_vector before = build_dcx({page.build()}, entries);
+        const image_copy first = picture_of(before);
+        sweep_faults(
+            {fault_kind::allocation, fault_kind::lock, fault_kind::failed_read,
+             fault_kind::failed_write},
+            [&] {
+                write_file(file.name(), before);
+                return IMG_save_bitmap(image, file.name(), 11);
+            },
+            [&](fault_kind, int32_t result) {
+                EXPECT_LT(result, 0);
+                expect_same_colors(picture_of(file.bytes()), first);
+            });
+    }
+}
+
+// Loading takes the DIB and at most a megabyte, whatever the format keeps beside it.
+TEST(format_faults, loading_stays_near_the_size_of_the_image)
+{
+    for (auto [type, bits] : {std::pair(2, 8),
+                              {2, 24},
+                              {3, 8},
+                              {3, 24},
+                              {4, 4},
+                              {4, 8},
+                              {5, 8},
+                              {6, 8},
+                              {6, 24},
+                              {11, 8},
+                              {15, 8},
+                              {15, 24}}) {
+        SCOPED_TRACE(testing::Message() << type << " " << bits);
+        const int32_t width = 5000, height = 600; // two tiles of a picture
+        const temp_file file(".img");
+        ASSERT_GE(IMG_save_bitmap(image_guard(random_dib(width, height, bits, 50).create()),
+                                  file.name(), type),
+                  0);
+        const uint64_t before = platform_get_counts().live_bytes;
+        platform_set_faults({});
+        const image_guard image(IMG_decompress_bitmap(file.name()));
+        ASSERT_GE(image, 0);
+        EXPECT_LE(platform_get_counts().peak_bytes - before,
+                  uint64_t(test_stride(width, bits)) * height + (1 << 20));
+    }
+}
+
+// A header justifies an allocation of its size, but not that its pages are touched.
+TEST(format_faults, a_huge_picture_without_data_costs_nothing)
+{
+    rusage before, after;
+    getrusage(RUSAGE_SELF, &before);
+    targa_builder targa;
+    targa.width = 65535, targa.height = 10000, targa.data = {0, 1, 2};
+    EXPECT_EQ(load_code(targa.build()), -12);
+    targa.type = 10;
+    EXPECT_EQ(load_code(targa.build()), -12);
+    const gif_builder gif =
+        gif_builder("89a", gif_builder::colors(256)).picture(65535, 30000, 8, {3, 0, 1, 2, 0});
+    EXPECT_EQ(load_code(gif.bytes), -3);
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LE(after.ru_maxrss - before.ru_maxrss, 100 * 1024);
+}

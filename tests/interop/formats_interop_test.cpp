@@ -1,0 +1,171 @@
+// formats_interop_test.cpp - GIF, Targa, PCX, DCX, PICT, WPG and WMF files to and from other
+// programs: giflib's tools, ImageMagick, GraphicsMagick (which draws metafiles through libwmf),
+// netpbm, libwpg, ffmpeg and LibreOffice as processes where they are installed.
+
+#include "tests/support/codec.h"
+#include "tests/support/peer_tools.h"
+namespace {
+
+// Few colours, so that a palettised file holds the picture without a loss.
+pixmap peer_picture(int32_t width, int32_t height, uint32_t colors)
+{
+    std::mt19937 random(static_cast<uint32_t>(width));
+    pixmap map{width, height, {}};
+    for (int32_t i = 0; i < width * height; ++i) {
+        const uint32_t index = static_cast<uint32_t>(random()) % colors;
+        const bool repeat = i > 0 && random() % 3;
+        map.colors.push_back(repeat ? map.colors.back() : index * 0x010305 & 0xFFFFFF);
+    }
+    return map;
+}
+
+std::string with_names(std::string command, const std::string& in, const std::string& out)
+{
+    command.replace(command.find("%i"), 2, in);
+    return command.replace(command.find("%o"), 2, out);
+}
+
+bool have_tool_of(const std::string& command)
+{
+    return have_tool(command.substr(0, command.find(' ')));
+}
+
+// Pixmap %i to file %o. ImageMagick marks Targa files without an orientation as having the
+// bottom row first, whatever their order, hence -orient.
+constexpr struct {
+    const char* command;
+    const char* extension;
+    uint32_t colors;
+} writers[] = {
+    {"convert-im6.q16 %i gif:%o", ".gif", 256},
+    {"convert-im6.q16 %i gif87:%o", ".gif", 9},
+    {"gm convert %i gif:%o", ".gif", 100},
+    {"pamtogif -interlace -noclear %i > %o", ".gif", 30},
+    {"pamtogif -nolzw %i > %o", ".gif", 256},
+    {"convert-im6.q16 %i -orient TopLeft -compress none tga:%o", ".tga", 3000},
+    {"convert-im6.q16 %i -orient TopLeft -type TrueColorMatte tga:%o", ".tga", 3000},
+    {"convert-im6.q16 %i -orient BottomLeft -flip -type Palette -compress RLE tga:%o", ".tga", 200},
+    {"gm convert %i tga:%o", ".tga", 3000},
+    {"ppmtotga -rgb %i > %o", ".tga", 3000},
+    {"ppmtotga -cmap %i > %o", ".tga", 250},
+    {"ffmpeg -v error -y -f ppm_pipe -i %i -f image2 -c:v targa %o", ".tga", 3000},
+    {"convert-im6.q16 %i PCX:%o", ".pcx", 0xFFFFFF},
+    {"convert-im6.q16 %i DCX:%o", ".dcx", 200},
+    {"gm convert %i PCX:%o", ".pcx", 0xFFFFFF},
+    {"ppmtopcx -24bit %i > %o", ".pcx", 0xFFFFFF},
+    {"ppmtopcx -8bit %i > %o", ".pcx", 200},
+    {"ppmtopcx %i > %o", ".pcx", 16},
+    {"ppmtopcx -packed %i > %o", ".pcx", 16},
+    {"ffmpeg -v error -y -f ppm_pipe -i %i -f image2 -c:v pcx %o", ".pcx", 0xFFFFFF},
+    {"convert-im6.q16 %i PICT:%o", ".pct", 0xFFFFFF},
+    {"convert-im6.q16 %i -type Palette PICT:%o", ".pct", 200},
+    {"gm convert %i PICT:%o", ".pct", 0xFFFFFF},
+    {"ppmtopict %i > %o", ".pct", 200},
+};
+
+// File %i to pixmap %o. What these programs are known to read otherwise is left out:
+// ImageMagick shows 1-bit PCX inverted; both show PICT rows of 63 to 66 pixels of 24 bits with
+// another size of count, and refuse single pixels.
+constexpr struct {
+    const char* command;
+    int32_t type;
+    std::initializer_list<int32_t> depths;
+} readers[] = {
+    {"convert-im6.q16 -regard-warnings gif:%i -depth 8 ppm:%o", 4, {1, 4, 8}},
+    {"gm convert gif:%i -depth 8 ppm:%o", 4, {1, 4, 8}},
+    {"giftopnm %i > %o", 4, {1, 4, 8}},
+    {"giffilter < %i | giftopnm > %o", 4, {1, 4, 8}},
+    {"convert-im6.q16 tga:%i -depth 8 ppm:%o", 3, {8, 24}},
+    {"gm convert tga:%i -depth 8 ppm:%o", 3, {8, 24}},
+    {"tgatoppm %i > %o", 3, {8, 24}},
+    {"convert-im6.q16 PCX:%i -depth 8 ppm:%o", 2, {4, 8, 24}},
+    {"gm convert PCX:%i -depth 8 ppm:%o", 2, {1, 4, 8, 24}},
+    {"pcxtoppm %i > %o", 2, {1, 4, 8, 24}},
+    {"convert-im6.q16 DCX:%i -depth 8 ppm:%o", 11, {4, 8, 24}},
+    {"convert-im6.q16 WPG:%i -depth 8 ppm:%o", 5, {1, 4, 8}},
+    {"gm convert WPG:%i -depth 8 ppm:%o", 5, {1, 4, 8}},
+    {"wpg2svg %i | sed -n 's/.*base64,//;s/\".*//;/^Qk/p' | base64 -d |"
+     " convert-im6.q16 bmp:- -alpha off -depth 8 ppm:%o",
+     5,
+     {1, 4, 8}},
+    {"convert-im6.q16 PICT:%i -depth 8 ppm:%o", 15, {1, 4, 8, 24}},
+    {"gm convert PICT:%i -depth 8 ppm:%o", 15, {1, 4, 8, 24}},
+    {"gm convert WMF:%i -depth 8 ppm:%o", 6, {1, 4, 8, 24}},
+};
+
+// Metafiles are drawn at 72 dots per inch.
+test_dib coloured_dib(int32_t width, int32_t height, int32_t bits)
+{
+    test_dib dib = random_dib(width, height, bits, 3);
+    dib.header()->biXPelsPerMeter = dib.header()->biYPelsPerMeter = 72;
+    return dib;
+}
+
+} // namespace
+
+TEST(formats_interop, we_read_what_other_programs_write)
+{
+    const mode_scope interchange;
+    int tried = 0;
+    for (const auto& writer : writers) {
+        if (!have_tool_of(writer.command)) continue;
+        SCOPED_TRACE(writer.command);
+        // Not below 8 pixels: ppmtopict refuses those, and ImageMagick writes rows of PICT that
+        // it cannot read itself.
+        for (auto [width, height] : {std::pair(9, 5), {64, 9}, {65, 9}, {130, 67}, {225, 4}}) {
+            const pixmap picture = peer_picture(width, height, writer.colors);
+            const temp_file in(".ppm"), file(writer.extension);
+            write_pixmap(in.name(), picture);
+            ASSERT_TRUE(run_tool(with_names(writer.command, in.name(), file.name())));
+            EXPECT_TRUE(load_pixmap(file.name()) == picture) << width << " x " << height;
+            ++tried;
+        }
+    }
+    if (tried == 0) GTEST_SKIP() << "no other program is installed";
+}
+
+TEST(formats_interop, other_programs_read_what_we_write)
+{
+    const mode_scope interchange;
+    int tried = 0;
+    for (const auto& reader : readers) {
+        if (!have_tool_of(reader.command)) continue;
+        SCOPED_TRACE(reader.command);
+        for (int32_t bits : reader.depths)
+            for (auto [width, height] : {std::pair(1, 1), {3, 2}, {37, 11}, {128, 40}, {250, 7}}) {
+                if (reader.type == 15 && width == 1) continue;
+                const image_guard image(coloured_dib(width, height, bits).create());
+                const temp_file file(".img"), out(".ppm");
+                ASSERT_GE(IMG_save_bitmap(image, file.name(), reader.type), 0);
+                EXPECT_TRUE(run_tool(with_names(reader.command, file.name(), out.name())));
+                EXPECT_TRUE(read_pixmap(out.name()) == pixmap_of(copy_image(image)))
+                    << bits << " bits, " << width << " x " << height;
+                ++tried;
+            }
+    }
+    if (tried == 0) GTEST_SKIP() << "no other program is installed";
+}
+
+// LibreOffice reads our file and writes what it read as a metafile, which we read.
+TEST(formats_interop, libreoffice_passes_our_pictures_on_as_metafiles)
+{
+    if (!have_tool("soffice")) GTEST_SKIP() << "LibreOffice is not installed";
+    const mode_scope interchange;
+    for (auto [type, bits, extension] : {std::tuple(6, 1, ".wmf"),
+                                         {6, 24, ".wmf"},
+                                         {5, 8, ".wpg"},
+                                         {2, 24, ".pcx"},
+                                         {3, 8, ".tga"},
+                                         {4, 8, ".gif"}}) {
+        SCOPED_TRACE(testing::Message() << extension << ", " << bits << " bits");
+        const image_guard image(coloured_dib(60, 47, bits).create());
+        const temp_file file(extension);
+        ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
+        const std::string name = file.name();
+        const std::string result = "passed_on/" + name.substr(0, name.rfind('.')) + ".wmf";
+        ASSERT_TRUE(run_tool("soffice --headless --convert-to wmf --outdir passed_on " + name));
+        EXPECT_TRUE(load_pixmap(result) == pixmap_of(copy_image(image)));
+        std::remove(result.c_str());
+    }
+    std::remove("passed_on");
+}
