@@ -26,7 +26,14 @@ TEST(display_faults, rows_and_dots_run_out_of_memory)
         for (const auto dither : {print_dither::halftone, print_dither::diffusion})
             sweep_faults(
                 memory_faults,
-                [&] { return print_rows().prepare(image, plan, tone_table{}, dither); },
+                [&] {
+                    print_rows printed;
+                    const int32_t result = printed.prepare(image, plan, tone_table{}, dither);
+                    uint8_t dots[4];
+                    for (int32_t row = 0; row < 20 && result == 0; ++row)
+                        printed.next(dots);
+                    return result;
+                },
                 expect_out_of_memory);
     }
 }

@@ -57,30 +57,16 @@ constexpr uint32_t thumb(uint32_t position)
 
 } // namespace
 
-TEST(zoom, sets_crop_rectangle_and_scroll_bars)
-{
-    const test_picture picture(1000, 800, 1);
-    const test_window window(400, 300);
-    ASSERT_EQ(IMG_zoom_bitmap(picture.handle, window.get(), 200), 0);
-    EXPECT_EQ(crop_of(picture), (numbers{250, 212, 500, 375}));
-    EXPECT_EQ(bars_of(window.get()), (numbers{500, 250, 425, 212}));
-    // The bars that appeared took some of the client area.
-    EXPECT_LT(window.client().cx, 400);
-    ASSERT_EQ(IMG_zoom_bitmap(picture.handle, window.get(), 100), 0);
-    EXPECT_EQ(crop_of(picture), (numbers{0, 0, 1000, 800}));
-    EXPECT_EQ(bars_of(window.get())[0], 0);
-    EXPECT_EQ(bars_of(window.get())[2], 0);
-    EXPECT_EQ(IMG_zoom_bitmap(-4, window.get(), 100), -4);
-    EXPECT_EQ(IMG_zoom_bitmap(4711, window.get(), 100), -13);
-    EXPECT_EQ(IMG_zoom_bitmap(picture.handle, nullptr, 200), 0);
-}
-
 TEST(scroll, moves_bars_and_crop_together)
 {
     const test_picture picture(1200, 900, 8);
     const test_window window(400, 300);
-    zoom(picture, window, 300);
-    ASSERT_EQ(crop_of(picture), (numbers{400, 300, 400, 300}));
+    ASSERT_EQ(IMG_zoom_bitmap(picture.handle, window.get(), 200), 0);
+    EXPECT_EQ(crop_of(picture), (numbers{300, 225, 600, 450}));
+    EXPECT_EQ(bars_of(window.get()), (numbers{600, 300, 450, 225}));
+    EXPECT_LT(window.client().cx, 400) << "the bars took some of the client area";
+    window.set_client(400, 300);
+    ASSERT_EQ(IMG_zoom_bitmap(picture.handle, window.get(), 300), 0);
     const struct {
         uint32_t wparam;
         int32_t message, result, x, y;
@@ -97,22 +83,21 @@ TEST(scroll, moves_bars_and_crop_together)
         EXPECT_EQ(bars_of(window.get()), (numbers{800, s.x, 600, s.y})) << s.wparam;
         EXPECT_EQ(crop_of(picture), (numbers{s.x, s.y, 400, 300}));
     }
-    EXPECT_EQ(IMG_scroll_bitmap(-7, window.get(), 0, 0, WM_VSCROLL), -7);
-    EXPECT_EQ(IMG_scroll_bitmap(4711, window.get(), 0, 0, WM_VSCROLL), -13);
-}
-
-TEST(scroll, adds_up_fractions_of_a_window_pixel)
-{
-    const test_picture picture(3200, 100, 1);
-    const test_window window(200, 100);
-    zoom(picture, window, 400); // sets the remainders to 0
-    IMG_set_croprect(picture.handle, 100, 0, 800, 100);
-    SetScrollRange(window.get(), SB_HORZ, 0, 2400, FALSE);
-    // Four image pixels make a window pixel: three requests only fill the remainder.
-    for (const uint32_t position : {99U, 98U, 97U, 96U})
-        EXPECT_EQ(IMG_scroll_bitmap(picture.handle, window.get(), thumb(position), 0, WM_HSCROLL),
-                  position == 96);
-    EXPECT_EQ(crop_of(picture)[0], 96);
+    // Two image pixels make a window pixel: every second request upward only fills the
+    // remainder, and the crop rectangle moves all the same.
+    IMG_set_croprect(picture.handle, 123, 0, 800, 600);
+    for (const uint32_t x : {122U, 121U, 120U, 119U})
+        EXPECT_EQ(IMG_scroll_bitmap(picture.handle, window.get(), thumb(x), 0, WM_HSCROLL), x & 1);
+    EXPECT_EQ(crop_of(picture)[0], 119);
+    EXPECT_EQ(IMG_zoom_bitmap(picture.handle, window.get(), 100), 0);
+    EXPECT_EQ(crop_of(picture), (numbers{0, 0, 1200, 900}));
+    EXPECT_EQ(bars_of(window.get())[0], 0);
+    EXPECT_EQ(bars_of(window.get())[2], 0);
+    for (const auto& [handle, code] : {std::pair{-4, -4}, std::pair{4711, -13}}) {
+        EXPECT_EQ(IMG_zoom_bitmap(handle, window.get(), 100), code);
+        EXPECT_EQ(IMG_scroll_bitmap(handle, window.get(), 0, 0, WM_VSCROLL), code);
+    }
+    EXPECT_EQ(IMG_zoom_bitmap(picture.handle, nullptr, 200), 0);
 }
 
 TEST(scroll, strip_equals_a_full_repaint)

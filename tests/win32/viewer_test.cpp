@@ -278,34 +278,3 @@ TEST(viewer, tells_errors_in_words_and_goes_on)
     EXPECT_TRUE(viewer.title_becomes("70 x 50, 24 bits"));
     EXPECT_EQ(viewer.close(), 0U);
 }
-
-// Makes the pictures of docs/: run in a directory with fax.tif and photo.jpg, in a desktop
-// window of Wine, which draws the frames.
-TEST(viewer, DISABLED_makes_pictures_for_the_documentation)
-{
-    const auto keep = [](const viewer_driver& viewer, const char* name) {
-        Sleep(400);
-        RECT place{};
-        GetWindowRect(viewer.frame(), &place);
-        const canvas shot(place.right - place.left, place.bottom - place.top);
-        HDC screen = GetDC(nullptr);
-        BitBlt(shot.dc(), 0, 0, place.right - place.left, place.bottom - place.top, screen,
-               place.left, place.top, SRCCOPY);
-        ReleaseDC(nullptr, screen);
-        const image_guard image(IMG_create_handle_ddb(shot.bitmap(), nullptr));
-        EXPECT_GE(IMG_save_bitmap(image, name, 1), 0);
-    };
-    const viewer_driver fax("fax.tif");
-    ASSERT_TRUE(fax.title_becomes("1 bit"));
-    keep(fax, "viewer_fax_fit.bmp");
-    fax.command(IDM_ACTUAL_SIZE);
-    SendMessageA(fax.picture(), WM_KEYDOWN, VK_HOME, 0);
-    keep(fax, "viewer_fax_actual_size.bmp");
-    EXPECT_EQ(fax.close(), 0U);
-    const viewer_driver photo("photo.jpg");
-    ASSERT_TRUE(photo.title_becomes("24 bits"));
-    keep(photo, "viewer_photo.bmp");
-    photo.post(IDM_PRINT_TONE);
-    EXPECT_TRUE(photo.dialog());
-    keep(photo, "viewer_print_tone.bmp");
-}
