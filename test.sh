@@ -106,6 +106,7 @@ stage_package() {
   say "the installed package, the README's program"
   check "CMake package and pkg-config" scripts/check_install.sh
   check "README program" scripts/check_readme.sh native
+  check "programs in other languages" scripts/check_languages.sh
 }
 
 stage_exports() {
