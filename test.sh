@@ -94,6 +94,7 @@ under_wine() {
   TREVOLAN_TOOL_COMMAND="wine $here/build/win32/trevolan.exe" gtest win32-tool "$here/build/native/tool_tests" \
     --gtest_filter=-tool_posix_test.*
   check "README program on Windows" scripts/check_readme.sh windows
+  check "CMake package for Windows" scripts/check_install.sh win32
   if command -v lld-link >/dev/null && command -v clang >/dev/null; then
     check "trevolan.lib with a Microsoft-style linker" scripts/check_import_library.sh
   else
@@ -104,7 +105,7 @@ under_wine() {
 
 stage_package() {
   say "the installed package, the README's program"
-  check "CMake package and pkg-config" scripts/check_install.sh
+  check "CMake package and pkg-config" scripts/check_install.sh native
   check "README program" scripts/check_readme.sh native
   check "programs in other languages" scripts/check_languages.sh
 }

@@ -7,17 +7,14 @@ foreach(directory IN LISTS portable_directories)
   list(APPEND sources ${found})
 endforeach()
 
+# The arithmetic of display is portable and tested everywhere.
+file(GLOB display_portable CONFIGURE_DEPENDS display/portable/*.cpp)
+list(APPEND sources ${display_portable})
 if(WIN32)
   file(GLOB platform_sources CONFIGURE_DEPENDS platform/win32/*.cpp)
   file(GLOB windows_sources CONFIGURE_DEPENDS display/*.cpp scan/*.cpp core/win32/*.cpp)
 else()
   file(GLOB platform_sources CONFIGURE_DEPENDS platform/posix/*.cpp)
-  # The arithmetic of display and scanning is portable and tested everywhere.
-  file(GLOB windows_sources CONFIGURE_DEPENDS display/portable/*.cpp)
-endif()
-if(WIN32)
-  file(GLOB display_portable CONFIGURE_DEPENDS display/portable/*.cpp)
-  list(APPEND windows_sources ${display_portable})
 endif()
 
 # What only programs need of the system (platform/host.h) stays out of the library.
