@@ -1,8 +1,6 @@
 // crop.cpp - cuts an image down to a rectangle.
 
-#include "core/image_object.h"
-
-#include <cstring>
+#include "core/new_dib.h"
 
 namespace {
 
@@ -55,27 +53,16 @@ int32_t IMG_STD IMGX_crop_bitmap(int32_t handle, int32_t x, int32_t y, int32_t w
     if (!inside(image.object(), x, y, width, height)) return err_memory;
 
     const int32_t bits = image.header()->biBitCount;
-    dib_header header;
-    std::memcpy(&header, image.header(),
-                sizeof(BITMAPINFOHEADER) + static_cast<size_t>(Palette_Size(image.header())));
-    header.info.biWidth = width;
-    header.info.biHeight = height;
-    const int32_t stride = size_for_long(width, bits);
-    header.info.biSizeImage = static_cast<uint32_t>(stride) * static_cast<uint32_t>(height);
-
-    global_block block(allocate_dib(&header.info));
-    if (!block) return err_memory;
-    auto* cut = block.lock<BITMAPINFOHEADER>();
-    if (!cut) return err_memory;
+    new_dib cut(image.header());
+    cut.set_size(width, height, bits);
+    if (int32_t err = cut.create(); err < 0) return err;
     const crop_rows plan = plan_rows(x, width, bits, image->bytes_per_line);
     const int32_t lowest = image->height - y - height;
     for (int32_t r = 0; r < height; ++r)
-        cut_row(plan, image.row(lowest + r),
-                dib_rows(cut) + static_cast<size_t>(r) * static_cast<size_t>(stride));
+        cut_row(plan, image.row(lowest + r), cut.row(r));
 
     image_object& object = image.object();
-    image.unlock();
-    replace_dib(object, block.release(), header.info, saved_colors::forget);
+    cut.install(image, saved_colors::forget);
     object.crop_x = object.crop_y = 0;
     object.crop_width = object.display_width = width;
     object.crop_height = object.display_height = height;

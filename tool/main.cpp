@@ -98,6 +98,36 @@ void collect_operations(const CLI::App& command, tool_settings& settings)
     }
 }
 
+// What every command that saves can do, and what it does with that. The operations are known
+// by then.
+void add_saving(CLI::App& command, command_line& line, std::function<int()> run)
+{
+    add_operations(command);
+    add_save_settings(command, line);
+    add_read_settings(command, line);
+    command.final_callback([&command, &line, run = std::move(run)] {
+        line.run = [&command, &line, run] {
+            collect_operations(command, line.settings);
+            return run();
+        };
+    });
+}
+
+// A number from 1 on.
+CLI::Option* add_count(CLI::App& command, const char* name, int32_t& value, const char* type,
+                       const char* help)
+{
+    return command.add_option(name, value, help)->check(CLI::Range(1, INT32_MAX))->type_name(type);
+}
+
+void add_in_and_out(CLI::App& command, command_line& line)
+{
+    command.add_option("FILES", line.files, "IN... OUT")
+        ->required()
+        ->expected(2, -1)
+        ->type_name("");
+}
+
 std::string take_last(std::vector<std::string>& files)
 {
     std::string last = files.back();
@@ -122,30 +152,19 @@ void add_convert(command_line& line)
                    "With several inputs, or a directory as OUT, every input becomes a file there.\n"
                    "All pages of an input go into OUT where its type holds pages, else into\n"
                    "numbered files.");
-    command->add_option("FILES", line.files, "IN... OUT")
-        ->required()
-        ->expected(2, -1)
-        ->type_name("");
-    command->add_option("--page", line.convert.page, "take one page only; the first is 1")
-        ->check(CLI::Range(1, INT32_MAX))
-        ->type_name("N");
+    add_in_and_out(*command, line);
+    add_count(*command, "--page", line.convert.page, "N", "take one page only; the first is 1");
     command
         ->add_option("--jobs", line.convert.jobs,
                      "convert several inputs side by side in N processes; 0: one per processor")
         ->check(CLI::Range(0, 1000))
         ->type_name("N");
     command->add_option("--worker-item", line.convert.only_item)->group("");
-    add_operations(*command);
-    add_save_settings(*command, line);
     add_append(*command, line);
-    add_read_settings(*command, line);
-    command->final_callback([&line, command] {
-        line.run = [&line, command] {
-            collect_operations(*command, line.settings);
-            line.convert.output = take_last(line.files);
-            line.convert.inputs = line.files;
-            return run_convert(line.convert, line.settings);
-        };
+    add_saving(*command, line, [&line] {
+        line.convert.output = take_last(line.files);
+        line.convert.inputs = line.files;
+        return run_convert(line.convert, line.settings);
     });
 }
 
@@ -153,21 +172,12 @@ void add_join(command_line& line)
 {
     CLI::App* command =
         line.app.add_subcommand("join", "the pages of all inputs into one file: IN... OUT");
-    command->add_option("FILES", line.files, "IN... OUT")
-        ->required()
-        ->expected(2, -1)
-        ->type_name("");
-    add_operations(*command);
-    add_save_settings(*command, line);
+    add_in_and_out(*command, line);
     add_append(*command, line);
-    add_read_settings(*command, line);
-    command->final_callback([&line, command] {
-        line.run = [&line, command] {
-            collect_operations(*command, line.settings);
-            line.join.output = take_last(line.files);
-            line.join.inputs = line.files;
-            return run_join(line.join, line.settings);
-        };
+    add_saving(*command, line, [&line] {
+        line.join.output = take_last(line.files);
+        line.join.inputs = line.files;
+        return run_join(line.join, line.settings);
     });
 }
 
@@ -179,15 +189,7 @@ void add_split(command_line& line)
     command->add_option("PREFIX", line.split.prefix, "start of the names")
         ->required()
         ->type_name("");
-    add_operations(*command);
-    add_save_settings(*command, line);
-    add_read_settings(*command, line);
-    command->final_callback([&line, command] {
-        line.run = [&line, command] {
-            collect_operations(*command, line.settings);
-            return run_split(line.split, line.settings);
-        };
-    });
+    add_saving(*command, line, [&line] { return run_split(line.split, line.settings); });
 }
 
 void add_fax(command_line& line)
@@ -196,31 +198,19 @@ void add_fax(command_line& line)
     fax_request& fax = line.fax;
     command->add_option("RAW", fax.input, "raw data")->required()->type_name("");
     command->add_option("OUT", fax.output, "file")->required()->type_name("");
-    command->add_option("--width", fax.width, "columns")
-        ->required()
-        ->check(CLI::Range(1, INT32_MAX))
-        ->type_name("W");
-    command->add_option("--height", fax.height, "rows")
-        ->required()
-        ->check(CLI::Range(1, INT32_MAX))
-        ->type_name("H");
+    add_count(*command, "--width", fax.width, "W", "columns")->required();
+    add_count(*command, "--height", fax.height, "H", "rows")->required();
     command->add_option("--code", line.fax_code, "g3, g3-2d or g4")->required()->type_name("CODE");
     command
         ->add_option("--fill-order", fax.fill_order,
                      "1: the most significant bit comes first, 2: the least significant one")
         ->check(CLI::Range(1, 2))
         ->type_name("N");
-    add_operations(*command);
-    add_save_settings(*command, line);
     add_append(*command, line);
-    add_read_settings(*command, line);
-    command->final_callback([&line, command] {
-        line.run = [&line, command] {
-            constexpr int32_t codes[] = {1, 2, 4};
-            line.fax.code = codes[parse_choice(line.fax_code, {"g3", "g3-2d", "g4"})];
-            collect_operations(*command, line.settings);
-            return run_fax(line.fax, line.settings);
-        };
+    add_saving(*command, line, [&line] {
+        constexpr int32_t codes[] = {1, 2, 4};
+        line.fax.code = codes[parse_choice(line.fax_code, {"g3", "g3-2d", "g4"})];
+        return run_fax(line.fax, line.settings);
     });
 }
 
@@ -236,9 +226,7 @@ void add_show(command_line& line)
     CLI::App* command = line.app.add_subcommand("show", "a preview in the terminal");
     command->add_option("FILE", line.files, "files")->required()->type_name("");
     line.page = 1;
-    command->add_option("--page", line.page, "the page; the first is 1")
-        ->check(CLI::Range(1, INT32_MAX))
-        ->type_name("N");
+    add_count(*command, "--page", line.page, "N", "the page; the first is 1");
     add_read_settings(*command, line);
     command->final_callback(
         [&line] { line.run = [&line] { return run_show(line.files, line.page, line.settings); }; });
