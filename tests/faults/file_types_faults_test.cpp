@@ -1,5 +1,6 @@
 // file_types_faults_test.cpp - every file type at every depth, saved and loaded by name with
 // every allocation, lock, read and write failing in turn. A new type takes part by itself.
+// How much memory loads and saves take.
 
 #include "tests/support/fault_sweep.h"
 #include "tests/support/images.h"
@@ -32,6 +33,22 @@ TEST(file_types_faults, every_type_and_depth_in_both_modes)
                 sweep_type(type, bits);
             }
     }
+}
+
+TEST(bmp_memory, loading_and_saving_by_name_take_little_more_than_the_picture)
+{
+    constexpr uint64_t picture = 3000 * 1000 * 3, allowance = 2 << 20;
+    const temp_file file(".bmp");
+    {
+        const image_guard image(test_dib(3000, 1000, 24).create());
+        platform_set_faults({}); // counts from here on
+        ASSERT_EQ(IMG_save_bitmap(image, file.name(), 1), 0);
+        EXPECT_LT(platform_get_counts().peak_bytes, picture + allowance);
+    }
+    platform_set_faults({});
+    const image_guard image(IMG_decompress_bitmap(file.name()));
+    EXPECT_GE(platform_get_counts().peak_bytes, picture);
+    EXPECT_LT(platform_get_counts().peak_bytes, picture + allowance);
 }
 
 TEST(file_types_faults, creating_from_a_packed_dib)
