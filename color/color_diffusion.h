@@ -5,25 +5,33 @@
 //            8 4
 //        2 4 8 4 2   over 32, by arithmetic shifts.
 //
-// INTENDED: running values are unsigned 16-bit numbers; one that falls below zero wraps and
-// reads as a large number.
-//
 // Along a row each pixel waits for the one before it, channel by channel; the errors that go
 // to the next row are added afterwards, two pixels at a time. Sums wrap, so their order
 // makes no difference.
 #pragma once
 
+#include "color/running_values.h"
 #include "core/dib_rows.h"
 
 #include <cstring>
 #include <emmintrin.h>
 
 /// The shares of one error as 16-bit words: a quarter in the lowest, an eighth, a sixteenth.
-constexpr uint64_t color_shares(int32_t error)
+///
+/// INTENDED: the classic shares are each rounded down, so a pixel loses up to six levels. With
+/// the sign kept that loss would pile up in black areas; there two quarters, three eighths
+/// and two sixteenths add up to the error.
+template <running_values mode> constexpr uint64_t color_shares(int32_t error)
 {
-    return uint64_t{static_cast<uint16_t>(error >> 2)} |
-           uint64_t{static_cast<uint16_t>(error >> 3)} << 16 |
-           uint64_t{static_cast<uint16_t>(error >> 4)} << 32;
+    int32_t quarter = error >> 2, eighth = error >> 3;
+    const int32_t sixteenth = error >> 4;
+    if (mode == running_values::keep_sign) {
+        eighth ^= (eighth ^ error) & 1;
+        quarter = (error - 3 * eighth - 2 * sixteenth) / 2;
+    }
+    return uint64_t{static_cast<uint16_t>(quarter)} |
+           uint64_t{static_cast<uint16_t>(eighth)} << 16 |
+           uint64_t{static_cast<uint16_t>(sixteenth)} << 32;
 }
 
 /// Shares of the three channels' errors, and the index that left them.
@@ -46,7 +54,8 @@ public:
     /// Quantises the current row and moves on to the next.
     ///   quantise(blue, green, red)  gets running values, gives a quantised_color
     ///   put(x, index)               stores one index
-    template <class Quantise, class Put> void dither(travel way, Quantise quantise, Put put);
+    template <running_values mode, class Quantise, class Put>
+    void dither(travel way, Quantise quantise, Put put);
 
 private:
     // Two pixels left and right of the picture take errors and are never output.
@@ -79,7 +88,7 @@ inline void color_diffusion::keep_shares(int32_t x, const quantised_color& color
     store(shares_[2], _mm_unpackhi_epi32(blue_green, red));
 }
 
-template <class Quantise, class Put>
+template <running_values mode, class Quantise, class Put>
 void color_diffusion::dither(travel way, Quantise quantise, Put put)
 {
     const int32_t step = way == travel::left_to_right ? 1 : -1;
@@ -87,9 +96,10 @@ void color_diffusion::dither(travel way, Quantise quantise, Put put)
     struct {
         uint32_t one_back = 0, two_back = 0, one_back_far = 0;
 
-        uint32_t take(uint16_t value) const
+        int32_t take(uint16_t value) const
         {
-            return static_cast<uint16_t>(value + one_back + two_back);
+            const auto sum = static_cast<uint16_t>(value + one_back + two_back);
+            return mode == running_values::wrap ? int32_t{sum} : static_cast<int16_t>(sum);
         }
         void pass(uint64_t shares)
         {

@@ -8,6 +8,7 @@
 #include "core/image.h"
 #include "core/new_dib.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -15,41 +16,46 @@ namespace {
 // The level of a channel that is chosen by its leading bits and its palette component.
 // INTENDED: levels are truncated and not rounded, and a value that wrapped below zero reads
 // as more than 255 and takes the highest level.
-template <int32_t levels> struct channel_quantiser {
-    static constexpr int32_t level_of(uint32_t value)
+template <int32_t levels, running_values mode> struct channel_quantiser {
+    static constexpr int32_t level_of(int32_t value)
     {
-        return static_cast<int32_t>(value > 255 ? 255 : value) * levels / 256;
+        return std::clamp(value, 0, 255) * levels / 256;
     }
     // Shares of the error, with the level in the highest word.
-    static constexpr uint64_t compute(uint32_t value)
+    static constexpr uint64_t compute(int32_t value)
     {
         const int32_t level = level_of(value);
-        const int32_t error = static_cast<int32_t>(value) - level * 255 / (levels - 1);
-        return color_shares(error) | static_cast<uint64_t>(level) << 48;
+        const int32_t error = value - level * 255 / (levels - 1);
+        return color_shares<mode>(error) | static_cast<uint64_t>(level) << 48;
     }
 
-    // Values beyond the table come from wrapping only.
-    static constexpr uint32_t table_size = 1024;
+    // Values outside the table come from wrapping only.
+    static constexpr int32_t table_from = mode == running_values::wrap ? 0 : -256;
+    static constexpr int32_t table_size = 1024;
     static constexpr auto table = [] {
         std::array<uint64_t, table_size> t{};
-        for (uint32_t v = 0; v < table_size; ++v)
-            t[v] = compute(v);
+        for (int32_t i = 0; i < table_size; ++i)
+            t[static_cast<size_t>(i)] = compute(i + table_from);
         return t;
     }();
-    static uint64_t find(uint32_t value)
+    static uint64_t find(int32_t value)
     {
-        return value < table_size ? table[value] : compute(value);
+        const auto place = static_cast<uint32_t>(value - table_from);
+        return place < table_size ? table[place] : compute(value);
     }
 };
 
-quantised_color quantise_332(uint32_t blue, uint32_t green, uint32_t red)
+template <running_values mode>
+quantised_color quantise_332(int32_t blue, int32_t green, int32_t red)
 {
-    const uint64_t b = channel_quantiser<4>::find(blue), g = channel_quantiser<8>::find(green),
-                   r = channel_quantiser<8>::find(red);
+    const uint64_t b = channel_quantiser<4, mode>::find(blue),
+                   g = channel_quantiser<8, mode>::find(green),
+                   r = channel_quantiser<8, mode>::find(red);
     return {b, g, r, static_cast<int32_t>(r >> 48 << 5 | g >> 48 << 2 | b >> 48)};
 }
 
 // One row of indices.
+template <running_values mode>
 void dither_color_raster8(color_diffusion& rows, int32_t row_number, uint8_t* indices)
 {
     const auto put = [indices](int32_t x, int32_t index) {
@@ -57,9 +63,9 @@ void dither_color_raster8(color_diffusion& rows, int32_t row_number, uint8_t* in
     };
     using travel = color_diffusion::travel;
     if (row_number & 1)
-        rows.dither(travel::right_to_left, quantise_332, put);
+        rows.dither<mode>(travel::right_to_left, quantise_332<mode>, put);
     else
-        rows.dither(travel::left_to_right, quantise_332, put);
+        rows.dither<mode>(travel::left_to_right, quantise_332<mode>, put);
 }
 
 int32_t mediancut_color(int32_t handle)
@@ -76,8 +82,11 @@ int32_t mediancut_color(int32_t handle)
 
     rows.feed(image.object(), 0, 0);
     rows.feed(image.object(), 1, 1);
+    const auto dither_row = present_running_values() == running_values::wrap
+                                ? dither_color_raster8<running_values::wrap>
+                                : dither_color_raster8<running_values::keep_sign>;
     for (int32_t r = 0; r < image->height; ++r) {
-        dither_color_raster8(rows, r, target.row(r));
+        dither_row(rows, r, target.row(r));
         rows.feed(image.object(), 1, r + 2);
     }
     target.install(image, saved_colors::forget);

@@ -6,16 +6,14 @@
 
 #include <cstring>
 
-namespace {
-
-uint8_t grey_of_color(const RGBQUAD& c, int32_t bits, grey_rule rule)
+uint8_t grey_of_color(const RGBQUAD& color, int32_t bits, grey_rule rule)
 {
-    if (rule == grey_rule::percent) return grey_percent(c.rgbBlue, c.rgbGreen, c.rgbRed);
-    if (bits == 8) return static_cast<uint8_t>(grey_of_entry(c));
-    return static_cast<uint8_t>(weighted_grey(c.rgbRed, c.rgbGreen, c.rgbBlue));
+    // INTENDED: only 8-bit entries are darkened; 4-bit ones have the weighted sum always.
+    if (rule == grey_rule::color_row && bits == 8)
+        return static_cast<uint8_t>(grey_of_entry(color));
+    if (rule == grey_rule::color_row) rule = grey_rule::weighted;
+    return grey_of_color(color.rgbBlue, color.rgbGreen, color.rgbRed, rule);
 }
-
-} // namespace
 
 grey_source::grey_source(const BITMAPINFOHEADER* header, grey_rule rule)
     : bits_(header->biBitCount), rule_(rule)
@@ -35,9 +33,7 @@ namespace {
     int32_t x = 0;
     for (; x + 16 <= width; x += 16) {
         const pixel_planes p = load_planes(row + 3 * size_t(x));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(grey + x), rule == grey_rule::percent
-                                                                   ? planes_grey_percent(p)
-                                                                   : planes_grey_of_color_row(p));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(grey + x), planes_grey(p, rule));
     }
     return x;
 }
@@ -48,9 +44,7 @@ void grey_source::fetch_24(const uint8_t* row, uint8_t* grey, int32_t width) con
 {
     int32_t x = has_byte_shuffles() ? fetch_planes(row, grey, width, rule_) : 0;
     for (row += 3 * size_t(x); x < width; ++x, row += 3)
-        grey[x] = rule_ == grey_rule::percent
-                      ? grey_percent(row[0], row[1], row[2])
-                      : static_cast<uint8_t>(grey_of_pixel(row[0], row[1], row[2]));
+        grey[x] = grey_of_color(row[0], row[1], row[2], rule_);
 }
 
 void grey_source::fetch_gray_raster(const uint8_t* row, uint8_t* grey, int32_t width) const

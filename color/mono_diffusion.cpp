@@ -3,9 +3,6 @@
 //        2 4 8 4 2
 //        1 2 4 2 1   over 42.
 //
-// INTENDED: running values are unsigned 16-bit numbers. One that falls below zero wraps,
-// reads as a large number, turns white and passes a large error on.
-//
 // Along a row each pixel waits for the one before it; everything else is done beside that
 // chain, eight pixels at a time: a group of pixels is quantised, the shares of the group
 // before it are sorted by weight, and those of the group before that are added to the rows
@@ -37,19 +34,21 @@ constexpr uint64_t shares_of(int32_t value)
     return shares;
 }
 
-// Values beyond the table come from wrapping only.
-constexpr int32_t table_size = 1024;
+// Values outside the table come from wrapping only.
+constexpr int32_t table_from = -256, table_size = 1280;
 constexpr auto shares_table = [] {
     std::array<uint64_t, table_size> table{};
-    for (int32_t v = 0; v < table_size; ++v)
-        table[static_cast<size_t>(v)] = shares_of(v);
+    for (int32_t i = 0; i < table_size; ++i)
+        table[static_cast<size_t>(i)] = shares_of(i + table_from);
     return table;
 }();
 
-template <running_values mode> uint64_t find_shares(uint16_t value)
+template <running_values mode> uint64_t find_shares(uint16_t running)
 {
-    if (value < table_size) return shares_table[value];
-    return shares_of(mode == running_values::wrap ? int32_t{value} : static_cast<int16_t>(value));
+    const int32_t value =
+        mode == running_values::wrap ? int32_t{running} : static_cast<int16_t>(running);
+    const auto place = static_cast<uint32_t>(value - table_from);
+    return place < table_size ? shares_table[place] : shares_of(value);
 }
 
 inline __m128i load(const void* p)
@@ -221,7 +220,8 @@ int32_t diffusion_mono(int32_t handle)
     new_dib target(image.header());
     target.set_size(width, image->height, 1);
     create_dib_palette(target.header(), "tiff");
-    if (!grey || diffusion.begin(width) < 0 || target.create() < 0) return err_memory;
+    if (!grey || diffusion.begin(width, present_running_values()) < 0 || target.create() < 0)
+        return err_memory;
 
     const grey_source source(image.header(), grey_rule::percent);
     const auto feed = [&](int32_t ahead, int32_t r) {

@@ -1,18 +1,15 @@
 // mono_diffusion.h - black and white by error diffusion, a row at a time.
 #pragma once
 
+#include "color/running_values.h"
 #include "core/byte_io.h"
-
-/// INTENDED: in the classic operation a running value below zero wraps in 16 bits and reads as
-/// a large number. Printing keeps the sign, because wrapped values strew white into shadows.
-enum class running_values { wrap, keep_sign };
 
 /// The rows of running values. Errors reach two rows ahead, so the owner feeds row y + 3
 /// before it dithers row y + 1.
 class mono_diffusion {
 public:
     /// Takes the working memory.  0, or err_memory.
-    int32_t begin(int32_t width, running_values values = running_values::wrap);
+    int32_t begin(int32_t width, running_values values);
 
     /// Puts grey values into the row that is ahead by 0 (the next to be dithered), 1 or 2.
     void feed(int32_t ahead, const uint8_t* grey);

@@ -1,9 +1,10 @@
 // pixel_planes.h - sixteen 24-bit pixels as vectors of blue, green and red, and their grey by
-// both rules. For processors with byte shuffles; callers ask has_byte_shuffles() first and
+// each rule. For processors with byte shuffles; callers ask has_byte_shuffles() first and
 // do the rest of a row pixel by pixel.
 #pragma once
 
-#include <cstdint>
+#include "color/grey_source.h"
+
 #include <tmmintrin.h>
 
 inline bool has_byte_shuffles()
@@ -60,17 +61,24 @@ template <int32_t start>
                             _mm_srli_epi16(_mm_mulhi_epu16(high, hundredth), 3));
 }
 
+/// (38 red + 75 green + 14 blue) >> 7.
+[[gnu::target("ssse3")]] inline __m128i planes_grey_weighted(const pixel_planes& p)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i low = weigh(_mm_unpacklo_epi8(p.blue, zero), _mm_unpacklo_epi8(p.green, zero),
+                              _mm_unpacklo_epi8(p.red, zero), 14, 75, 38);
+    const __m128i high = weigh(_mm_unpackhi_epi8(p.blue, zero), _mm_unpackhi_epi8(p.green, zero),
+                               _mm_unpackhi_epi8(p.red, zero), 14, 75, 38);
+    return _mm_packus_epi16(_mm_srli_epi16(low, 7), _mm_srli_epi16(high, 7));
+}
+
 /// The grey of the colour row. A component of 128 and more is widened by 65280 = 510 x 128,
 /// which adds 510 times its weight to the shifted sum, or -2 times in 8 bits. Such sums are
 /// above 40 always; the others are when the plain one is.
 [[gnu::target("ssse3")]] inline __m128i planes_grey_of_color_row(const pixel_planes& p)
 {
     const __m128i zero = _mm_setzero_si128(), forty = _mm_set1_epi8(40);
-    const __m128i low = weigh(_mm_unpacklo_epi8(p.blue, zero), _mm_unpacklo_epi8(p.green, zero),
-                              _mm_unpacklo_epi8(p.red, zero), 14, 75, 38);
-    const __m128i high = weigh(_mm_unpackhi_epi8(p.blue, zero), _mm_unpackhi_epi8(p.green, zero),
-                               _mm_unpackhi_epi8(p.red, zero), 14, 75, 38);
-    const __m128i plain = _mm_packus_epi16(_mm_srli_epi16(low, 7), _mm_srli_epi16(high, 7));
+    const __m128i plain = planes_grey_weighted(p);
     const __m128i blue = _mm_and_si128(_mm_cmplt_epi8(p.blue, zero), _mm_set1_epi8(14));
     const __m128i green = _mm_and_si128(_mm_cmplt_epi8(p.green, zero), _mm_set1_epi8(75));
     const __m128i red = _mm_and_si128(_mm_cmplt_epi8(p.red, zero), _mm_set1_epi8(38));
@@ -79,4 +87,13 @@ template <int32_t start>
     const __m128i is_plain = _mm_cmpeq_epi8(wide, zero);
     return _mm_or_si128(_mm_and_si128(is_plain, _mm_subs_epu8(plain, forty)),
                         _mm_andnot_si128(is_plain, wrapped));
+}
+
+[[gnu::target("ssse3")]] inline __m128i planes_grey(const pixel_planes& p, grey_rule rule)
+{
+    switch (rule) {
+    case grey_rule::percent: return planes_grey_percent(p);
+    case grey_rule::weighted: return planes_grey_weighted(p);
+    default: return planes_grey_of_color_row(p);
+    }
 }

@@ -5,6 +5,7 @@
 
 #include "core/image.h"
 #include "core/new_dib.h"
+#include "core/settings.h"
 
 #include <array>
 
@@ -14,8 +15,7 @@ constexpr int32_t bin_count = 4096;
 constexpr int32_t list_size = 256;
 
 struct color_counts {
-    // INTENDED: 16-bit counters, which wrap: a bin seen 65536 times counts as empty.
-    std::array<uint16_t, bin_count> of_bin{};
+    std::array<uint32_t, bin_count> of_bin{};
 };
 
 using color_list = std::array<uint16_t, list_size>;
@@ -38,6 +38,10 @@ void perform_dib_hist(const dib_lock& image, color_counts& counts)
         for (int32_t x = 0; x < image->width; ++x, p += 3)
             ++counts.of_bin[bin_of_pixel(p)];
     }
+    // INTENDED: classic counters have 16 bits and wrap: a bin seen 65536 times counts as empty.
+    if (!true_tones())
+        for (uint32_t& count : counts.of_bin)
+            count &= 0xFFFF;
 }
 
 // Entry 0 is bin 0. Among equal counts the highest bin goes first; where no counts are left

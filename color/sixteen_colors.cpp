@@ -36,7 +36,7 @@ int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t thres
 
 // Sixteen pixels at a time.  Returns how many of the row it did.
 [[gnu::target("ssse3")]] int32_t bayer_color_planes(const uint8_t* row, int32_t width, int32_t y,
-                                                    uint8_t* out)
+                                                    grey_rule rule, uint8_t* out)
 {
     alignas(16) uint8_t of_column[16];
     for (int32_t x = 0; x < 16; ++x)
@@ -49,7 +49,7 @@ int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t thres
         const pixel_planes p = load_planes(row + 3 * size_t(x));
         // No threshold is 0, so a grey of 40 and less stays below.
         const __m128i values[] = {p.blue, p.green, p.red,
-                                  _mm_subs_epu8(planes_grey_of_color_row(p), forty)};
+                                  _mm_subs_epu8(planes_grey(p, rule), forty)};
         constexpr uint8_t bits[] = {blue, green, red, bright};
         __m128i index = zero;
         for (int32_t k = 0; k < 4; ++k) {
@@ -64,12 +64,12 @@ int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t thres
     return x;
 }
 
-void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, uint8_t* out)
+void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, grey_rule rule, uint8_t* out)
 {
-    int32_t x = has_byte_shuffles() ? bayer_color_planes(row, width, y, out) : 0;
+    int32_t x = has_byte_shuffles() ? bayer_color_planes(row, width, y, rule, out) : 0;
     for (row += 3 * size_t(x); x < width; ++x, row += 3)
         put_nibble(out, x,
-                   bayer_index(row[0], row[1], row[2], grey_of_pixel(row[0], row[1], row[2]),
+                   bayer_index(row[0], row[1], row[2], grey_of_color(row[0], row[1], row[2], rule),
                                bayer_matrix.at(x, y)));
 }
 
@@ -77,13 +77,11 @@ void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, uint8_t* out)
 struct bayer_table {
     uint8_t index[8][8][256]; // by row, column, colour
 
-    void fill(const BITMAPINFOHEADER* header)
+    void fill(const BITMAPINFOHEADER* header, grey_rule rule)
     {
-        const bool darkened = header->biBitCount == 8;
         for (int32_t i = 0; i < palette_entries(header->biBitCount); ++i) {
             const RGBQUAD& c = dib_colors(header)[i];
-            const int32_t grey =
-                darkened ? grey_of_entry(c) : weighted_grey(c.rgbRed, c.rgbGreen, c.rgbBlue);
+            const int32_t grey = grey_of_color(c, header->biBitCount, rule);
             for (int32_t at = 0; at < 64; ++at)
                 index[at / 8][at % 8][i] = static_cast<uint8_t>(bayer_index(
                     c.rgbBlue, c.rgbGreen, c.rgbRed, grey, bayer_matrix.at(at % 8, at / 8)));
@@ -111,10 +109,11 @@ int32_t bayer_color(int32_t handle)
     scratch_block table(sizeof(bayer_table));
     new_dib target(image.header());
     if (!table || begin_sixteen(image, target) < 0) return err_memory;
-    if (bits != 24) table.as<bayer_table>()->fill(image.header());
+    const grey_rule rule = present_grey_rule();
+    if (bits != 24) table.as<bayer_table>()->fill(image.header(), rule);
     for (int32_t r = 0; r < image->height; ++r)
         if (bits == 24)
-            bayer_color_24(image.row(r), image->width, r, target.row(r));
+            bayer_color_24(image.row(r), image->width, r, rule, target.row(r));
         else
             bayer_color_palette(*table.as<bayer_table>(), image.row(r), bits, image->width, r,
                                 target.row(r));
@@ -123,23 +122,24 @@ int32_t bayer_color(int32_t handle)
 }
 
 // All bits set when value is above the limit; no branch, since pixels are hard to predict.
-int32_t mask_above(uint32_t value, int32_t limit)
+int32_t mask_above(int32_t value, int32_t limit)
 {
-    return (limit - static_cast<int32_t>(value)) >> 31;
+    return (limit - value) >> 31;
 }
 
 // The levels of the three channels are chosen together: one above 220 makes all bright.
 // Values are not clamped.
-quantised_color quantise_sixteen(uint32_t blue_value, uint32_t green_value, uint32_t red_value)
+template <running_values mode>
+quantised_color quantise_sixteen(int32_t blue_value, int32_t green_value, int32_t red_value)
 {
     const int32_t is_bright =
         mask_above(blue_value, 220) | mask_above(green_value, 220) | mask_above(red_value, 220);
     const int32_t level = 128 + (is_bright & 127);
     int32_t index = is_bright & bright;
-    const auto shares = [&](uint32_t value, int32_t bit) {
+    const auto shares = [&](int32_t value, int32_t bit) {
         const int32_t set = mask_above(value, 180);
         index |= set & bit;
-        return color_shares(static_cast<int32_t>(value) - (set & level));
+        return color_shares<mode>(value - (set & level));
     };
     const uint64_t b = shares(blue_value, blue), g = shares(green_value, green),
                    r = shares(red_value, red);
@@ -147,10 +147,10 @@ quantised_color quantise_sixteen(uint32_t blue_value, uint32_t green_value, uint
 }
 
 // INTENDED: every row runs left to right.
-void dither_color_raster(color_diffusion& rows, uint8_t* out)
+template <running_values mode> void dither_color_raster(color_diffusion& rows, uint8_t* out)
 {
-    rows.dither(color_diffusion::travel::left_to_right, quantise_sixteen,
-                [out](int32_t x, int32_t index) { put_nibble(out, x, index); });
+    rows.dither<mode>(color_diffusion::travel::left_to_right, quantise_sixteen<mode>,
+                      [out](int32_t x, int32_t index) { put_nibble(out, x, index); });
 }
 
 int32_t diffusion_color(int32_t handle)
@@ -165,8 +165,11 @@ int32_t diffusion_color(int32_t handle)
 
     rows.feed(image.object(), 0, 0);
     rows.feed(image.object(), 1, 1);
+    const auto dither_row = present_running_values() == running_values::wrap
+                                ? dither_color_raster<running_values::wrap>
+                                : dither_color_raster<running_values::keep_sign>;
     for (int32_t r = 0; r < image->height; ++r) {
-        dither_color_raster(rows, target.row(r));
+        dither_row(rows, target.row(r));
         // INTENDED: one row too far. From a height of 4 on, source row 2 is never used and
         // the last row of the result repeats the last source row.
         rows.feed(image.object(), 1, r + 3);

@@ -16,6 +16,7 @@ struct status_callback {
 
 status_callback status;
 bool interchange = false;
+bool tones_are_true = false;
 
 void set_text(char* to, size_t to_bytes, const char* text, size_t text_bytes)
 {
@@ -51,6 +52,11 @@ bool interchange_mode()
     return interchange;
 }
 
+bool true_tones()
+{
+    return tones_are_true;
+}
+
 int32_t report_row(int32_t height)
 {
     return status.enabled && status.callback ? status.callback(status.client_value, height) : 0;
@@ -60,6 +66,13 @@ int32_t IMG_STD IMGX_set_interchange(int32_t enable)
 {
     const int32_t previous = interchange;
     interchange = enable != 0;
+    return previous;
+}
+
+int32_t IMG_STD IMGX_set_true_tones(int32_t enable)
+{
+    const int32_t previous = tones_are_true;
+    tones_are_true = enable != 0;
     return previous;
 }
 

@@ -20,6 +20,9 @@ void set_img_date(const char* text, size_t text_bytes);
 /// True in interchange mode: standards before classic bytes.
 bool interchange_mode();
 
+/// True when colour reduction keeps tones true instead of following the classic arithmetic.
+bool true_tones();
+
 /// Calls the status callback, if one is on, for one more row of a picture of this height;
 /// a negative result cancels.
 int32_t report_row(int32_t height);

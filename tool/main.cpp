@@ -42,7 +42,7 @@ void add_read_settings(CLI::App& command, command_line& line)
         ->group(settings_group);
     command
         .add_flag("--classic", line.settings.classic,
-                  "write and read the library's classic files, peculiarities included")
+                  "classic files and classic tones, peculiarities included")
         ->group(settings_group);
 }
 

@@ -98,4 +98,5 @@ void use_classic_mode(bool classic)
 {
     interchange = !classic;
     IMGX_set_interchange(interchange);
+    IMGX_set_true_tones(!classic);
 }

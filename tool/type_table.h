@@ -30,5 +30,6 @@ std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type);
 std::string first_word(const std::string& extensions);
 std::string usual_extension(const IMGX_TYPE_INFO& type);
 
-/// Sets the mode for this process: files for other programs, or the library's classic bytes.
+/// Sets the mode for this process: files for other programs and true tones, or the library's
+/// classic bytes and tones.
 void use_classic_mode(bool classic);

@@ -14,6 +14,7 @@ public:
     void OnTestStart(const testing::TestInfo&) override
     {
         IMGX_set_interchange(0);
+        IMGX_set_true_tones(0);
         IMGLOW_set_bitmap_name(name_, date_);
         IMG_set_statusbar(0, nullptr, 0);
     }

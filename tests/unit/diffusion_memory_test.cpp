@@ -21,5 +21,5 @@ TEST(diffusion_memory, refuses_widths_whose_rows_exceed_32_bits)
         EXPECT_EQ(color_diffusion().begin(object), -1) << width;
     }
     for (int32_t width : {wrapping(bytes_per_grey_pixel), int32_t{1} << 30})
-        EXPECT_EQ(mono_diffusion().begin(width), -1) << width;
+        EXPECT_EQ(mono_diffusion().begin(width, running_values::wrap), -1) << width;
 }
