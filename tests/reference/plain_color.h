@@ -7,33 +7,38 @@
 
 namespace plain {
 
-inline int grey_percent(const picture::color& c)
+inline bool true_tones = false;
+
+/// The setting of the library and of the plain versions.
+inline void set_true_tones(bool on)
 {
-    return (30 * c[2] + 59 * c[1] + 11 * c[0]) / 100;
+    true_tones = on;
+    IMGX_set_true_tones(on);
 }
 
-inline int grey_dark(const picture::color& c, int bits)
+inline int grey_percent(int color)
 {
-    const auto widened = [&](int v) { return bits == 24 && v >= 128 ? v + 65280 : v; };
-    const int l = (38 * widened(c[2]) + 75 * widened(c[1]) + 14 * widened(c[0])) >> 7 & 0xFFFF;
-    if (bits == 4) return l;
+    return (30 * channel(color, 2) + 59 * channel(color, 1) + 11 * channel(color, 0)) / 100;
+}
+
+inline int grey_weighted(int color, int bits)
+{
+    const auto widened = [&](int k) {
+        const int v = channel(color, k);
+        return bits == 24 && v >= 128 && !true_tones ? v + 65280 : v;
+    };
+    const int l = (38 * widened(2) + 75 * widened(1) + 14 * widened(0)) >> 7 & 0xFFFF;
+    if (bits == 4 || true_tones) return l;
     return l > 40 ? (l - 40) & 0xFF : 0;
-}
-
-inline void set_two_colors(picture& p)
-{
-    p.colors = {{0, 0, 0}, {255, 255, 255}};
 }
 
 inline picture gray(const picture& p)
 {
-    picture out(p.width, p.height, 8);
+    std::vector<int> ramp;
     for (int i = 0; i < 256; ++i)
-        out.colors[static_cast<size_t>(i)] = {i, i, i};
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.set_index(x, r, grey_dark(p.color_at(x, r), p.bits));
-    return out;
+        ramp.push_back(i * 0x10101);
+    return each_pixel(p.width, p.height, 8, ramp,
+                      [&](int x, int r) { return grey_weighted(p.color(x, r), p.bits); });
 }
 
 // Matrix values by column group, then row.
@@ -50,191 +55,185 @@ inline constexpr int halftone[8][8] = {
     { 48,   0,  12,  76, 204, 252, 240, 176}, { 96,  64,  32, 108, 156, 188, 220, 144}};
 // clang-format on
 
-inline picture ordered_mono(const picture& p, const int (&matrix)[8][8])
+template <const int (&matrix)[8][8]> picture ordered_mono(const picture& p)
 {
-    picture out(p.width, p.height, 1);
-    set_two_colors(out);
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.set_index(x, r, matrix[x % 8][r % 8] < grey_percent(p.color_at(x, r)));
-    return out;
+    return each_pixel(p.width, p.height, 1, {0, 0xFFFFFF}, [&](int x, int r) {
+        return matrix[x % 8][r % 8] < grey_percent(p.color(x, r));
+    });
 }
 
 /// Running values of 16 bits with room around the picture; additions wrap.
-struct running_values {
+struct running_grid {
     int width;
     std::vector<uint16_t> values;
 
-    running_values(int w, int h) : width(w + 4), values(static_cast<size_t>((w + 4) * (h + 3))) {}
+    running_grid(int w, int h) : width(w + 4), values(static_cast<size_t>((w + 4) * (h + 3))) {}
     uint16_t& at(int x, int row) { return values[static_cast<size_t>(row * width + x + 2)]; }
     void add(int x, int row, int v) { at(x, row) = static_cast<uint16_t>(at(x, row) + v); }
 };
 
-inline picture diffusion_mono(const picture& p)
+/// What pixels get of an error e: a the next one and the one below, b and c those farther
+/// off, d the outer ones two rows on, where the others get what they get in the next row one
+/// place nearer. Colours reach one row only.
+struct shares {
+    int a, b, c, d;
+};
+
+inline shares mono_shares(int e)
 {
-    picture out(p.width, p.height, 1);
-    set_two_colors(out);
-    running_values grid(p.width, p.height);
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            grid.at(x, r) = static_cast<uint16_t>(grey_percent(p.color_at(x, r)));
-    for (int r = 0; r < p.height; ++r)
-        for (int i = 0; i < p.width; ++i) {
-            const int x = r % 2 ? p.width - 1 - i : i;
-            const int step = r % 2 ? -1 : 1;
-            const int v = grid.at(x, r);
-            out.set_index(x, r, v > 127);
-            const int e = v > 127 ? v - 255 : v;
-            const int a = 8 * e / 42, b = 4 * e / 42, c = e / 21, d = e / 42;
+    return {8 * e / 42, 4 * e / 42, e / 21, e / 42};
+}
+
+inline shares color_shares(int e)
+{
+    shares s = {e >> 2, e >> 3, e >> 4, 0};
+    if (!true_tones) return s;
+    // Nothing is lost: an odd error needs an odd number of eighths.
+    if ((s.b + e) % 2 != 0) s.b += s.b % 2 == 0 ? 1 : -1;
+    s.a = (e - 3 * s.b - 2 * s.c) / 2;
+    return s;
+}
+
+/// All error diffusions.
+///   out           one of 1 bit takes grey, others three channels
+///   source_row    tells where row r of the running values comes from
+///   quantise      gets the running values, gives the index
+template <class SourceRow, class Quantise>
+picture diffused(const picture& p, picture out, bool serpentine, SourceRow source_row,
+                 Quantise quantise)
+{
+    const int count = out.bits == 1 ? 1 : 3;
+    std::vector<running_grid> grids(3, running_grid(p.width, p.height));
+    for (int i = 0; i < p.width * p.height * count; ++i) {
+        const int k = i % count, x = i / count % p.width, r = i / count / p.width;
+        const int c = p.color(x, source_row(r));
+        grids[static_cast<size_t>(k)].add(x, r, count == 1 ? grey_percent(c) : channel(c, k));
+    }
+    for (int i = 0; i < p.width * p.height; ++i) {
+        const int r = i / p.width, step = serpentine && r % 2 ? -1 : 1;
+        const int x = step < 0 ? p.width - 1 - i % p.width : i % p.width;
+        int v[3];
+        for (size_t k = 0; k < 3; ++k)
+            v[k] = true_tones ? static_cast<int16_t>(grids[k].at(x, r)) : grids[k].at(x, r);
+        out.set(x, r, quantise(v));
+        for (int k = 0; k < count; ++k) {
+            running_grid& grid = grids[static_cast<size_t>(k)];
+            const int e = v[k] - channel(out.color(x, r), k);
+            const auto [a, b, c, d] = count == 1 ? mono_shares(e) : color_shares(e);
             grid.add(x + step, r, a);
             grid.add(x + 2 * step, r, b);
             const int below[] = {c, b, a, b, c}, after[] = {d, c, b, c, d};
-            for (int k = 0; k < 5; ++k) {
-                grid.add(x + k - 2, r + 1, below[k]);
-                grid.add(x + k - 2, r + 2, after[k]);
+            for (int n = 0; n < 5; ++n) {
+                grid.add(x + n - 2, r + 1, below[n]);
+                if (count == 1) grid.add(x + n - 2, r + 2, after[n]);
             }
         }
+    }
     return out;
+}
+
+inline int same_row(int r)
+{
+    return r;
+}
+
+inline picture diffusion_mono(const picture& p)
+{
+    picture out(p.width, p.height, 1);
+    out.colors = {0, 0xFFFFFF};
+    return diffused(p, out, true, same_row, [](const int* v) { return v[0] > 127; });
 }
 
 inline picture popularity(const picture& p)
 {
-    std::vector<uint16_t> counts(4096);
-    const auto bin = [](const picture::color& c) {
-        return (c[2] & 0xF0) << 4 | (c[1] & 0xF0) | c[0] >> 4;
+    std::vector<int> counts(4096), colors = {0};
+    const auto bin = [&](int x, int r) {
+        const int c = p.pixel(x, r);
+        return channel(c, 2) / 16 * 256 + channel(c, 1) / 16 * 16 + channel(c, 0) / 16;
     };
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            ++counts[static_cast<size_t>(bin(p.color_at(x, r)))];
-    std::vector<int> list = {0};
-    while (list.size() < 256) {
-        int best = 0;
-        for (int b = 0; b < 4096; ++b)
-            if (counts[static_cast<size_t>(b)] >= counts[static_cast<size_t>(best)]) best = b;
-        list.push_back(best);
-        counts[static_cast<size_t>(best)] = 0;
+    const auto color_of = [](int b) { return (b & 0xF00) << 12 | (b & 0xF0) << 8 | b % 16 * 16; };
+    for (int i = 0; i < p.width * p.height; ++i)
+        ++counts[static_cast<size_t>(bin(i % p.width, i / p.width))];
+    for (int& n : counts)
+        n = true_tones ? n : n % 65536;
+    while (colors.size() < 256) {
+        // The last of the largest.
+        const auto best = std::max_element(counts.rbegin(), counts.rend());
+        *best = 0;
+        colors.push_back(color_of(static_cast<int>(counts.rend() - best) - 1));
     }
-    picture out(p.width, p.height, 8);
-    for (size_t i = 0; i < 256; ++i)
-        out.colors[i] = {list[i] << 4 & 0xF0, list[i] & 0xF0, list[i] >> 4 & 0xF0};
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x) {
-            const int c = bin(p.color_at(x, r));
-            int best = 65535, chosen = 0;
-            for (int i = 0; i < 256; ++i) {
-                int sum = 0;
-                for (int shift : {8, 4, 0}) {
-                    const int d =
-                        2 * (c >> shift & 15) - 2 * (list[static_cast<size_t>(i)] >> shift & 15);
-                    sum += d * d;
-                }
-                if (sum < best) {
-                    best = sum;
-                    chosen = i;
-                }
-            }
-            out.set_index(x, r, chosen);
-        }
-    return out;
-}
-
-/// Both colour diffusions. source_row(r) tells where row r of the running values comes from;
-/// quantise gets the three running values and gives the index.
-template <class SourceRow, class Quantise>
-void diffuse_colors(const picture& p, picture& out, bool serpentine, SourceRow source_row,
-                    Quantise quantise)
-{
-    std::vector<running_values> channels(3, running_values(p.width, p.height));
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            for (size_t c = 0; c < 3; ++c)
-                channels[c].at(x, r) = static_cast<uint16_t>(p.color_at(x, source_row(r))[c]);
-    for (int r = 0; r < p.height; ++r)
-        for (int i = 0; i < p.width; ++i) {
-            const bool back = serpentine && r % 2;
-            const int x = back ? p.width - 1 - i : i, step = back ? -1 : 1;
-            const int v[] = {channels[0].at(x, r), channels[1].at(x, r), channels[2].at(x, r)};
-            const int index = quantise(v);
-            out.set_index(x, r, index);
-            for (size_t c = 0; c < 3; ++c) {
-                const int e = v[c] - out.colors[static_cast<size_t>(index)][c];
-                channels[c].add(x + step, r, e >> 2);
-                channels[c].add(x + 2 * step, r, e >> 3);
-                const int below[] = {e >> 4, e >> 3, e >> 2, e >> 3, e >> 4};
-                for (int k = 0; k < 5; ++k)
-                    channels[c].add(x + k - 2, r + 1, below[k]);
-            }
-        }
+    return each_pixel(p.width, p.height, 8, colors, [&](int x, int r) {
+        const int wanted = color_of(bin(x, r));
+        const auto distance = [&](int c) {
+            int sum = 0;
+            for (int k = 0; k < 3; ++k)
+                sum += (channel(c, k) - channel(wanted, k)) * (channel(c, k) - channel(wanted, k));
+            return sum;
+        };
+        const auto nearest = std::min_element(
+            colors.begin(), colors.end(), [&](int a, int b) { return distance(a) < distance(b); });
+        return static_cast<int>(nearest - colors.begin());
+    });
 }
 
 inline picture fixed_palette(const picture& p)
 {
     picture out(p.width, p.height, 8);
     for (int i = 0; i < 256; ++i)
-        out.colors[static_cast<size_t>(i)] = {i % 4 * 85, i / 4 % 8 * 255 / 7, i / 32 * 255 / 7};
-    diffuse_colors(
-        p, out, true, [](int r) { return r; },
-        [](const int* v) {
-            const auto top = [](int value, int bits) { return std::min(value, 255) >> (8 - bits); };
-            return top(v[2], 3) * 32 + top(v[1], 3) * 4 + top(v[0], 2);
-        });
-    return out;
+        out.colors[static_cast<size_t>(i)] =
+            i / 32 * 255 / 7 << 16 | i / 4 % 8 * 255 / 7 << 8 | i % 4 * 85;
+    return diffused(p, out, true, same_row, [](const int* v) {
+        const auto top = [](int value, int levels) {
+            return std::clamp(value, 0, 255) * levels / 256;
+        };
+        return top(v[2], 8) * 32 + top(v[1], 8) * 4 + top(v[0], 4);
+    });
 }
 
-inline void set_sixteen_colors(picture& p)
+/// Bits of index: 2 blue, 1 green, 0 red, 3 bright.
+inline std::vector<int> sixteen_colors()
 {
-    for (int i = 0; i < 16; ++i) {
-        const int level = i < 8 ? 128 : 255;
-        p.colors[static_cast<size_t>(i)] = {i & 4 ? level : 0, i & 2 ? level : 0,
-                                            i & 1 ? level : 0};
-    }
+    std::vector<int> colors;
+    for (int i = 0; i < 16; ++i)
+        colors.push_back((i & 1) * 0x10000 + (i / 2 & 1) * 0x100 + (i / 4 & 1));
+    for (size_t i = 0; i < 16; ++i)
+        colors[i] *= i < 8 ? 128 : 255;
+    return colors;
 }
 
 inline picture bayer_color(const picture& p)
 {
-    picture out(p.width, p.height, 4);
-    set_sixteen_colors(out);
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x) {
-            const picture::color c = p.color_at(x, r);
-            const int t = bayer[x % 8][r % 8];
-            out.set_index(x, r,
-                          4 * (c[0] > t) + 2 * (c[1] > t) + (c[2] > t) +
-                              8 * (grey_dark(c, p.bits) > t + 40));
-        }
-    return out;
+    return each_pixel(p.width, p.height, 4, sixteen_colors(), [&](int x, int r) {
+        const int c = p.color(x, r), t = bayer[x % 8][r % 8];
+        return 4 * (channel(c, 0) > t) + 2 * (channel(c, 1) > t) + (channel(c, 2) > t) +
+               8 * (grey_weighted(c, p.bits) > t + 40);
+    });
 }
 
 inline picture diffusion_color(const picture& p)
 {
     picture out(p.width, p.height, 4);
-    set_sixteen_colors(out);
+    out.colors = sixteen_colors();
     const auto source_row = [&](int r) { return r < 2 ? r : std::min(r + 1, p.height - 1); };
-    diffuse_colors(p, out, false, source_row, [](const int* v) {
+    return diffused(p, out, false, source_row, [](const int* v) {
         const bool bright = v[0] > 220 || v[1] > 220 || v[2] > 220;
         return 4 * (v[0] > 180) + 2 * (v[1] > 180) + (v[2] > 180) + 8 * bright;
     });
-    return out;
 }
 
 inline picture promote_8(const picture& p)
 {
-    picture out(p.width, p.height, 8);
-    std::copy(p.colors.begin(), p.colors.end(), out.colors.begin());
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.set_index(x, r, p.index(x, r));
+    std::vector<int> colors = p.colors;
+    colors.resize(256);
+    picture out =
+        each_pixel(p.width, p.height, 8, colors, [&](int x, int r) { return p.pixel(x, r); });
     if (p.bits == 8) out.rows = p.rows; // the padding too
     return out;
 }
 
 inline picture promote_24(const picture& p)
 {
-    picture out(p.width, p.height, 24);
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.set_color(x, r, p.color_at(x, r));
-    return out;
+    return each_pixel(p.width, p.height, 24, {}, [&](int x, int r) { return p.color(x, r); });
 }
 
 } // namespace plain

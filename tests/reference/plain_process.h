@@ -5,27 +5,20 @@
 #include "tests/reference/picture.h"
 
 #include <algorithm>
+#include <array>
 
 namespace plain {
 
 inline picture transposed(const picture& p)
 {
-    picture out(p.height, p.width, p.bits);
-    out.colors = p.colors;
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.copy_pixel(r, x, p, x, r);
-    return out;
+    return each_pixel(p.height, p.width, p.bits, p.colors,
+                      [&](int x, int r) { return p.pixel(r, x); });
 }
 
 inline picture flipped_x(const picture& p)
 {
-    picture out(p.width, p.height, p.bits);
-    out.colors = p.colors;
-    for (int r = 0; r < p.height; ++r)
-        for (int x = 0; x < p.width; ++x)
-            out.copy_pixel(x, r, p, p.width - 1 - x, r);
-    return out;
+    return each_pixel(p.width, p.height, p.bits, p.colors,
+                      [&](int x, int r) { return p.pixel(p.width - 1 - x, r); });
 }
 
 inline picture flipped_y(const picture& p)
@@ -39,55 +32,46 @@ inline picture rotated(const picture& p, int degrees)
 {
     if (degrees == 180) return flipped_y(flipped_x(p));
     const picture turned = transposed(p);
-    if (degrees == 90) return flipped_y(turned);
-    if (degrees == 270) return flipped_x(turned);
-    return turned;
+    return degrees == 90 ? flipped_y(turned) : degrees == 270 ? flipped_x(turned) : turned;
 }
 
 inline picture resized(const picture& p, int width, int height)
 {
-    picture out(width, height, p.bits);
-    out.colors = p.colors;
     const int64_t step_x = int64_t{p.width} * 65536 / width;
     const int64_t step_y = int64_t{p.height} * 65536 / height;
-    for (int r = 0; r < height; ++r)
-        for (int x = 0; x < width; ++x)
-            out.copy_pixel(x, r, p, static_cast<int>(x * step_x >> 16),
-                           static_cast<int>(r * step_y >> 16));
+    const auto from_x = [&](int x) { return static_cast<int>(x * step_x >> 16); };
+    const auto from_row = [&](int r) { return static_cast<int>(r * step_y >> 16); };
+    picture out = each_pixel(width, height, p.bits, p.colors,
+                             [&](int x, int r) { return p.pixel(from_x(x), from_row(r)); });
     // One thing more goes into the padding, from behind the source row if need be: a pixel at
     // 1 bit, where it stays set in the rows that follow if it has a byte of its own, a pixel
     // at 4 bits and odd width, a byte at 24 bits.
-    const int last = static_cast<int>((width - 1) * step_x >> 16);
-    const int behind = static_cast<int>(width * step_x >> 16);
+    const int last = 3 * from_x(width - 1) + 3, behind = from_x(width);
     for (int r = 0; r < height; ++r) {
-        const int row = static_cast<int>(r * step_y >> 16);
+        const int row = from_row(r);
         if (p.bits == 24 && width % 4)
-            out.at(3 * width, r) =
-                static_cast<uint8_t>(3 * last + 3 < p.stride() ? p.at(3 * last + 3, row) : 0);
+            out.at(3 * width, r) = static_cast<uint8_t>(last < p.stride() ? p.at(last, row) : 0);
         if (p.bits > 4 || width * p.bits % (p.bits == 1 ? 32 : 8) == 0) continue;
-        const int index = behind * p.bits < 8 * p.stride() ? p.index(behind, row) : 0;
-        const bool sticks = p.bits == 1 && width % 8 == 0 && r > 0 && out.index(width, r - 1);
-        out.set_index(width, r, sticks ? 1 : index);
+        const int index = behind * p.bits < 8 * p.stride() ? p.pixel(behind, row) : 0;
+        const bool sticks = p.bits == 1 && width % 8 == 0 && r > 0 && out.pixel(width, r - 1);
+        out.set(width, r, sticks ? 1 : index);
     }
     return out;
-}
-
-inline int toned(int in, int contrast, int brightness)
-{
-    const int k = (2 * contrast + 256) & 0xFFFFFF;
-    return std::clamp((k * in >> 8) - contrast + 2 * brightness, 0, 255);
 }
 
 /// The colour table, or the bytes of 24-bit rows.
 inline picture toned(const picture& p, int contrast, int brightness)
 {
+    const auto tone = [&](int in) {
+        const int k = (2 * contrast + 256) & 0xFFFFFF;
+        return std::clamp((k * in >> 8) - contrast + 2 * brightness, 0, 255);
+    };
     picture out = p;
-    for (auto& c : out.colors)
-        for (int& v : c)
-            v = toned(v, contrast, brightness);
+    for (int& c : out.colors)
+        c = tone(channel(c, 2)) << 16 | tone(channel(c, 1)) << 8 | tone(channel(c, 0));
     for (auto& row : out.rows)
         for (uint8_t& v : row)
-            if (p.bits == 24) v = static_cast<uint8_t>(toned(v, contrast, brightness));
+            if (p.bits == 24) v = static_cast<uint8_t>(tone(v));
     return out;
 }
 
@@ -100,27 +84,33 @@ inline picture inverted(const picture& p)
     return out;
 }
 
-/// A buffer of row slots as the filters have it, long enough for any of its uses.
+/// A buffer of row slots as the filters have it, long enough for any of its uses. It holds
+/// bytes, or nibbles at 4 bits.
 struct slot_buffer {
-    int stride;
-    byte_vector bytes;
+    int length; // of a slot
+    bool nibbles;
+    std::vector<int> samples;
 
-    slot_buffer(int row_bytes, int slots)
-        : stride(row_bytes), bytes(static_cast<size_t>(row_bytes) * static_cast<size_t>(slots + 4))
+    slot_buffer(const picture& p, int slots)
+        : length(p.stride() * (p.bits == 4 ? 2 : 1)), nibbles(p.bits == 4),
+          samples(static_cast<size_t>(length * (slots + 4)))
     {
     }
-    uint8_t& at(int slot, int byte) { return bytes[static_cast<size_t>(slot * stride + byte)]; }
-    void put(int slot, const byte_vector& row) { std::copy(row.begin(), row.end(), &at(slot, 0)); }
-    byte_vector get(int slot) { return byte_vector(&at(slot, 0), &at(slot, 0) + stride); }
-    int nibble(int slot, int x)
+    int& at(int slot, int x) { return samples[static_cast<size_t>(slot * length + x)]; }
+    void put(int slot, const byte_vector& row)
     {
-        const int byte = at(slot, x / 2);
-        return x % 2 ? byte % 16 : byte / 16;
+        for (int x = 0; x < length; ++x) {
+            const int byte = row[static_cast<size_t>(nibbles ? x / 2 : x)];
+            at(slot, x) = !nibbles ? byte : x % 2 ? byte % 16 : byte / 16;
+        }
     }
-    void set_nibble(int slot, int x, int v)
+    byte_vector get(int slot)
     {
-        uint8_t& byte = at(slot, x / 2);
-        byte = static_cast<uint8_t>(x % 2 ? (byte & 0xF0) | v : (byte & 15) | v * 16);
+        byte_vector row;
+        for (int x = 0; x < length; x += nibbles ? 2 : 1)
+            row.push_back(
+                static_cast<uint8_t>(nibbles ? at(slot, x) * 16 + at(slot, x + 1) : at(slot, x)));
+        return row;
     }
 };
 
@@ -132,18 +122,17 @@ template <class Filter> picture in_strips(const picture& p, int spare, Filter fi
     int n = 32768 / p.stride() - spare;
     if (n < 2) n = p.height;
     n = std::min(n, p.height);
-    slot_buffer source(p.stride(), n), work(p.stride(), n);
-    source.put(0, p.rows[0]);
+    slot_buffer source(p, n);
+    const auto put = [&](int slot, int row) { source.put(slot, p.rows[static_cast<size_t>(row)]); };
+    put(0, 0);
     for (int first = 0; first < p.height; first += n, n = std::min(n, p.height - first)) {
         for (int k = 0; k < n; ++k)
-            source.put(k + 1, p.rows[static_cast<size_t>(first + k)]);
-        if (first + n + 1 < p.height) source.put(n + 1, p.rows[static_cast<size_t>(first + n)]);
+            put(k + 1, first + k);
+        if (first + n + 1 < p.height) put(n + 1, first + n);
         // Matrices see the top row above itself.
-        if (spare == 3 && first + n == p.height) {
-            source.put(n + 1, source.get(n));
-            source.put(n + 2, source.get(n));
-        }
-        work.bytes = source.bytes;
+        for (int k = 1; k <= 2 && spare == 3 && first + n == p.height; ++k)
+            put(n + k, p.height - 1);
+        slot_buffer work = source;
         filter(source, work, n);
         for (int k = 0; k < n; ++k)
             out.rows[static_cast<size_t>(first + k)] = work.get(k + 1);
@@ -159,58 +148,33 @@ inline picture sharpened(const picture& p, int strength)
     if (strength % 16 < 0) s -= 16;
     s = std::clamp(s, -128, 128);
     const int w = p.bits == 4 ? (144 - std::abs(s)) >> 4 : (136 - std::abs(s)) >> 3;
-    const int step = p.bits == 24 ? 3 : 1;
+    const int step = p.bits == 24 ? 3 : 1, most = p.bits == 4 ? 15 : 255;
     return in_strips(p, 2, [&](slot_buffer& b, slot_buffer& a, int n) {
-        const int stride = p.stride();
-        for (int slot = 1; slot <= n; ++slot) {
-            if (p.bits == 4)
-                for (int x = 1; x <= 2 * stride - 2; ++x) {
-                    int sum = (w - 1) * a.nibble(slot, x);
-                    for (int dy = -1; dy <= 1; ++dy)
-                        for (int dx = -1; dx <= 1; ++dx)
-                            sum += a.nibble(slot + dy, x + dx);
-                    a.set_nibble(slot, x, sum / (8 + w));
-                }
-            else
-                for (int x = step; x <= stride - 1 - step; ++x) {
-                    int sum = (w - 1) * a.at(slot, x);
-                    for (int dy = -1; dy <= 1; ++dy)
-                        for (int dx = -1; dx <= 1; ++dx)
-                            sum += a.at(slot + dy, x + step * dx);
-                    a.at(slot, x) = static_cast<uint8_t>(sum / (8 + w));
-                }
-        }
-        if (s <= 0) return;
-        for (int slot = 0; slot <= n + 1; ++slot)
-            for (int x = 0; x < (p.bits == 4 ? 2 * stride : stride); ++x)
-                if (p.bits == 4)
-                    a.set_nibble(slot, x,
-                                 std::clamp(2 * b.nibble(slot, x) - a.nibble(slot, x), 0, 15));
-                else
-                    a.at(slot, x) =
-                        static_cast<uint8_t>(std::clamp(2 * b.at(slot, x) - a.at(slot, x), 0, 255));
+        for (int slot = 1; slot <= n; ++slot)
+            for (int x = step; x < a.length - step; ++x) {
+                int sum = (w - 1) * a.at(slot, x);
+                for (int i = 0; i < 9; ++i)
+                    sum += a.at(slot + i / 3 - 1, x + step * (i % 3 - 1));
+                a.at(slot, x) = sum / (8 + w);
+            }
+        for (size_t i = 0; s > 0 && i < a.samples.size(); ++i)
+            a.samples[i] = std::clamp(2 * b.samples[i] - a.samples[i], 0, most);
     });
 }
 
-inline constexpr int kernels[9][9] = {
-    {0, 1, 0, 1, -4, 1, 0, 1, 0},      {-1, -1, -1, -1, 8, -1, -1, -1, -1},
-    {-1, -1, -1, 2, 2, 2, -1, -1, -1}, {-1, 2, -1, -1, 2, -1, -1, 2, -1},
-    {-1, -1, 2, -1, 2, -1, 2, -1, -1}, {2, -1, -1, -1, 2, -1, -1, -1, 2},
-    {0, -1, 0, -1, 5, -1, 0, -1, 0},   {1, 1, 1, 0, 0, 1, 1, 1, 1},
-    {-1, 0, -1, 0, 4, 0, -1, 0, -1}};
-
 /// A grey picture of 8 bits or one of 24 bits.
-inline picture convolved(const picture& p, const int* k)
+inline picture convolved(const picture& p, const std::array<signed char, 9>& k)
 {
     const int step = p.bits == 24 ? 3 : 1;
     return in_strips(p, 3, [&](slot_buffer& a, slot_buffer& b, int n) {
-        const int first = step, end = p.bits == 24 ? p.stride() + 1 : p.stride() - 1;
+        const int end = p.bits == 24 ? p.stride() + 1 : p.stride() - 1;
         for (int slot = 1; slot <= n; ++slot)
-            for (int x = first; x < end; ++x) {
+            for (int x = step; x < end; ++x) {
                 int sum = 0;
                 for (int i = 0; i < 9; ++i)
-                    sum += k[i] * a.at(slot + i / 3 - 1, x + step * (i % 3 - 1));
-                b.at(slot, x) = static_cast<uint8_t>(std::clamp(sum, 0, 255));
+                    sum +=
+                        k[static_cast<size_t>(i)] * a.at(slot + i / 3 - 1, x + step * (i % 3 - 1));
+                b.at(slot, x) = std::clamp(sum, 0, 255);
             }
     });
 }
