@@ -9,15 +9,28 @@ namespace {
 
 constexpr size_t bmp_file_header_bytes = 14;
 
-int32_t load_page(const std::string& path, int32_t page)
-{
-    OFSTRUCT opened;
-    const HFILE file = OpenFile(path.c_str(), &opened, OF_READ);
-    if (file == HFILE_ERROR) return code_open;
-    const int32_t handle = IMG_decompress_bitmap_fd(file, 0, page);
-    _lclose(file);
-    return handle;
-}
+// A file as the library's calls take it. The calls that take names end at 127 characters,
+// as the system's OpenFile does.
+class open_file {
+public:
+    explicit open_file(HFILE handle) : handle_(handle) {}
+    ~open_file() { close(); }
+    open_file(const open_file&) = delete;
+    open_file& operator=(const open_file&) = delete;
+
+    explicit operator bool() const { return handle_ != HFILE_ERROR; }
+    HFILE get() const { return handle_; }
+    /// False when the system only now tells that the disk was full.
+    bool close()
+    {
+        const bool closed = handle_ == HFILE_ERROR || _lclose(handle_) == 0;
+        handle_ = HFILE_ERROR;
+        return closed;
+    }
+
+private:
+    HFILE handle_;
+};
 
 // Everything that the crop rectangle holds, saved into memory as a bitmap file.
 std::vector<uint8_t> as_bitmap_file(int32_t handle, size_t capacity)
@@ -90,9 +103,12 @@ void document::take(int32_t handle, const std::string& path, int32_t page, int32
 
 int32_t document::open(const std::string& path, int32_t page)
 {
-    const int32_t handle = load_page(path, page);
+    const open_file file(_lopen(path.c_str(), OF_READ));
+    if (!file) return code_open;
+    const int32_t handle = IMG_decompress_bitmap_fd(file.get(), 0, page);
     if (handle < 0) return handle;
-    const int32_t pages = IMGLOW_get_pages(path.c_str());
+    _llseek(file.get(), 0, FILE_BEGIN);
+    const int32_t pages = IMGX_get_pages_fd(file.get());
     take(handle, path, page, pages > 0 ? pages : 1);
     has_file_ = true;
     return 0;
@@ -133,8 +149,12 @@ int32_t document::save(const std::string& path, const save_type& type)
 int32_t document::add_to(const std::string& path, const save_type& type)
 {
     if (!is_open()) return code_handle;
+    const HFILE existing = _lopen(path.c_str(), OF_READWRITE);
+    open_file file(existing != HFILE_ERROR ? existing : _lcreat(path.c_str(), 0));
+    if (!file) return code_create;
     show_all();
-    return std::min(IMG_save_bitmap(handle_, path.c_str(), type.code), 0);
+    const int32_t result = IMG_save_bitmap_fd(handle_, file.get(), type.code);
+    return file.close() ? std::min(result, 0) : std::min<int32_t>(result, code_write);
 }
 
 HGLOBAL document::packed_dib()

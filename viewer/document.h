@@ -12,6 +12,7 @@ enum result_code : int32_t {
     code_open = -2,
     code_create = -6,
     code_unsupported = -7,
+    code_write = -9,
     code_handle = -13,
     code_clipboard = -14,
     code_scan_cancelled = -18,
@@ -96,7 +97,7 @@ public:
 
     /// Saves the whole picture under a name, which is that of the document from then on.
     int32_t save(const std::string& path, const save_type& type);
-    /// Adds the whole picture to a file as a page.
+    /// Adds the whole picture to a file as a page, or makes the file.
     int32_t add_to(const std::string& path, const save_type& type);
 
     /// The picture as a packed DIB in a movable block for the clipboard; 0 on failure.

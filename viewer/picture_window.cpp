@@ -281,11 +281,9 @@ void picture_window::key(WPARAM key)
 
 void picture_window::wheel(WPARAM w, LPARAM l)
 {
-    const int notches = GET_WHEEL_DELTA_WPARAM(w) / WHEEL_DELTA;
-    if (GET_KEYSTATE_WPARAM(w) & MK_SHIFT) {
-        scroll(WM_VSCROLL, notches > 0 ? SB_LINEUP : SB_LINEDOWN);
-        return;
-    }
+    const double notches = GET_WHEEL_DELTA_WPARAM(w) / double{WHEEL_DELTA};
+    if (GET_KEYSTATE_WPARAM(w) & MK_SHIFT)
+        return scroll(WM_VSCROLL, notches > 0 ? SB_LINEUP : SB_LINEDOWN);
     POINT place{GET_X_LPARAM(l), GET_Y_LPARAM(l)};
     ScreenToClient(window_, &place);
     zoom_at(std::pow(1.25, notches), place);

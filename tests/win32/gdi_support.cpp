@@ -197,7 +197,7 @@ PROCESS_INFORMATION start_process(std::string command)
 const char* postscript_printer()
 {
     static char name[] = "Trevolan test printer", driver_file[] = "wineps.drv";
-    static char port[] = "FILE:", processor[] = "WinPrint";
+    static char port[] = "FILE:", processor[] = "WinPrint", type[] = "RAW";
     char description[MAX_PATH];
     GetFullPathNameA(TREVOLAN_TEST_DATA "/printer.ppd", MAX_PATH, description, nullptr);
     DRIVER_INFO_3A driver{};
@@ -211,8 +211,11 @@ const char* postscript_printer()
     printer.pPrinterName = printer.pDriverName = name;
     printer.pPortName = port;
     printer.pPrintProcessor = processor;
-    AddPrinterA(nullptr, 2, reinterpret_cast<BYTE*>(&printer));
-    return SetDefaultPrinterA(name) ? name : nullptr;
+    printer.pDatatype = type;
+    HANDLE added = AddPrinterA(nullptr, 2, reinterpret_cast<BYTE*>(&printer));
+    const bool there = added || GetLastError() == ERROR_PRINTER_ALREADY_EXISTS;
+    if (added) ClosePrinter(added);
+    return there && SetDefaultPrinterA(name) ? name : nullptr;
 }
 
 pixmap printed_page(const std::string& postscript)

@@ -43,7 +43,13 @@ public:
     }
 
     /// Sends a command and waits until it is done; post is for commands that open dialogs.
-    void command(int id) const { SendMessageA(frame_, WM_COMMAND, static_cast<WPARAM>(id), 0); }
+    void command(int id) const
+    {
+        DWORD_PTR result = 0;
+        EXPECT_TRUE(SendMessageTimeoutA(frame_, WM_COMMAND, static_cast<WPARAM>(id), 0, SMTO_NORMAL,
+                                        20000, &result))
+            << id << " is not done: " << message();
+    }
     void post(int id) const { PostMessageA(frame_, WM_COMMAND, static_cast<WPARAM>(id), 0); }
 
     /// The dialog or message box that the viewer shows, after waiting for it; null when none.
