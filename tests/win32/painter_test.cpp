@@ -136,16 +136,9 @@ TEST(painter, leaves_impossible_requests_alone)
     EXPECT_EQ(IMG_display_bitmap(picture.handle, nullptr, 0, 0, 64, 48), 0);
     EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 0, 48), 0);
     EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 2147483000, 0, 64, 48), 0);
-    const placement crops[] = {
-        {64, 0, 10, 10, 0, 0, 64, 48},
-        {0, -48, 10, 48, 0, 0, 64, 48},
-        {0, 0, 0, 10, 0, 0, 64, 48},
-        {0, 0, -5, 10, 0, 0, 64, 48},
-        {2147483647, 0, 2147483647, 5, 0, 0, 64, 48},
-    };
-    for (const placement& p : crops) {
-        IMG_set_croprect(picture.handle, p.crop_x, p.crop_y, p.crop_width, p.crop_height);
-        EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), p.x, p.y, p.width, p.height), 0);
+    for (const int32_t start : {64, 0, 2147483647}) {
+        IMG_set_croprect(picture.handle, start, 0, start, 10);
+        EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 64, 48), 0);
     }
     paper.expect([](int32_t, int32_t) { return background; });
 }

@@ -214,6 +214,26 @@ TEST_F(scripted_scan, pages_into_numbered_files_end_with_the_first_that_fails)
     EXPECT_EQ(state->calls, opened + ">101/1 >5/7 " + closed);
 }
 
+TEST_F(scripted_scan, interchange_turns_metres_to_inches_and_files_are_replaced)
+{
+    const std::string name = "scan_00000000.img";
+    for (const int interchange : {0, 1}) {
+        IMGX_set_interchange(interchange);
+        for (int run = 0; run < 2; ++run) {
+            *state = mock_state();
+            EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 9, 1), 0);
+        }
+        EXPECT_EQ(IMGLOW_get_pages(name.c_str()), 1) << "LZW pages could be added";
+        *state = mock_state();
+        const image_copy copy = copy_image(image_guard(IMG_scan_acquire(nullptr, 1)));
+        BITMAPINFOHEADER header;
+        std::memcpy(&header, copy.head.data(), sizeof header);
+        EXPECT_EQ(header.biXPelsPerMeter, interchange ? 300 : 11811);
+        EXPECT_EQ(header.biYPelsPerMeter, interchange ? 200 : 7874);
+    }
+    std::remove(name.c_str());
+}
+
 TEST_F(scripted_scan, choosing_a_source)
 {
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);

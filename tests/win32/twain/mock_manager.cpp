@@ -17,8 +17,8 @@ HGLOBAL make_page(int page, WORD bits)
 {
     const int stride = (mock_width * bits + 31) / 32 * 4;
     const DWORD colors = bits == 1 ? 0 : 2;
-    const BITMAPINFOHEADER header{sizeof header, mock_width, mock_height, 1, bits, BI_RGB, 0, 0, 0,
-                                  colors,        0};
+    const BITMAPINFOHEADER header{sizeof header, mock_width, mock_height, 1, bits, BI_RGB, 0,
+                                  11811,         7874,       colors,      0};
     const auto row_bytes = static_cast<size_t>(stride * mock_height);
     HGLOBAL block = GlobalAlloc(GHND, sizeof header + 8 + row_bytes);
     auto* bytes = static_cast<uint8_t*>(GlobalLock(block));
