@@ -138,10 +138,12 @@ void jpeg_ycc_row(const int8_t* y, const int8_t* cb, const int8_t* cr, chroma_st
     }
 }
 
-void jpeg_grey_row(const int8_t* y, uint8_t* out, int32_t width)
+void jpeg_grey_row(const int8_t* y, grey_sense sense, uint8_t* out, int32_t width)
 {
+    const __m128i flip = _mm_set1_epi8(sense == grey_sense::white_is_zero ? -1 : 0);
     for (int32_t x = 0; x < width; x += 16)
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x), unsigned_samples(y + x));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + x),
+                         _mm_xor_si128(unsigned_samples(y + x), flip));
 }
 
 void jpeg_rgb_row(const int8_t* r, const int8_t* g, const int8_t* b, uint8_t* out, int32_t width)

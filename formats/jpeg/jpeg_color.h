@@ -16,8 +16,10 @@ enum class chroma_step { one = 1, two = 2 };
 void jpeg_ycc_row(const int8_t* y, const int8_t* cb, const int8_t* cr, chroma_step step,
                   uint8_t* out, int32_t width);
 
-/// One component: sample + 128.
-void jpeg_grey_row(const int8_t* y, uint8_t* out, int32_t width);
+enum class grey_sense { black_is_zero, white_is_zero };
+
+/// One component: sample + 128, or what that is short of 255.
+void jpeg_grey_row(const int8_t* y, grey_sense sense, uint8_t* out, int32_t width);
 
 /// Four components as classic mode takes them: K less what Y, Cb, Cr give.
 void jpeg_ycck_row(const int8_t* y, const int8_t* cb, const int8_t* cr, const int8_t* k,

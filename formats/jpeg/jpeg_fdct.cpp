@@ -11,20 +11,39 @@ namespace {
 
 enum class dct_pass { rows, columns };
 
-// Interchange mode computes with two more bits than classic files have: the largest value in
-// between, 128 x 5.657 x 9.149 by the gains of the two passes, then still fits 16 bits.
-template <quotient how> constexpr int32_t extra_bits = how == quotient::nearest ? 2 : 0;
+// Bits of fraction in interchange mode; classic files have none. Row results reach 128 x 5.657
+// and those of columns 9.149 times that, by the gains of the passes, and all sums that are
+// multiplied on the way fit 16 bits too.
+struct fraction_bits {
+    int32_t rows, columns, coefficients;
+};
+template <quotient how>
+constexpr fraction_bits bits = how == quotient::nearest ? fraction_bits{4, 2, 3} : fraction_bits{};
 
-template <int32_t shift> lanes rounded(lanes a)
+// What interchange mode multiplies by: cos(pi/4), sqrt 2 times sin(pi/8) and cos(pi/8), and
+// 1 / (2 cos(k pi/16)) for k = 1, 3, 5, 7.
+constexpr dct_multipliers exact_multipliers = {46341, 35468, 85627, 33410, 39410, 58981, 167963};
+
+// a divided by 2^shift and rounded. In interchange mode it is the result of some products, each
+// of which is a half too small on average.
+template <quotient how, int32_t shift> lanes shifted(lanes a, int32_t products)
 {
-    const __m128i half = _mm_set1_epi16(static_cast<int16_t>(1 << shift >> 1));
+    const int32_t raise = how == quotient::nearest ? products / 2 : 0;
+    const __m128i half = _mm_set1_epi16(static_cast<int16_t>((1 << shift >> 1) + raise));
     return {_mm_srai_epi16(_mm_add_epi16(a.v, half), shift)};
 }
 
-// A result of the last pass but y0 and y4.
-template <quotient how> lanes quarter(lanes a)
+// A result of the last pass: a quarter of it, rounded.
+template <quotient how> lanes quarter(lanes a, int32_t products)
 {
-    return rounded<2 + extra_bits<how>>(a);
+    return shifted<how, 2 + bits<how>.columns - bits<how>.coefficients>(a, products);
+}
+
+// A result of the first pass.
+template <quotient how> lanes whole(lanes a, int32_t products)
+{
+    if (how == quotient::truncated) return a;
+    return shifted<how, bits<how>.rows - bits<how>.columns>(a, products);
 }
 
 // (a * 362 + 2048) >> 11, and also (a * 724 + 4096) >> 12. INTENDED: in classic files the
@@ -32,48 +51,50 @@ template <quotient how> lanes quarter(lanes a)
 // quantisation.
 template <quotient how> lanes quarter_of_root(lanes a)
 {
-    const lanes floor = scaled<362 << 5>(a);
-    if (how == quotient::truncated) return {_mm_add_epi16(floor.v, _mm_set1_epi16(1))};
-    return rounded<extra_bits<how>>(floor);
+    if (how == quotient::nearest) return quarter<how>(scaled<exact_multipliers.c4>(a), 1);
+    return {_mm_add_epi16(scaled<362 << 5>(a).v, _mm_set1_epi16(1))};
 }
 
 // jpeg_fast_dct, and with columns jpeg_fast_dct_last, which divides by 4 besides.
 template <dct_pass pass, quotient how>
 [[gnu::always_inline]] inline void forward_8(const lanes (&x)[8], lanes (&y)[8])
 {
+    constexpr dct_multipliers f =
+        how == quotient::truncated ? short_multipliers : exact_multipliers;
     const lanes s07 = x[0] + x[7], s34 = x[3] + x[4], s16 = x[1] + x[6], s25 = x[2] + x[5];
     const lanes d07 = x[0] - x[7], d34 = x[3] - x[4], d16 = x[1] - x[6], d25 = x[2] - x[5];
 
     const lanes a = s07 + s34, b = s16 + s25;
-    const lanes p = e1(s07 - s34), q = e2(s16 - s25);
-    const lanes y6 = c4(p - q);
+    const lanes p = scaled<f.e1>(s07 - s34), q = scaled<f.e2>(s16 - s25);
+    const lanes y6 = scaled<f.c4>(p - q);
     const lanes y2 = p + q + y6;
 
-    const lanes odd_a = o1(d07), odd_b = o7(d34), odd_c = o3(d16), odd_d = o5(d25);
+    const lanes odd_a = scaled<f.o1>(d07), odd_b = scaled<f.o7>(d34), odd_c = scaled<f.o3>(d16),
+                odd_d = scaled<f.o5>(d25);
     const lanes s = odd_a + odd_b, t = odd_c + odd_d;
-    const lanes u = e1(odd_a - odd_b), v = e2(odd_c - odd_d);
-    const lanes w = c4(u - v);
+    const lanes u = scaled<f.e1>(odd_a - odd_b), v = scaled<f.e2>(odd_c - odd_d);
+    const lanes w = scaled<f.c4>(u - v);
     const lanes z = u + w + v;
-    const lanes m = c4(s - t);
+    const lanes m = scaled<f.c4>(s - t);
 
     if (pass == dct_pass::rows) {
-        y[0] = c4(a + b);
-        y[4] = c4(a - b);
-        y[2] = y2;
-        y[6] = y6;
-        y[1] = s + t + z;
-        y[3] = m + z;
-        y[5] = m + w;
-        y[7] = w;
+        y[0] = whole<how>(scaled<f.c4>(a + b), 1);
+        y[4] = whole<how>(scaled<f.c4>(a - b), 1);
+        y[2] = whole<how>(y2, 3);
+        y[6] = whole<how>(y6, 1);
+        y[1] = whole<how>(s + t + z, 7);
+        y[3] = whole<how>(m + z, 4);
+        y[5] = whole<how>(m + w, 2);
+        y[7] = whole<how>(w, 1);
     } else {
         y[0] = quarter_of_root<how>(a + b);
         y[4] = quarter_of_root<how>(a - b);
-        y[2] = quarter<how>(y2);
-        y[6] = quarter<how>(y6);
-        y[1] = quarter<how>(s + t + z);
-        y[3] = quarter<how>(m + z);
-        y[5] = quarter<how>(m + w);
-        y[7] = quarter<how>(w);
+        y[2] = quarter<how>(y2, 3);
+        y[6] = quarter<how>(y6, 1);
+        y[1] = quarter<how>(s + t + z, 7);
+        y[3] = quarter<how>(m + z, 4);
+        y[5] = quarter<how>(m + w, 2);
+        y[7] = quarter<how>(w, 1);
     }
 }
 
@@ -84,7 +105,7 @@ template <quotient how>
     lanes x[8], y[8];
     for (lanes& row : y) {
         row.v = _mm_slli_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(samples)),
-                               extra_bits<how>);
+                               bits<how>.rows);
         samples += stride;
     }
     transpose<inputs::all>(y, x);
@@ -106,11 +127,13 @@ void jpeg_divisors::set(const std::array<uint8_t, 64>& table, quotient how)
 {
     rounding = how;
     for (size_t i = 0; i < table.size(); ++i) {
-        const uint32_t q = table[i];
+        const bool nearest = rounding == quotient::nearest;
+        const uint32_t q = uint32_t{table[i]}
+                           << (nearest ? bits<quotient::nearest>.coefficients : 0);
         const int shift = std::bit_width(q) - 1;
         factor[i] = static_cast<uint16_t>(((32768u << shift) + q - 1) / q);
         scale[i] = static_cast<uint16_t>(32768u >> shift);
-        bias[i] = static_cast<uint16_t>(rounding == quotient::nearest ? q / 2 : 0);
+        bias[i] = static_cast<uint16_t>(nearest ? q / 2 : 0);
     }
 }
 

@@ -10,37 +10,9 @@
 
 namespace {
 
-int32_t times(int32_t a, int32_t factor, int32_t shift)
+template <int32_t factor> int32_t scaled(int32_t a)
 {
-    return (a * factor) >> shift;
-}
-int32_t c4(int32_t a)
-{
-    return times(a, 181, 8);
-}
-int32_t e1(int32_t a)
-{
-    return times(a, 553, 10);
-}
-int32_t e2(int32_t a)
-{
-    return times(a, 1338, 10);
-}
-int32_t o1(int32_t a)
-{
-    return times(a, 261, 9);
-}
-int32_t o3(int32_t a)
-{
-    return times(a, 77, 7);
-}
-int32_t o5(int32_t a)
-{
-    return times(a, 461, 9);
-}
-int32_t o7(int32_t a)
-{
-    return times(a, 41, 4);
+    return static_cast<int32_t>((int64_t{a} * factor) >> 16);
 }
 
 // The same steps for numbers and for vectors of eight 16-bit numbers. With first_four inputs
@@ -49,26 +21,27 @@ template <inputs used, class T>
 [[gnu::always_inline]] inline void inverse_8(const T (&x)[8], T (&y)[8])
 {
     constexpr bool all = used == inputs::all;
-    const T a = c4(x[0]);
-    const T b = all ? c4(x[4]) : T{};
+    constexpr dct_multipliers m = short_multipliers;
+    const T a = scaled<m.c4>(x[0]);
+    const T b = all ? scaled<m.c4>(x[4]) : T{};
     const T p = all ? a + b : a;
     const T q = all ? a - b : a;
-    const T t = c4(all ? x[2] + x[6] : x[2]);
-    const T u = e1(x[2] + t);
-    const T w = e2(x[2] - t);
+    const T t = scaled<m.c4>(all ? x[2] + x[6] : x[2]);
+    const T u = scaled<m.e1>(x[2] + t);
+    const T w = scaled<m.e2>(x[2] - t);
     const T even0 = p + u, even3 = p - u, even1 = q + w, even2 = q - w;
 
-    const T m = c4(all ? x[3] + x[5] : x[3]);
+    const T r = scaled<m.c4>(all ? x[3] + x[5] : x[3]);
     const T g = x[1] + x[3];
-    const T h = c4(all ? x[5] + x[7] + g : g);
-    const T j = e1(g + h);
-    const T n = x[1] + m;
-    const T odd0 = o1(n + j);
-    const T odd3 = o7(n - j);
-    const T l = e2(g - h);
-    const T z = x[1] - m;
-    const T odd1 = o3(z + l);
-    const T odd2 = o5(z - l);
+    const T h = scaled<m.c4>(all ? x[5] + x[7] + g : g);
+    const T j = scaled<m.e1>(g + h);
+    const T n = x[1] + r;
+    const T odd0 = scaled<m.o1>(n + j);
+    const T odd3 = scaled<m.o7>(n - j);
+    const T l = scaled<m.e2>(g - h);
+    const T z = x[1] - r;
+    const T odd1 = scaled<m.o3>(z + l);
+    const T odd2 = scaled<m.o5>(z - l);
 
     y[0] = even0 + odd0;
     y[1] = even1 + odd1;
@@ -122,7 +95,11 @@ template <inputs used> void narrow_idct(const int16_t* transposed, int8_t* sampl
 // A block of nothing but DC: both passes give c4 of it everywhere.
 void constant_idct(int32_t dc, int8_t* samples, int32_t stride)
 {
-    const int32_t sample = std::clamp(c4(int32_t{static_cast<int16_t>(c4(dc))}) >> 2, -128, 127);
+    const int32_t sample =
+        std::clamp(scaled<short_multipliers.c4>(
+                       int32_t{static_cast<int16_t>(scaled<short_multipliers.c4>(dc))}) >>
+                       2,
+                   -128, 127);
     for (int32_t row = 0; row < 8; ++row)
         std::memset(samples + row * static_cast<ptrdiff_t>(stride), sample, 8);
 }

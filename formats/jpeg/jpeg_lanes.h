@@ -23,36 +23,15 @@ template <int32_t factor> lanes scaled(lanes a)
     return result;
 }
 
-// The multipliers of both transforms: 181 >> 8, 553 >> 10, 1338 >> 10, 261 >> 9, 77 >> 7,
-// 461 >> 9, 41 >> 4. (724 >> 10 is 181 >> 8, and 2624 >> 10 is 41 >> 4.)
-inline lanes c4(lanes a)
-{
-    return scaled<181 << 8>(a);
-}
-inline lanes e1(lanes a)
-{
-    return scaled<553 << 6>(a);
-}
-inline lanes e2(lanes a)
-{
-    return scaled<1338 << 6>(a);
-}
-inline lanes o1(lanes a)
-{
-    return scaled<261 << 7>(a);
-}
-inline lanes o3(lanes a)
-{
-    return scaled<77 << 9>(a);
-}
-inline lanes o5(lanes a)
-{
-    return scaled<461 << 7>(a);
-}
-inline lanes o7(lanes a)
-{
-    return scaled<41 << 12>(a);
-}
+/// The multipliers of both transforms, in 65536ths.
+struct dct_multipliers {
+    int32_t c4, e1, e2, o1, o3, o5, o7;
+};
+
+/// Those of the defined arithmetic: 181 >> 8, 553 >> 10, 1338 >> 10, 261 >> 9, 77 >> 7,
+/// 461 >> 9, 41 >> 4. (724 >> 10 is 181 >> 8, and 2624 >> 10 is 41 >> 4.)
+inline constexpr dct_multipliers short_multipliers = {181 << 8, 553 << 6, 1338 << 6, 261 << 7,
+                                                      77 << 9,  461 << 7, 41 << 12};
 
 /// Which inputs of a transform can be other than 0.
 enum class inputs { all, first_four };

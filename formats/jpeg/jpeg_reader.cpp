@@ -117,14 +117,25 @@ void place_by_standard(jpeg_scan_plan& plan)
     }
 }
 
-jpeg_color_model color_model(const jpeg_headers& headers, jpeg_rules rules)
+// JFIF knows no red, green, blue. Without it the Adobe marker decides, and where there is
+// none either, the letters that name the components.
+bool is_rgb(const jpeg_headers& headers)
 {
-    const bool adobe = rules == jpeg_rules::interchange && headers.has_adobe;
-    if (headers.component_count == 1) return jpeg_color_model::grey;
+    if (headers.has_jfif) return false;
+    if (headers.has_adobe) return headers.adobe_transform == 0;
+    const jpeg_frame_component* const c = headers.components;
+    return c[0].id == 'R' && c[1].id == 'G' && c[2].id == 'B';
+}
+
+jpeg_color_model color_model(const jpeg_headers& headers, jpeg_rules rules, const jpeg_page* page)
+{
+    const bool interchange = rules == jpeg_rules::interchange;
+    if (headers.component_count == 1)
+        return interchange && page && page->white_is_zero ? jpeg_color_model::inverted_grey
+                                                          : jpeg_color_model::grey;
     if (headers.component_count == 3)
-        return adobe && headers.adobe_transform == 0 ? jpeg_color_model::rgb
-                                                     : jpeg_color_model::ycc;
-    if (!adobe) return jpeg_color_model::ycck;
+        return interchange && is_rgb(headers) ? jpeg_color_model::rgb : jpeg_color_model::ycc;
+    if (!interchange || !headers.has_adobe) return jpeg_color_model::ycck;
     return headers.adobe_transform == 2 ? jpeg_color_model::adobe_ycck
                                         : jpeg_color_model::adobe_cmyk;
 }
@@ -146,13 +157,13 @@ int32_t check_frame(const jpeg_headers& headers, jpeg_rules rules)
     return dib_fits(headers.width, headers.height, count == 1 ? 8 : 24) ? 0 : err_memory;
 }
 
-int32_t plan_scan(const jpeg_headers& headers, jpeg_rules rules, jpeg_tables& tables,
-                  jpeg_scan_plan& plan)
+int32_t plan_scan(const jpeg_headers& headers, jpeg_rules rules, const jpeg_page* page,
+                  jpeg_tables& tables, jpeg_scan_plan& plan)
 {
     plan.rules = rules;
     plan.width = headers.width;
     plan.height = headers.height;
-    plan.model = color_model(headers, rules);
+    plan.model = color_model(headers, rules, page);
     const int32_t in_scan = headers.scan_header[0];
     if (in_scan < 1 || in_scan > jpeg_max_components) return err_format;
     plan.plane_count = std::max(in_scan, headers.component_count);
@@ -207,16 +218,16 @@ int32_t dots_per_inch(uint16_t density, uint8_t unit)
 }
 
 int32_t begin_image(const jpeg_headers& headers, jpeg_rules rules, const row_sink& sink,
-                    const jpeg_page_resolution* resolution)
+                    const jpeg_page* page)
 {
     scratch_block memory(sizeof(dib_header));
     if (!memory) return err_memory;
     auto& header = *memory.as<dib_header>();
     header.set(headers.width, headers.height, headers.component_count == 1 ? 8 : 24);
     create_dib_palette(&header.info, "tiff");
-    if (resolution) {
-        header.info.biXPelsPerMeter = static_cast<LONG>(resolution->x);
-        header.info.biYPelsPerMeter = static_cast<LONG>(resolution->y);
+    if (page) {
+        header.info.biXPelsPerMeter = static_cast<LONG>(page->x_resolution);
+        header.info.biYPelsPerMeter = static_cast<LONG>(page->y_resolution);
     } else if (rules == jpeg_rules::interchange) {
         header.info.biXPelsPerMeter = dots_per_inch(headers.density_x, headers.density_unit);
         header.info.biYPelsPerMeter = dots_per_inch(headers.density_y, headers.density_unit);
@@ -231,6 +242,10 @@ int32_t read_headers(HFILE file, int32_t position, jpeg_rules rules, jpeg_header
     byte_source source(file, header_buffer_bytes);
     if (!source.ok()) return err_memory;
     const int32_t err = jpeg_read_headers(source, rules, headers, tables);
+    if (err == 0 && rules == jpeg_rules::interchange && headers.height == 0) {
+        headers.height = jpeg_lines_behind_scan(source, headers);
+        source.seek(headers.data_position);
+    }
     source.sync();
     return err;
 }
@@ -248,8 +263,7 @@ int32_t open_stream(uint32_t offset, HFILE file, jpeg_rules rules, jpeg_headers&
 
 } // namespace
 
-int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
-                    const jpeg_page_resolution* resolution)
+int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file, const jpeg_page* page)
 {
     const jpeg_rules rules = interchange_mode() ? jpeg_rules::interchange : jpeg_rules::classic;
     scan_tables memory;
@@ -262,12 +276,12 @@ int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
     jpeg_scan_plan plan{};
     const bool has_scan_header = headers.scan_header_bytes > 0;
     if (has_scan_header)
-        if (int32_t err = plan_scan(headers, rules, tables, plan); err < 0) return err;
+        if (int32_t err = plan_scan(headers, rules, page, tables, plan); err < 0) return err;
     if (has_scan_header && is_one_of_several(headers, rules))
         if (int32_t err = plan_other_parts(file, headers, memory, plan); err < 0) return err;
     plan.row_bytes = size_for_long(headers.width, headers.component_count == 1 ? 8 : 24);
 
-    if (int32_t err = begin_image(headers, rules, sink, resolution); err < 0) return err;
+    if (int32_t err = begin_image(headers, rules, sink, page); err < 0) return err;
     if (!has_scan_header) return err_corrupt;
     jpeg_scan scan(plan);
     if (int32_t err = scan.allocate(); err < 0) return err;

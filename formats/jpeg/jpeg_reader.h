@@ -15,16 +15,14 @@
 int32_t open_jpg(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE private_data,
                  IMG_SET_HEADER set_header, HFILE file);
 
-/// Resolution of the page that holds a stream, dots per inch, as DIB headers of this library
-/// carry it.
-struct jpeg_page_resolution {
-    uint32_t x, y;
+/// What is known of the page that holds a stream.
+struct jpeg_page {
+    uint32_t x_resolution, y_resolution; // dots per inch, for the DIB header
+    bool white_is_zero;                  // interchange mode: of one component, 0 is white
 };
 
-/// The same for a stream inside another file, at any offset. A resolution other than null
-/// stands in the DIB header instead of the stream's own.
-int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file,
-                    const jpeg_page_resolution* resolution);
+/// The same for a stream inside another file, at any offset, on a page or null.
+int32_t open_jpg_at(uint32_t offset, const row_sink& sink, HFILE file, const jpeg_page* page);
 
 /// Components and sampling factors of a stream, for IMGX_get_page_info.  0 or a code.
 int32_t jpeg_describe(HFILE file, start_value start, IMGX_PAGE_INFO& info);

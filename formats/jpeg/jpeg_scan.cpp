@@ -235,7 +235,12 @@ void jpeg_scan::convert_row(int32_t row)
                         2 * c[2].placed_h == plan_.h_max;
     const auto full = [&](int32_t i) { return full_row(i, row); };
     switch (plan_.model) {
-    case jpeg_color_model::grey: jpeg_grey_row(full(0), row_, width); break;
+    case jpeg_color_model::grey:
+        jpeg_grey_row(full(0), grey_sense::black_is_zero, row_, width);
+        break;
+    case jpeg_color_model::inverted_grey:
+        jpeg_grey_row(full(0), grey_sense::white_is_zero, row_, width);
+        break;
     case jpeg_color_model::ycc:
         if (halved)
             jpeg_ycc_row(sample_row(0, row), sample_row(1, row), sample_row(2, row),
@@ -255,6 +260,7 @@ void jpeg_scan::convert_row(int32_t row)
         break;
     }
     // The conversions run over the row's end; a row's padding is 0.
-    const int32_t pixel_bytes = plan_.model == jpeg_color_model::grey ? width : 3 * width;
-    std::memset(row_ + pixel_bytes, 0, 4);
+    const bool grey =
+        plan_.model == jpeg_color_model::grey || plan_.model == jpeg_color_model::inverted_grey;
+    std::memset(row_ + (grey ? width : 3 * width), 0, 4);
 }

@@ -12,7 +12,7 @@ inline constexpr int32_t jpeg_max_components = 4;
 inline constexpr int32_t jpeg_max_factor = 4; // B.2.2/T.81
 
 /// How the samples become a row.
-enum class jpeg_color_model { grey, ycc, rgb, ycck, adobe_cmyk, adobe_ycck };
+enum class jpeg_color_model { grey, inverted_grey, ycc, rgb, ycck, adobe_cmyk, adobe_ycck };
 
 /// What classic and interchange mode read differently in entropy-coded data.
 enum class jpeg_rules { classic, interchange };

@@ -96,6 +96,7 @@ void read_jfif(byte_source& source, int32_t length, jpeg_headers& headers)
     uint8_t bytes[12];
     if (length < 14 || source.read(bytes, sizeof bytes) != sizeof bytes) return;
     if (std::memcmp(bytes, "JFIF", 5) != 0) return;
+    headers.has_jfif = true;
     headers.density_unit = bytes[7];
     headers.density_x = load_u16be(bytes + 8);
     headers.density_y = load_u16be(bytes + 10);
@@ -191,6 +192,15 @@ bool jpeg_find_marker(byte_source& source)
         return byte != (marker_eoi & 0xFF);
     }
     return false;
+}
+
+int32_t jpeg_lines_behind_scan(byte_source& source, const jpeg_headers& headers)
+{
+    source.seek(headers.data_position);
+    if (!jpeg_find_marker(source)) return 0;
+    uint8_t bytes[6] = {};
+    source.read(bytes, sizeof bytes);
+    return load_u16be(bytes) == marker_dnl ? load_u16be(bytes + 4) : 0;
 }
 
 int32_t jpeg_read_headers(byte_source& source, jpeg_rules rules, jpeg_headers& headers,

@@ -24,9 +24,9 @@ struct jpeg_headers {
     int32_t component_count;
     jpeg_frame_component components[jpeg_max_components];
     int32_t restart_interval;
+    bool has_jfif, has_adobe;
     uint16_t density_x, density_y; // of the JFIF header; 0 none
     uint8_t density_unit;          // 1 per inch, 2 per centimetre
-    bool has_adobe;
     uint8_t adobe_transform;
     // Scan header: component count, then selector and tables of each, as far as it was there.
     int32_t scan_header_bytes;
@@ -44,6 +44,9 @@ int32_t jpeg_read_headers(byte_source& source, jpeg_rules rules, jpeg_headers& h
 
 /// Goes from entropy-coded data to the next marker but RSTn. False at EOI and at the end.
 bool jpeg_find_marker(byte_source& source);
+
+/// Lines that a DNL segment behind the first scan's data names (B.2.5/T.81); 0 none.
+int32_t jpeg_lines_behind_scan(byte_source& source, const jpeg_headers& headers);
 
 /// Reads counts and symbols of a Huffman table.  False when not a byte of the counts came.
 bool jpeg_read_huffman_spec(byte_source& source, jpeg_huffman_spec& spec);

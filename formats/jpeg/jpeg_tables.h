@@ -17,6 +17,7 @@ enum jpeg_marker : uint16_t {
     marker_eoi = 0xFFD9,
     marker_sos = 0xFFDA,
     marker_dqt = 0xFFDB,
+    marker_dnl = 0xFFDC,
     marker_dri = 0xFFDD,
     marker_app0 = 0xFFE0,
     marker_app14 = 0xFFEE,

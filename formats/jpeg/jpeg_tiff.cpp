@@ -13,6 +13,7 @@ namespace {
 
 constexpr int32_t table_sets = 3;
 constexpr uint32_t max_width = 0xFFFF; // of any JPEG data; keeps the planes small
+constexpr uint32_t photometric_is_white_zero = 0;
 constexpr uint32_t photometric_is_rgb = 2;
 constexpr uint32_t photometric_is_ycbcr = 6;
 
@@ -90,6 +91,18 @@ int32_t read_tables(byte_source& source, const jtif_page& page, jpeg_rules rules
     return last_read ? 0 : err_format;
 }
 
+// INTENDED: classic mode takes no notice of the photometric value.
+jpeg_color_model color_model(const jtif_page& page, jpeg_rules rules)
+{
+    const bool interchange = rules == jpeg_rules::interchange;
+    if (page.samples_per_pixel != 3)
+        return interchange && page.photometric == photometric_is_white_zero
+                   ? jpeg_color_model::inverted_grey
+                   : jpeg_color_model::grey;
+    return interchange && page.photometric == photometric_is_rgb ? jpeg_color_model::rgb
+                                                                 : jpeg_color_model::ycc;
+}
+
 int32_t plan_page(const jtif_page& page, jpeg_rules rules, jtif_state& state)
 {
     jpeg_scan_plan& plan = state.plan;
@@ -104,12 +117,8 @@ int32_t plan_page(const jtif_page& page, jpeg_rules rules, jtif_state& state)
     plan.plane_count = static_cast<int32_t>(page.samples_per_pixel);
     plan.part_count = 1;
     plan.parts[0] = {jpeg_bit_reader::read_on, plan.plane_count, {0, 1, 2}, 0};
-    const bool color = page.samples_per_pixel == 3;
-    const bool rgb = rules == jpeg_rules::interchange && page.photometric == photometric_is_rgb;
-    plan.model = !color ? jpeg_color_model::grey
-                 : rgb  ? jpeg_color_model::rgb
-                        : jpeg_color_model::ycc;
-    plan.row_bytes = size_for_long(plan.width, color ? 24 : 8);
+    plan.model = color_model(page, rules);
+    plan.row_bytes = size_for_long(plan.width, page.samples_per_pixel == 3 ? 24 : 8);
     if (rules == jpeg_rules::interchange)
         plan.parts[0].restart_interval = static_cast<int32_t>(page.restart_interval & 0xFFFF);
     for (int32_t i = 0; i < plan.plane_count; ++i) {

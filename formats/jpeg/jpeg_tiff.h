@@ -14,7 +14,7 @@ struct jtif_page {
     byte_order order;       // of the file
     uint32_t width;
     uint32_t samples_per_pixel;
-    uint32_t photometric; // as the tag has it (2 RGB, 6 YCbCr)
+    uint32_t photometric; // as the tag has it (0 WhiteIsZero, 2 RGB, 6 YCbCr)
     uint32_t q_tables;    // raw value fields of JPEGQTables, JPEGDCTables, JPEGACTables
     uint32_t dc_tables;
     uint32_t ac_tables;

@@ -309,9 +309,9 @@ int32_t tiff_page_reader::read()
     // The whole page is one JPEG stream, whose reader calls set_header.
     const uint64_t offset = uint64_t{source_.header_offset} + d.jpeg_interchange_format;
     if (offset > INT32_MAX) return err_corrupt;
-    const jpeg_page_resolution resolution = {d.x_resolution, d.y_resolution};
-    const int32_t result =
-        open_jpg_at(static_cast<uint32_t>(offset), sink_, source_.file, &resolution);
+    const jpeg_page page = {d.x_resolution, d.y_resolution,
+                            d.photometric == photometric_white_is_zero};
+    const int32_t result = open_jpg_at(static_cast<uint32_t>(offset), sink_, source_.file, &page);
     return result < 0 ? result : 1;
 }
 

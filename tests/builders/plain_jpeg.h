@@ -1,27 +1,23 @@
-// plain_jpeg.h - a JPEG decoder and encoder as plainly as they can be written: one bit, one
-// sample, one formula at a time. What the library computes quickly must equal it.
+// plain_jpeg.h - a JPEG decoder and the classic encoder as plainly as they can be written: one
+// bit, one sample, one formula at a time. What the library computes quickly must equal them.
 #pragma once
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstddef>
-#include <cstdint>
-#include <vector>
 
 #include "tests/builders/jpeg_builder.h"
 
+#include <cmath>
+
 namespace plain_jpeg {
 
-using block = std::array<int, 64>; // natural order
+using jpeg_builder::block, jpeg_builder::huffman, jpeg_builder::picture;
+using line = std::array<int, 8>;
 
-inline int16_t as16(int v)
+inline int as16(int v)
 {
     return static_cast<int16_t>(v);
 }
 
-/// The 8-point transform with its truncating products.
-inline std::array<int, 8> inverse_8(const std::array<int, 8>& x)
+/// The 8-point inverse transform with its truncating products.
+inline line inverse_8(const line& x)
 {
     const auto mul = [](int a, int f, int s) { return (a * f) >> s; };
     const int a = mul(x[0], 181, 8), b = mul(x[4], 181, 8);
@@ -34,7 +30,7 @@ inline std::array<int, 8> inverse_8(const std::array<int, 8>& x)
     const int l = mul(g - h, 1338, 10), z = x[1] - m;
     const int odd[4] = {mul(n + j, 261, 9), mul(z + l, 77, 7), mul(z - l, 461, 9),
                         mul(n - j, 2624, 10)};
-    std::array<int, 8> y{};
+    line y{};
     for (size_t i = 0; i < 4; ++i) {
         y[i] = even[i] + odd[i];
         y[7 - i] = even[i] - odd[i];
@@ -42,111 +38,110 @@ inline std::array<int, 8> inverse_8(const std::array<int, 8>& x)
     return y;
 }
 
+/// The forward one, all results in 16 bits; the last pass divides by 4 besides.
+template <bool last> line forward_8(const line& x)
+{
+    const auto mul = [](int a, int f, int s) { return as16((a * f) >> s); };
+    const auto sum = [](int a, int b) { return as16(a + b); };
+    const int s07 = sum(x[0], x[7]), s34 = sum(x[3], x[4]);
+    const int s16 = sum(x[1], x[6]), s25 = sum(x[2], x[5]);
+    const int d07 = sum(x[0], -x[7]), d34 = sum(x[3], -x[4]);
+    const int d16 = sum(x[1], -x[6]), d25 = sum(x[2], -x[5]);
+    const int a = sum(s07, s34), b = sum(s16, s25);
+    const int p = mul(sum(s07, -s34), 553, 10), q = mul(sum(s16, -s25), 1338, 10);
+    const int pq = mul(sum(p, -q), 724, 10);
+    const int oa = mul(d07, 261, 9), ob = mul(d34, 41, 4);
+    const int oc = mul(d16, 77, 7), od = mul(d25, 461, 9);
+    const int s = sum(oa, ob), t = sum(oc, od);
+    const int u = mul(sum(oa, -ob), 553, 10), v = mul(sum(oc, -od), 1338, 10);
+    const int w = mul(sum(u, -v), 724, 10), z = u + w + v, st = mul(sum(s, -t), 724, 10);
+    line y = {mul(sum(a, b), 181, 8),  s + t + z, p + q + pq, st + z,
+              mul(sum(a, -b), 181, 8), st + w,    pq,         w};
+    if (last) {
+        for (int& value : y)
+            value = as16(sum(as16(value), 2) >> 2);
+        y[0] = (sum(a, b) * 362 + 2048) >> 11;
+        y[4] = (sum(a, -b) * 724 + 4096) >> 12;
+    }
+    return y;
+}
+
+/// Rows through a transform into columns.
+template <class Transform> block pass(const block& in, Transform transform)
+{
+    block out{};
+    for (size_t i = 0; i < 8; ++i) {
+        line x{};
+        for (size_t k = 0; k < 8; ++k)
+            x[k] = as16(in[i * 8 + k]);
+        const line y = transform(x);
+        for (size_t k = 0; k < 8; ++k)
+            out[k * 8 + i] = y[k];
+    }
+    return out;
+}
+
 inline block inverse_dct(const block& coefficients)
 {
-    block between{}, samples{};
-    for (size_t row = 0; row < 8; ++row) {
-        std::array<int, 8> x{};
-        for (size_t k = 0; k < 8; ++k)
-            x[k] = coefficients[row * 8 + k];
-        const auto y = inverse_8(x);
-        for (size_t k = 0; k < 8; ++k)
-            between[k * 8 + row] = as16(y[k]);
-    }
-    for (size_t column = 0; column < 8; ++column) {
-        std::array<int, 8> x{};
-        for (size_t k = 0; k < 8; ++k)
-            x[k] = between[column * 8 + k];
-        const auto y = inverse_8(x);
-        for (size_t k = 0; k < 8; ++k)
-            samples[k * 8 + column] = std::clamp(y[k] >> 2, -128, 127);
-    }
+    block samples = pass(pass(coefficients, inverse_8), inverse_8);
+    for (int& s : samples)
+        s = std::clamp(s >> 2, -128, 127);
     return samples;
 }
 
-/// A decoded picture: rows of bytes without padding.
-struct image {
-    int width = 0, height = 0, bytes_per_pixel = 0;
-    std::vector<uint8_t> pixels;
-};
+/// 0xRRGGBB of a pixel by its samples without level shift; with black, of four components.
+inline uint32_t color_of(int y, int cb, int cr, const int* black = nullptr)
+{
+    const auto part = [](int s, double f) { return static_cast<int>(std::trunc(s * f)); };
+    uint32_t color = 0;
+    for (int add : {part(cr, 1.402), -(part(cb, 0.34414) + part(cr, 0.71414)), part(cb, 1.772)}) {
+        const int value = black ? *black - y - add : y + 128 + add;
+        color = color << 8 | static_cast<uint32_t>(std::clamp(value, 0, 255));
+    }
+    return color;
+}
 
-/// Decodes a stream of jpeg_builder or of an encoder that leaves out the unusual; no pixels
-/// where its data are damaged. Data that end early go on with what is left in the buffer.
+/// Decodes a picture's entropy-coded data by the classic rules. Data that end early go on with
+/// what is left in the buffer.
 class decoder {
 public:
-    explicit decoder(const std::vector<uint8_t>& data) : data_(data) {}
+    decoder(const picture& p, byte_vector data) : picture_(p), data_(std::move(data)) {}
 
-    image decode()
+    /// 0xRRGGBB row by row; nothing where the data are damaged.
+    std::vector<uint32_t> colors()
     {
-        size_t at = 2;
-        while (word(at) != 0xFFDA) {
-            segment(word(at), at + 4);
-            at += 2 + static_cast<size_t>(word(at + 2));
-        }
-        scan_ = at + 4;
-        next_ = at + 2 + static_cast<size_t>(word(at + 2));
         load(0);
-        const image out = decode_scan();
-        return damaged_ ? image{} : out;
+        for (const auto& c : picture_.components)
+            planes_.push_back({c.h * 8 * picture_.mcus_across(), 0, {}});
+        for (int mcu = 0; mcu < picture_.mcus() && !damaged_; ++mcu) {
+            const int interval = picture_.restart_interval;
+            if (interval && mcu && mcu % interval == 0) restart();
+            read_mcu(mcu / picture_.mcus_across(), mcu % picture_.mcus_across());
+        }
+        std::vector<uint32_t> out;
+        for (int i = 0; i < picture_.width * picture_.height && !damaged_; ++i)
+            out.push_back(color(i % picture_.width, i / picture_.width));
+        return out;
     }
 
 private:
-    struct table {
-        std::array<int, 17> counts{};
-        std::vector<int> symbols;
-    };
-    struct component {
-        int h = 0, v = 0, quant = 0, predictor = 0, stride = 0;
+    struct plane {
+        int stride, predictor;
         std::vector<int> samples;
     };
-
-    int word(size_t at) const { return data_[at] * 256 + data_[at + 1]; }
-
-    void segment(int marker, size_t at)
-    {
-        const size_t end = at - 2 + static_cast<size_t>(word(at - 2));
-        if (marker == 0xFFC0 || marker == 0xFFC1) {
-            height_ = word(at + 1);
-            width_ = word(at + 3);
-            components_.resize(data_[at + 5]);
-            for (size_t i = 0; i < components_.size(); ++i) {
-                const size_t c = at + 6 + 3 * i;
-                components_[i].h = data_[c + 1] >> 4;
-                components_[i].v = data_[c + 1] & 15;
-                components_[i].quant = data_[c + 2];
-            }
-        }
-        if (marker == 0xFFDD) interval_ = word(at);
-        if (marker == 0xFFDB)
-            for (; at < end; at += 65)
-                for (size_t k = 0; k < 64; ++k)
-                    quant_[data_[at] & 3][k] = data_[at + 1 + k];
-        if (marker == 0xFFC4)
-            while (at < end) {
-                table& t = tables_[data_[at] >> 4][data_[at] & 1];
-                t.symbols.clear();
-                size_t count = 0;
-                for (size_t l = 1; l <= 16; ++l)
-                    count += static_cast<size_t>(t.counts[l] = data_[at + l]);
-                for (size_t i = 0; i < count; ++i)
-                    t.symbols.push_back(data_[at + 17 + i]);
-                at += 17 + count;
-            }
-    }
-
     static constexpr size_t buffer_bytes = 10000;
 
-    void load(size_t from)
+    void load(size_t to)
     {
-        for (; from < buffer_bytes && next_ < data_.size(); ++from)
-            buffer_[from] = data_[next_++];
+        for (; to < buffer_bytes && next_ < data_.size(); ++to)
+            buffer_[to] = data_[next_++];
         at_ = 0;
     }
     void top_up()
     {
         if (at_ + 200 < buffer_bytes) return;
-        std::copy(buffer_.begin() + static_cast<ptrdiff_t>(at_),
-                  buffer_.begin() + static_cast<ptrdiff_t>(buffer_bytes), buffer_.begin());
+        const auto begin = buffer_.begin();
+        std::copy(begin + static_cast<ptrdiff_t>(at_), begin + buffer_bytes, begin);
         load(buffer_bytes - at_);
     }
     int bit()
@@ -158,140 +153,145 @@ private:
         }
         return b;
     }
-    int bits(int n)
+    int symbol(const huffman& table)
     {
-        int v = 0;
-        while (n-- > 0)
-            v = v * 2 + bit();
-        return v;
-    }
-    int symbol(const table& t)
-    {
-        int code = 0, base = 0, previous = 0;
+        int code = 0, index = 16;
         for (size_t length = 1; length <= 16; ++length) {
-            base += previous;
-            code = (code - previous) * 2 + bit();
-            previous = t.counts[length];
-            if (code < previous) return t.symbols[static_cast<size_t>(base + code)];
+            const int count = table.bytes[length - 1];
+            code = code * 2 + bit();
+            if (code < count) return table.bytes[static_cast<size_t>(index + code)];
+            index += count;
+            code -= count;
         }
         damaged_ = true;
         return 0;
     }
     int value(int size)
     {
-        if (size == 0) return 0;
-        const int v = bits(size);
-        return v >> (size - 1) ? v : v + 1 - (1 << size);
+        int v = 0;
+        for (int i = 0; i < size; ++i)
+            v = v * 2 + bit();
+        return size == 0 || v >> (size - 1) ? v : v + 1 - (1 << size);
     }
-
-    block read_block(component& c, const table& dc, const table& ac, const std::array<int, 64>& q)
+    block read_block(int& predictor, const jpeg_builder::component& c)
     {
+        const byte_vector& quant = picture_.quant[c.quant];
         block b{};
-        c.predictor = as16(c.predictor + value(symbol(dc) & 15));
-        b[0] = as16(c.predictor * q[0]);
+        predictor = as16(predictor + value(symbol(picture_.dc[c.table]) & 15));
+        b[0] = as16(predictor * quant[0]);
         for (size_t k = 1; k < 64; ++k) {
-            const int rs = symbol(ac);
+            const int rs = symbol(picture_.ac[c.table]);
             if (rs == 0) break;
             k += static_cast<size_t>(rs >> 4);
             damaged_ |= k > 64;
             const int v = value(rs & 15);
-            if (k < 64 && (rs & 15)) b[static_cast<size_t>(order_[k])] = as16(v * q[k]);
+            if (k < 64 && (rs & 15)) b[order_[k]] = as16(v * quant[k]);
         }
         return b;
     }
-
-    void store(component& c, const block& samples, int row, int column)
-    {
-        for (int i = 0; i < 64; ++i)
-            c.samples[static_cast<size_t>((row + i / 8) * c.stride + column + i % 8)] =
-                samples[static_cast<size_t>(i)];
-    }
-
     void read_mcu(int mcu_row, int mcu_column)
     {
-        for (size_t i = 0; i < components_.size(); ++i) {
-            component& c = components_[i];
-            const int selectors = data_[scan_ + 2 + 2 * i];
-            const size_t ac = selectors & 15 ? 1 : 0;
-            const size_t dc = i < 2 ? (selectors >> 4 ? 1 : 0) : ac;
-            const auto& q = quant_[components_[std::min<size_t>(i, 2)].quant ? 1 : 0];
-            for (int v = 0; v < c.v; ++v)
-                for (int h = 0; h < c.h; ++h) {
-                    store(c, inverse_dct(read_block(c, tables_[0][dc], tables_[1][ac], q)),
-                          8 * (mcu_row * c.v + v), 8 * (mcu_column * c.h + h));
-                    top_up();
-                }
+        for (size_t i = 0; i < planes_.size(); ++i) {
+            const auto& c = picture_.components[i];
+            plane& to = planes_[i];
+            to.samples.resize(static_cast<size_t>((mcu_row + 1) * c.v * 8 * to.stride));
+            for (int b = 0; b < c.h * c.v; ++b) {
+                const block samples = inverse_dct(read_block(to.predictor, c));
+                const int at =
+                    8 * ((mcu_row * c.v + b / c.h) * to.stride + mcu_column * c.h + b % c.h);
+                for (int s = 0; s < 64; ++s)
+                    to.samples[static_cast<size_t>(at + s / 8 * to.stride + s % 8)] =
+                        samples[static_cast<size_t>(s)];
+                top_up();
+            }
         }
     }
-
     void restart()
     {
         for (int last = 0; (last & 0xFFF0) != 0xFFD0;)
             last = (last * 2 + bit()) & 0xFFFF;
-        for (component& c : components_)
-            c.predictor = 0;
+        for (plane& p : planes_)
+            p.predictor = 0;
     }
-
-    image decode_scan()
+    // Chroma lies over the pixels at factors 1x1, black as the luminance.
+    int sample(size_t i, int x, int y) const
     {
-        const int h_max = components_[0].h, v_max = components_[0].v;
-        const int across = (width_ + 8 * h_max - 1) / (8 * h_max);
-        const int down = (height_ + 8 * v_max - 1) / (8 * v_max);
-        for (component& c : components_) {
-            c.stride = across * 8 * c.h;
-            c.samples.assign(static_cast<size_t>(c.stride * down * 8 * c.v), 0);
+        const auto& luma = picture_.components[0];
+        if (i == 1 || i == 2) {
+            y = y / (8 * luma.v) * 8 * picture_.components[i].v + y % (8 * luma.v) / luma.v;
+            x /= luma.h;
         }
-        for (int mcu = 0; mcu < across * down && !damaged_; ++mcu) {
-            if (interval_ && mcu && mcu % interval_ == 0) restart();
-            read_mcu(mcu / across, mcu % across);
-        }
-        return convert(h_max, v_max);
+        return planes_[i].samples[static_cast<size_t>(y * planes_[i].stride + x)];
     }
-
-    // Chroma of a colour picture lies at factors 1x1, black at the luminance's.
-    int sample(size_t c, int x, int y, int h_max, int v_max) const
+    uint32_t color(int x, int y) const
     {
-        const component& from = components_[c];
-        if (c == 1 || c == 2) {
-            const int mcu_row = y / (8 * v_max);
-            y = mcu_row * 8 * from.v + y % (8 * v_max) / v_max;
-            x /= h_max;
-        }
-        return from.samples[static_cast<size_t>(y * from.stride + x)];
+        if (planes_.size() == 1) return color_of(sample(0, x, y), 0, 0);
+        const int black = planes_.size() == 4 ? sample(3, x, y) : 0;
+        return color_of(sample(0, x, y), sample(1, x, y), sample(2, x, y),
+                        planes_.size() == 4 ? &black : nullptr);
     }
 
-    image convert(int h_max, int v_max) const
-    {
-        image out{width_, height_, components_.size() == 1 ? 1 : 3, {}};
-        const auto limit = [](int v) { return static_cast<uint8_t>(std::clamp(v, 0, 255)); };
-        const auto part = [](int s, double f) { return static_cast<int>(std::trunc(s * f)); };
-        for (int y = 0; y < height_; ++y)
-            for (int x = 0; x < width_; ++x) {
-                const int luma = sample(0, x, y, h_max, v_max);
-                if (components_.size() == 1) {
-                    out.pixels.push_back(limit(luma + 128));
-                    continue;
-                }
-                const int cb = sample(1, x, y, h_max, v_max), cr = sample(2, x, y, h_max, v_max);
-                const int blue = part(cb, 1.772), red = part(cr, 1.402);
-                const int green = -(part(cb, 0.34414) + part(cr, 0.71414));
-                for (int add : {blue, green, red})
-                    out.pixels.push_back(components_.size() == 3
-                                             ? limit(luma + 128 + add)
-                                             : limit(sample(3, x, y, h_max, v_max) - luma - add));
-            }
-        return out;
-    }
-
-    std::vector<uint8_t> data_;
-    size_t next_ = 0, scan_ = 0, at_ = 0;
-    std::vector<uint8_t> buffer_ = std::vector<uint8_t>(buffer_bytes + 1000);
+    const picture& picture_;
+    byte_vector data_, buffer_ = byte_vector(buffer_bytes + 1000);
+    size_t next_ = 0, at_ = 0;
+    int bit_ = 0;
     bool damaged_ = false;
-    int bit_ = 0, width_ = 0, height_ = 0, interval_ = 0;
-    std::vector<component> components_;
-    std::array<std::array<int, 64>, 4> quant_{};
-    std::array<std::array<table, 2>, 2> tables_;
-    std::array<int, 64> order_ = jpeg_builder::zigzag();
+    std::vector<plane> planes_;
+    std::array<size_t, 64> order_ = jpeg_builder::zigzag();
 };
+
+/// What the stream of a picture shows.
+inline std::vector<uint32_t> colors(const picture& p)
+{
+    return decoder(p, jpeg_builder::entropy_data(p)).colors();
+}
+
+/// A sample that the classic encoder codes; beyond the row's end all bytes are 0, below the
+/// picture the last row goes on. INTENDED: of a grey palette the index itself is the level.
+inline int sample_of(const image_copy& image, int component, int x, int y, bool grey)
+{
+    y = std::min(y, image.height - 1);
+    const uint32_t pixel = x >= image.width ? 0 : grey ? image.pixel(x, y) : image.color(x, y);
+    const int b = pixel & 255, g = pixel >> 8 & 255, r = pixel >> 16 & 255;
+    if (grey) return b - 128;
+    if (component == 0) return (b * 114 >> 10) + (r * 306 >> 10) + (g * 601 >> 10) - 128;
+    if (component == 1) return (b >> 1) - (r * 178 >> 10) - (g * 339 >> 10);
+    return (r >> 1) - (g * 429 >> 10) - (b * 83 >> 10);
+}
+
+/// The classic file of an image from its scan header's end on, with the tables that stand in
+/// file.
+inline byte_vector classic_data(const image_copy& image, bool grey, const byte_vector& file)
+{
+    const auto piece = [&](ptrdiff_t at, ptrdiff_t size) {
+        return byte_vector(file.begin() + at, file.begin() + at + size);
+    };
+    const byte_vector quant[] = {piece(25, 64), piece(90, 64)};
+    const huffman dc[] = {huffman(piece(178, 28)), huffman(piece(grey ? 178 : 394, 28))};
+    const huffman ac[] = {huffman(piece(211, 178)), huffman(piece(grey ? 211 : 427, 178))};
+    jpeg_builder::coder out;
+    const auto order = jpeg_builder::zigzag();
+    int predictors[3] = {};
+    const auto put_block = [&](int c, int x, int y, int step) {
+        block samples{}, quantised{};
+        for (int i = 0; i < 64; ++i)
+            samples[static_cast<size_t>(i)] =
+                sample_of(image, c, x + i % 8 * step, y + i / 8, grey);
+        const block coefficients = pass(pass(samples, forward_8<false>), forward_8<true>);
+        for (size_t k = 0; k < 64; ++k)
+            quantised[k] = as16(coefficients[order[k]]) / quant[c > 0][k];
+        out.put_block(quantised, predictors[c], dc[c > 0], ac[c > 0]);
+    };
+    for (int y = 0; y < image.height; y += 8)
+        for (int x = 0; x < image.width; x += grey ? 8 : 16) {
+            put_block(0, x, y, 1);
+            if (grey) continue;
+            put_block(0, x + 8, y, 1);
+            put_block(1, x, y, 2);
+            put_block(2, x, y, 2);
+        }
+    out.pad('0', 16);
+    return jpeg_builder::joined({out.bytes, {0xFF, 0xD9}});
+}
 
 } // namespace plain_jpeg

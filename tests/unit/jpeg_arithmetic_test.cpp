@@ -1,14 +1,11 @@
 // jpeg_arithmetic_test.cpp - the fast transforms, conversions and quotients against plain
-// arithmetic, over the inputs that matter and over millions of random ones.
+// arithmetic, over the inputs that matter and over millions of random ones; the search for a
+// stream.
 
-#include "formats/jpeg/jpeg_color.h"
 #include "formats/jpeg/jpeg_fdct.h"
 #include "formats/jpeg/jpeg_idct.h"
-#include "formats/jpeg/jpeg_rgb.h"
-#include "tests/builders/plain_jpeg_encoder.h"
-
-#include <cstring>
-#include <gtest/gtest.h>
+#include "formats/jpeg/jpeg_reader.h"
+#include "tests/builders/plain_jpeg.h"
 
 namespace {
 
@@ -19,165 +16,116 @@ constexpr int thousands = 100;
 constexpr int thousands = 1000;
 #endif
 
-struct plain_block {
-    plain_jpeg::block values{};
-
-    // Runs both forms; stops a test at the first difference.
-    bool same() const
-    {
-        static const auto order = jpeg_builder::zigzag();
-        jpeg_coefficients fast{};
-        for (size_t i = 0; i < 64; ++i) {
-            fast.values[i % 8 * 8 + i / 8] = static_cast<int16_t>(values[i]);
-            fast.magnitude += std::abs(values[i]);
-        }
-        for (int k = 0; k < 64; ++k)
-            if (values[static_cast<size_t>(order[static_cast<size_t>(k)])] != 0) fast.last = k;
-        int8_t samples[64];
-        jpeg_idct(fast, samples, 8);
-        const plain_jpeg::block wanted = plain_jpeg::inverse_dct(values);
-        for (size_t i = 0; i < 64; ++i)
-            if (samples[i] != wanted[i]) return false;
-        return true;
+bool idct_is_plain(const plain_jpeg::block& values)
+{
+    static const auto order = jpeg_builder::zigzag();
+    jpeg_coefficients fast{};
+    for (size_t k = 0; k < 64; ++k) {
+        const size_t i = order[k];
+        fast.values[i % 8 * 8 + i / 8] = static_cast<int16_t>(values[i]);
+        fast.magnitude += std::abs(values[i]);
+        if (values[i] != 0) fast.last = static_cast<int32_t>(k);
     }
-};
+    int8_t samples[64];
+    jpeg_idct(fast, samples, 8);
+    const auto wanted = plain_jpeg::inverse_dct(values);
+    return std::equal(samples, samples + 64, wanted.begin());
+}
+
+// A sample's share in a coefficient, along one side.
+double wave(size_t sample, size_t k)
+{
+    static const double pi = std::acos(-1.0);
+    const double angle = static_cast<double>((2 * sample + 1) * k) * pi / 16;
+    return std::cos(angle) / (k == 0 ? std::sqrt(8.0) : 2.0);
+}
+
+int32_t open_at(const byte_vector& data, uint32_t offset)
+{
+    io_scope scope;
+    reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
+    const row_sink sink{[](const void*, IMG_PRIVATE, int32_t, int32_t) -> int32_t { return 0; },
+                        [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t { return 1; }, 0};
+    return open_jpg_at(offset, sink, memory_file, nullptr);
+}
 
 } // namespace
 
-TEST(jpeg_idct, equals_the_plain_form_for_single_coefficients)
+TEST(jpeg_idct, equals_the_plain_form)
 {
     for (size_t i = 0; i < 64; ++i)
         for (int value = -32768; value <= 32767; value += i == 0 ? 3 : 61) {
-            plain_block b;
-            b.values[i] = value;
-            ASSERT_TRUE(b.same()) << i << ": " << value;
+            plain_jpeg::block b{};
+            b[i] = value;
+            ASSERT_TRUE(idct_is_plain(b)) << i << ": " << value;
         }
-}
-
-TEST(jpeg_idct, equals_the_plain_form_at_the_limit_of_16_bits)
-{
-    // The sum of absolute values at its limit, spread over every pair of positions with every
-    // combination of signs: what drives values in between to their extremes.
-    for (size_t i = 0; i < 64; ++i)
-        for (size_t j = 0; j < 64; ++j)
-            for (int signs = 0; signs < 4; ++signs)
-                for (int part : {1, 4000, 8000, 15999}) {
-                    plain_block b;
-                    b.values[i] = signs & 1 ? -part : part;
-                    const int rest = idct_16_bit_magnitude - part;
-                    if (i != j) b.values[j] = signs & 2 ? -rest : rest;
-                    ASSERT_TRUE(b.same()) << i << ", " << j << ", " << signs << ", " << part;
-                }
-    // And over a row, a column, and all of them, with random signs.
+    // The sum of absolute values at the limit of 16-bit arithmetic, over every pair of
+    // positions, and over a row, a column or all of them with random signs: what drives values
+    // in between to their extremes.
+    for (size_t n = 0; n < 64 * 64 * 16; ++n) {
+        const int part = std::array{1, 4000, 8000, 15999}[n % 4];
+        plain_jpeg::block b{};
+        b[n / 16 % 64] = n & 4 ? -part : part;
+        b[n / 1024] += (n & 8 ? 1 : -1) * (idct_16_bit_magnitude - part);
+        ASSERT_TRUE(idct_is_plain(b)) << n;
+    }
     std::mt19937 random(1);
     for (int n = 0; n < 300 * thousands; ++n) {
-        plain_block b;
+        plain_jpeg::block b{};
         const size_t kind = random() % 3, line = random() % 8;
-        for (size_t i = 0; i < 64; ++i) {
-            const bool in = kind == 0 || (kind == 1 ? i / 8 : i % 8) == line;
-            const int value = idct_16_bit_magnitude / (kind == 0 ? 64 : 8);
-            if (in) b.values[i] = random() & 1 ? value : -value;
-        }
-        ASSERT_TRUE(b.same()) << n;
+        const int value = idct_16_bit_magnitude / (kind == 0 ? 64 : 8);
+        for (size_t i = 0; i < 64; ++i)
+            if (kind == 0 || (kind == 1 ? i / 8 : i % 8) == line)
+                b[i] = random() & 1 ? value : -value;
+        ASSERT_TRUE(idct_is_plain(b)) << n;
     }
-}
-
-TEST(jpeg_idct, equals_the_plain_form_for_millions_of_random_blocks)
-{
-    std::mt19937 random(2);
     for (int n = 0; n < 2000 * thousands; ++n) {
-        plain_block b;
-        const uint32_t count = random() % 64;
-        const uint32_t range = 1u << (1 + random() % 16);
-        for (uint32_t i = 0; i <= count; ++i)
-            b.values[random() % (n & 1 ? 64 : 28)] =
-                static_cast<int16_t>(random() % range) - static_cast<int>(range / 2 & 0x7FFF);
-        ASSERT_TRUE(b.same()) << n;
+        plain_jpeg::block b{};
+        const uint32_t range = 2u << random() % 16;
+        for (uint32_t left = random() % 64 + 1; left > 0; --left)
+            b[random() % (n & 1 ? 64 : 28)] = static_cast<int>(random() % range - range / 2);
+        ASSERT_TRUE(idct_is_plain(b)) << n;
     }
 }
 
-TEST(jpeg_color, equals_the_formulas_for_all_samples)
+TEST(jpeg_fdct, divides_as_the_mode_says)
 {
-    // All pairs of chroma samples; luminance at its ends and in between.
-    for (int y : {-128, -37, 0, 64, 127}) {
-        int8_t luma[256 + jpeg_row_slack], cb[256 + jpeg_row_slack], cr[256 + jpeg_row_slack];
-        std::memset(luma, y, sizeof luma);
-        for (int c = -128; c < 128; ++c) {
-            std::memset(cr, c, sizeof cr);
-            for (int i = 0; i < 256 + jpeg_row_slack; ++i)
-                cb[i] = static_cast<int8_t>(i - 128);
-            uint8_t one[768 + jpeg_row_slack], two[768 + jpeg_row_slack];
-            jpeg_ycc_row(luma, cb, cr, chroma_step::one, one, 256);
-            jpeg_ycc_row(luma, cb, cr, chroma_step::two, two, 256);
-            for (int x = 0; x < 256; ++x) {
-                const int b = x - 128;
-                const int blue = static_cast<int>(std::trunc(b * 1.772));
-                const int green = -static_cast<int>(std::trunc(b * 0.34414)) -
-                                  static_cast<int>(std::trunc(c * 0.71414));
-                const int red = static_cast<int>(std::trunc(c * 1.402));
-                int i = 0;
-                for (int add : {blue, green, red}) {
-                    const int wanted = std::clamp(y + 128 + add, 0, 255);
-                    ASSERT_EQ(one[3 * x + i], wanted) << y << ' ' << b << ' ' << c;
-                    if (x < 128) {
-                        ASSERT_EQ(two[6 * x + i], wanted);
-                        ASSERT_EQ(two[6 * x + 3 + i], wanted);
-                    }
-                    ++i;
-                }
-            }
+    std::mt19937 random(3);
+    for (int n = 0; n < 255 * 8; ++n) {
+        std::array<uint8_t, 64> table, ones;
+        table.fill(static_cast<uint8_t>(n / 8 + 1));
+        ones.fill(1);
+        jpeg_divisors classic, undivided, nearest;
+        classic.set(table, quotient::truncated);
+        undivided.set(ones, quotient::truncated);
+        nearest.set(table, quotient::nearest);
+        int16_t samples[64], whole[64], truncated[64], rounded[64];
+        for (int16_t& s : samples) // noise of all ranges, at last nothing but extremes
+            s = static_cast<int16_t>(n % 8 == 7 ? (random() & 1 ? 127 : -128)
+                                                : static_cast<int>(random() % (2u << n % 8)) -
+                                                      (1 << n % 8));
+        jpeg_dct_and_quantise(samples, 8, undivided, whole);
+        jpeg_dct_and_quantise(samples, 8, classic, truncated);
+        jpeg_dct_and_quantise(samples, 8, nearest, rounded);
+        for (size_t i = 0; i < 64; ++i) {
+            ASSERT_EQ(truncated[i], whole[i] / table[i]);
+            double exact = 0; // A.3.3/T.81
+            for (size_t s = 0; s < 64; ++s)
+                exact += samples[s] * wave(s % 8, i % 8) * wave(s / 8, i / 8);
+            ASSERT_NEAR(rounded[i], exact / table[i], 0.5 + 0.6 / table[i]);
         }
     }
 }
 
-TEST(jpeg_color, rgb_and_back_stay_close_in_both_weights)
+TEST(jpeg_stream, is_found_within_1001_positions)
 {
-    std::mt19937 random(4);
-    uint8_t pixels[48];
-    int16_t y[16], cb[8], cr[8];
-    for (int n = 0; n < 100000; ++n) {
-        for (uint8_t& p : pixels)
-            p = static_cast<uint8_t>(random());
-        jpeg_rgb_to_yuv(pixels, 16, color_weights::jfif, y, cb, cr);
-        for (size_t x = 0; x < 16; ++x) {
-            const double b = pixels[3 * x], g = pixels[3 * x + 1], r = pixels[3 * x + 2];
-            ASSERT_NEAR(y[x] + 128, 0.299 * r + 0.587 * g + 0.114 * b, 0.53);
-            const size_t even = x / 2 * 6;
-            const double pb = (pixels[even] + pixels[even + 3]) / 2.0;
-            const double pg = (pixels[even + 1] + pixels[even + 4]) / 2.0;
-            const double pr = (pixels[even + 2] + pixels[even + 5]) / 2.0;
-            const double wanted_cb = std::min(127.0, -0.168736 * pr - 0.331264 * pg + 0.5 * pb);
-            const double wanted_cr = std::min(127.0, 0.5 * pr - 0.418688 * pg - 0.081312 * pb);
-            ASSERT_NEAR(cb[x / 2], wanted_cb, 0.54);
-            ASSERT_NEAR(cr[x / 2], wanted_cr, 0.54);
-        }
+    const byte_vector file = jpeg_builder::stream(jpeg_builder::picture(16, 16, 1, 1));
+    for (size_t leading : {0, 1, 1000, 1001}) {
+        const byte_vector before(70000 + leading, 0xFF); // farther than buffers reach
+        const byte_vector data = jpeg_builder::joined({before, file});
+        EXPECT_EQ(open_at(data, 70000), leading > 1000 ? -3 : 0) << leading;
     }
-}
-
-TEST(jpeg_fdct, quotients_are_exact_for_every_divisor)
-{
-    // A block of one value has nothing but DC, eight times the value: every quotient of DC
-    // is met by all values; the other 63 places share the code.
-    for (int q = 1; q <= 255; ++q)
-        for (quotient rounding : {quotient::truncated, quotient::nearest}) {
-            std::array<uint8_t, 64> table;
-            table.fill(static_cast<uint8_t>(q));
-            std::array<uint8_t, 64> ones;
-            ones.fill(1);
-            jpeg_divisors divisors, identity;
-            divisors.set(table, rounding);
-            identity.set(ones, rounding);
-            for (int value = -128; value < 128; ++value) {
-                alignas(16) int16_t samples[64], exact[64], divided[64];
-                for (size_t i = 0; i < 64; ++i)
-                    samples[i] = static_cast<int16_t>(i % 3 ? value : -value / 2);
-                jpeg_dct_and_quantise(samples, 8, identity, exact);
-                jpeg_dct_and_quantise(samples, 8, divisors, divided);
-                for (size_t i = 0; i < 64; ++i) {
-                    const int c = std::abs(exact[i]);
-                    const int wanted = (rounding == quotient::nearest ? c + q / 2 : c) / q;
-                    ASSERT_EQ(std::abs(divided[i]), wanted) << c << " / " << q;
-                }
-            }
-        }
+    EXPECT_EQ(open_at({0xFF}, 0), -3);
+    EXPECT_EQ(open_at(file, static_cast<uint32_t>(file.size())), -12);
+    EXPECT_EQ(open_at(file, 0x80000000u), -12);
 }
