@@ -58,9 +58,25 @@ constexpr auto bits_of_value = [] {
     return table;
 }();
 
-bool has_ff(uint64_t v)
+bool has_ff(const uint8_t* from, const uint8_t* end)
 {
-    return (~v - 0x0101010101010101) & v & 0x8080808080808080;
+    for (; from < end; from += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(-1)))) return true;
+    }
+    return false;
+}
+
+// Puts a zero behind each FF, from the end on; the new end.
+uint8_t* stuff(uint8_t* from, uint8_t* end)
+{
+    uint8_t* to = end + std::count(from, end, uint8_t{0xFF});
+    uint8_t* const new_end = to;
+    while (end > from) {
+        if (*--end == 0xFF) *--to = 0;
+        *--to = *end;
+    }
+    return new_end;
 }
 
 } // namespace
@@ -78,50 +94,37 @@ void jpeg_code_table::build(std::span<const uint8_t> counts_and_symbols)
         }
 }
 
-// The first count bytes of a word, most significant first.
-uint8_t* jpeg_bit_writer::store_stuffed(uint8_t* to, uint64_t word, int32_t count)
+[[gnu::always_inline]] inline void jpeg_bit_writer::put(bit_state& s, uint32_t bits, uint32_t count)
 {
-    for (; count > 0; --count, word <<= 8) {
-        const auto byte = static_cast<uint8_t>(word >> 56);
-        *to++ = byte;
-        if (byte == 0xFF) *to++ = 0;
-    }
-    return to;
+    s.bits = s.bits << count | bits;
+    s.count += count;
 }
 
-[[gnu::always_inline]] inline void jpeg_bit_writer::put(bit_state& s, uint32_t bits, int32_t count)
+// Writes all whole bytes, without asking whether there are any.
+[[gnu::always_inline]] inline void jpeg_bit_writer::flush(bit_state& s)
 {
-    s.free -= count;
-    if (s.free >= 0) {
-        s.bits = s.bits << count | bits;
-        return;
-    }
-    const uint64_t word = s.bits << (count + s.free) | bits >> -s.free;
-    if (has_ff(word)) {
-        s.to = store_stuffed(s.to, word, 8);
-    } else {
-        const uint64_t swapped = __builtin_bswap64(word);
-        std::memcpy(s.to, &swapped, 8);
-        s.to += 8;
-    }
-    s.free += 64;
-    s.bits = bits; // those that are written leave at the top before they count again
+    const uint64_t word = __builtin_bswap64(s.bits << ((64 - s.count) & 63));
+    std::memcpy(s.to, &word, 8);
+    s.to += s.count / 8;
+    s.count %= 8;
 }
 
-// jpeg_encode: the code of run and size, then size bits of the value.
+// jpeg_encode: the code of run and size, then size bits of the value; at most 27 bits.
 [[gnu::always_inline]] inline void
 jpeg_bit_writer::put_value(bit_state& s, const jpeg_code_table& table, uint32_t run, int32_t value)
 {
     const value_bits v = bits_of_value[static_cast<size_t>(value + max_value)];
     const uint32_t entry = table.codes[run << 4 | v.size];
-    put(s, entry >> 5 | v.bits, static_cast<int32_t>(entry & 31));
+    put(s, entry >> 5 | v.bits, entry & 31);
 }
 
 void jpeg_bit_writer::end(const bit_state& s)
 {
     bits_ = s.bits;
-    free_ = s.free;
-    sink_.commit(static_cast<size_t>(s.to - start_));
+    count_ = s.count;
+    coded_bytes_ += static_cast<uint64_t>(s.to - start_);
+    uint8_t* const end = has_ff(start_, s.to) ? stuff(start_, s.to) : s.to;
+    sink_.commit(static_cast<size_t>(end - start_));
 }
 
 void jpeg_bit_writer::put_block(const int16_t* coefficients, int32_t& predictor,
@@ -132,28 +135,38 @@ void jpeg_bit_writer::put_block(const int16_t* coefficients, int32_t& predictor,
     predictor = coefficients[0];
 
     uint64_t positions = nonzero_positions(coefficients) & ~uint64_t{1};
-    uint32_t last = 0;
-    while (positions != 0) {
+    uint32_t next = 1; // position behind the last value
+    const auto put_next = [&] {
         const auto k = static_cast<uint32_t>(std::countr_zero(positions));
         positions &= positions - 1;
-        uint32_t run = k - last - 1;
-        for (; run > 15; run -= 16)
+        uint32_t run = k - next;
+        next = k + 1;
+        for (; run > 15; run -= 16) {
+            flush(s);
             put_value(s, ac, 15, 0);
+        }
         put_value(s, ac, run, coefficients[jpeg_zigzag[k]]);
-        last = k;
+    };
+    while (positions != 0) {
+        flush(s);
+        put_next();
+        if (positions != 0) put_next();
     }
-    if (last < 63) put_value(s, ac, 0, 0);
+    flush(s);
+    if (next < 64) put_value(s, ac, 0, 0);
+    flush(s);
     end(s);
 }
 
 void jpeg_bit_writer::finish(bit_padding padding)
 {
     bit_state s = begin();
-    const bool ones = padding == bit_padding::byte_of_ones;
-    const int32_t unit = ones ? 8 : 16;
-    const int32_t fill = s.free % unit; // as many as are missing in the last unit
-    put(s, ones ? (1u << fill) - 1 : 0, fill);
-    if (s.free < 64) s.to = store_stuffed(s.to, s.bits << s.free, (64 - s.free) / 8);
-    s.free = 64;
+    if (padding == bit_padding::byte_of_ones) {
+        const uint32_t missing = -s.count & 7;
+        put(s, (1u << missing) - 1, missing);
+    } else {
+        put(s, 0, -(s.count + 8 * (coded_bytes_ & 1)) & 15);
+    }
+    flush(s);
     end(s);
 }

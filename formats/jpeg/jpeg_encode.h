@@ -31,24 +31,26 @@ public:
     void finish(bit_padding padding);
 
 private:
-    // A block takes at most 64 codes of 27 bits, each byte perhaps stuffed.
+    // A block takes at most 64 codes of 27 bits, each byte perhaps stuffed, and a store of eight
+    // bytes goes past its end.
     static constexpr size_t block_bytes = 512;
 
-    // What is pending, and where the next bytes go.
+    // What is pending, and where the next bytes go. The bytes of a block are stuffed at its end.
     struct bit_state {
-        uint64_t bits; // the pending ones are the last
-        int32_t free;  // 64 less the number of pending bits
+        uint64_t bits;  // the pending ones are the last
+        uint32_t count; // of them, below 8 after flush
         uint8_t* to;
     };
 
-    static void put(bit_state& s, uint32_t bits, int32_t count);
+    static void put(bit_state& s, uint32_t bits, uint32_t count);
+    static void flush(bit_state& s);
     static void put_value(bit_state& s, const jpeg_code_table& table, uint32_t run, int32_t value);
-    static uint8_t* store_stuffed(uint8_t* to, uint64_t word, int32_t count);
-    bit_state begin() { return {bits_, free_, start_ = sink_.reserve(block_bytes)}; }
+    bit_state begin() { return {bits_, count_, start_ = sink_.reserve(block_bytes)}; }
     void end(const bit_state& s);
 
     byte_sink& sink_;
     uint8_t* start_ = nullptr;
     uint64_t bits_ = 0;
-    int32_t free_ = 64;
+    uint32_t count_ = 0;
+    uint64_t coded_bytes_ = 0; // without stuffing
 };
