@@ -2,43 +2,20 @@
 
 #include "formats/jpeg/jpeg_huffman.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
 
-uint32_t entry(int32_t length, uint32_t symbol)
+uint16_t entry(int32_t code_length, uint32_t symbol)
 {
-    return static_cast<uint32_t>(length) | symbol << 8;
-}
-
-uint32_t complete_entry(int32_t length, uint32_t run, int32_t value)
-{
-    return static_cast<uint32_t>(length) | jpeg_decode_table::complete | run << 8 |
-           static_cast<uint32_t>(value) << 16;
-}
-
-// The entries of one code: every continuation of it, with the value where it fits.
-void fill_code(jpeg_decode_table& table, uint32_t code, int32_t length, uint32_t symbol,
-               coefficient_kind kind)
-{
-    const int32_t free_bits = jpeg_decode_table::lookup_bits - length;
-    const auto size = static_cast<int32_t>(symbol & 15);
-    uint32_t* const to = table.lookup + (code << free_bits);
-    const bool no_bits = size == 0 && kind == coefficient_kind::dc;
-    for (uint32_t i = 0; i < 1u << free_bits; ++i) {
-        if (no_bits)
-            to[i] = complete_entry(length, 0, 0);
-        else if (size > 0 && size <= free_bits)
-            to[i] = complete_entry(length + size, symbol >> 4,
-                                   jpeg_extend(i >> (free_bits - size), size));
-        else
-            to[i] = entry(length, symbol);
-    }
+    return static_cast<uint16_t>(static_cast<uint32_t>(code_length) + (symbol & 15) +
+                                 (symbol << 8));
 }
 
 } // namespace
 
-void jpeg_decode_table::build(const jpeg_huffman_spec& from, coefficient_kind kind)
+void jpeg_decode_table::build(const jpeg_huffman_spec& from)
 {
     spec = &from;
     std::memset(lookup, 0, sizeof lookup);
@@ -48,7 +25,8 @@ void jpeg_decode_table::build(const jpeg_huffman_spec& from, coefficient_kind ki
         symbol_offset[length] = index - static_cast<int32_t>(code);
         for (int32_t i = 0; i < from.counts[length - 1] && code >> length == 0; ++i) {
             if (length <= lookup_bits && index < from.total)
-                fill_code(*this, code, length, from.symbols[index], kind);
+                std::fill_n(lookup + (code << (lookup_bits - length)), 1 << (lookup_bits - length),
+                            entry(length, from.symbols[index]));
             ++index;
             ++code;
         }

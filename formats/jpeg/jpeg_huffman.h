@@ -1,5 +1,5 @@
 // jpeg_huffman.h - Huffman tables (annex C and F.2.2.3/T.81) as look-up tables: eleven bits
-// of the stream give run, size and, where the value's bits are among them, the value.
+// of the stream give the symbol and how many bits it takes with its value.
 #pragma once
 
 #include <cstdint>
@@ -13,34 +13,23 @@ struct jpeg_huffman_spec {
     uint8_t symbols[max_symbols];
 };
 
-enum class coefficient_kind { dc, ac };
-
 struct jpeg_decode_table {
     static constexpr int32_t lookup_bits = 11;
 
-    // An entry: bits 0 to 5 the stream bits it stands for, 0 when the code is longer than
-    // lookup_bits or there is none; bit 6 set when the value is complete; bits 8 to 15 the
-    // symbol, or the run alone when the value is complete; bits 16 to 31 the value.
-    static constexpr uint32_t length_mask = 0x3F;
-    static constexpr uint32_t complete = 0x40;
+    // An entry: bits 0 to 4 the bits of code and value together, bits 8 to 15 the symbol; 0
+    // when the code is longer than lookup_bits or there is none.
+    static constexpr uint32_t length_mask = 0x1F;
 
-    uint32_t lookup[1 << lookup_bits];
+    uint16_t lookup[1 << lookup_bits];
     uint32_t end_code[17];     // per length, first code behind its codes, in 16 bits from the top
     int32_t symbol_offset[17]; // index of a code's symbol less the code
 
     const jpeg_huffman_spec* spec;
 
     /// What it is built from must live on. Codes beyond what their length can hold are unreachable.
-    void build(const jpeg_huffman_spec& from, coefficient_kind kind);
+    void build(const jpeg_huffman_spec& from);
 
-    /// The entry of a code that the look-up does not know, its value never complete; 0 when
-    /// the bits are no code of the table.
+    /// The entry of a code that the look-up does not know; 0 when the bits are no code of the
+    /// table.
     uint32_t find(uint32_t next_16_bits) const;
 };
-
-/// The number that size bits stand for (F.2.2.1/T.81, EXTEND).
-inline int32_t jpeg_extend(uint32_t bits, int32_t size)
-{
-    const auto v = static_cast<int32_t>(bits);
-    return v < 1 << (size - 1) ? v + 1 - (1 << size) : v;
-}

@@ -43,8 +43,8 @@ int32_t jpg_set_component_params(const jpeg_headers& headers, int32_t component,
     // B.2.4.1/T.81: no divisor is 0, so a 0 means that the table never came.
     if (plan.rules == jpeg_rules::interchange && tables.quantisation[numbers.quantisation][0] == 0)
         return err_format;
-    tables.dc_lookup[numbers.dc].build(tables.dc[numbers.dc], coefficient_kind::dc);
-    tables.ac_lookup[numbers.ac].build(tables.ac[numbers.ac], coefficient_kind::ac);
+    tables.dc_lookup[numbers.dc].build(tables.dc[numbers.dc]);
+    tables.ac_lookup[numbers.ac].build(tables.ac[numbers.ac]);
     plan.components[component].coding = {tables.quantisation[numbers.quantisation],
                                          &tables.dc_lookup[numbers.dc],
                                          &tables.ac_lookup[numbers.ac], 0};

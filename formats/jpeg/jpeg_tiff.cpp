@@ -125,8 +125,8 @@ int32_t plan_page(const jtif_page& page, jpeg_rules rules, jtif_state& state)
         jpeg_scan_component& component = plan.components[i];
         component.h = component.placed_h = i == 0 ? plan.h_max : 1;
         component.v = component.placed_v = i == 0 ? plan.v_max : 1;
-        state.tables.dc_lookup[i].build(state.tables.dc[i], coefficient_kind::dc);
-        state.tables.ac_lookup[i].build(state.tables.ac[i], coefficient_kind::ac);
+        state.tables.dc_lookup[i].build(state.tables.dc[i]);
+        state.tables.ac_lookup[i].build(state.tables.ac[i]);
         component.coding = {state.tables.quantisation[i], &state.tables.dc_lookup[i],
                             &state.tables.ac_lookup[i], 0};
     }
