@@ -76,80 +76,64 @@ struct file_dialog {
     }
 };
 
-// The values of a dialog while it runs.
-struct tone_fields {
-    tone_choice tone;
-    print_settings print;
+struct number_field {
+    int item;
+    int32_t least, most;
+    int32_t* value;
 };
 
-int32_t number_in(HWND dialog, int item, int32_t least, int32_t most)
-{
-    return std::clamp(static_cast<int32_t>(GetDlgItemInt(dialog, item, nullptr, TRUE)), least,
-                      most);
-}
+// A dialog of numbers, one with the choice of dots.
+struct number_dialog {
+    std::vector<number_field> fields;
+    int32_t* dither = nullptr;
 
-void set_number(HWND dialog, int item, int32_t value)
-{
-    SetDlgItemInt(dialog, item, static_cast<UINT>(value), TRUE);
-}
+    bool run(HWND owner, int id)
+    {
+        return DialogBoxParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(id), owner, procedure,
+                               reinterpret_cast<LPARAM>(this)) == IDOK;
+    }
 
-INT_PTR CALLBACK tone_dialog(HWND dialog, UINT message, WPARAM w, LPARAM l)
-{
-    if (message == WM_INITDIALOG) {
-        SetWindowLongPtrA(dialog, GWLP_USERDATA, l);
-        set_number(dialog, IDC_CONTRAST, 0);
-        set_number(dialog, IDC_BRIGHTNESS, 0);
+private:
+    static INT_PTR CALLBACK procedure(HWND dialog, UINT message, WPARAM w, LPARAM l)
+    {
+        if (message == WM_INITDIALOG) {
+            SetWindowLongPtrA(dialog, GWLP_USERDATA, l);
+            reinterpret_cast<const number_dialog*>(l)->show(dialog);
+            return TRUE;
+        }
+        const int button = LOWORD(w);
+        if (message != WM_COMMAND || (button != IDOK && button != IDCANCEL)) return FALSE;
+        const LONG_PTR self = GetWindowLongPtrA(dialog, GWLP_USERDATA);
+        if (button == IDOK) reinterpret_cast<const number_dialog*>(self)->take(dialog);
+        EndDialog(dialog, button);
         return TRUE;
     }
-    if (message != WM_COMMAND || (LOWORD(w) != IDOK && LOWORD(w) != IDCANCEL)) return FALSE;
-    auto* fields = reinterpret_cast<tone_fields*>(GetWindowLongPtrA(dialog, GWLP_USERDATA));
-    fields->tone.contrast = number_in(dialog, IDC_CONTRAST, -128, 127);
-    fields->tone.brightness = number_in(dialog, IDC_BRIGHTNESS, -128, 127);
-    EndDialog(dialog, LOWORD(w));
-    return TRUE;
-}
-
-void init_print_tone(HWND dialog, const print_settings& present)
-{
-    set_number(dialog, IDC_GAMMA, present.gamma ? present.gamma : 100);
-    set_number(dialog, IDC_BRIGHTNESS, present.brightness);
-    set_number(dialog, IDC_DOT_GAIN, present.dot_gain);
-    for (const char* name : {"Halftone", "Ordered", "Diffusion"})
-        SendDlgItemMessageA(dialog, IDC_DITHER, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(name));
-    SendDlgItemMessageA(dialog, IDC_DITHER, CB_SETCURSEL, static_cast<WPARAM>(present.dither), 0);
-}
-
-INT_PTR CALLBACK print_tone_dialog(HWND dialog, UINT message, WPARAM w, LPARAM l)
-{
-    if (message == WM_INITDIALOG) {
-        SetWindowLongPtrA(dialog, GWLP_USERDATA, l);
-        init_print_tone(dialog, reinterpret_cast<tone_fields*>(l)->print);
-        return TRUE;
+    void show(HWND dialog) const
+    {
+        for (const number_field& f : fields)
+            SetDlgItemInt(dialog, f.item, static_cast<UINT>(*f.value), TRUE);
+        if (!dither) return;
+        for (const char* name : {"Halftone", "Ordered", "Diffusion"})
+            SendDlgItemMessageA(dialog, IDC_DITHER, CB_ADDSTRING, 0,
+                                reinterpret_cast<LPARAM>(name));
+        SendDlgItemMessageA(dialog, IDC_DITHER, CB_SETCURSEL, static_cast<WPARAM>(*dither), 0);
     }
-    if (message != WM_COMMAND || (LOWORD(w) != IDOK && LOWORD(w) != IDCANCEL)) return FALSE;
-    auto* fields = reinterpret_cast<tone_fields*>(GetWindowLongPtrA(dialog, GWLP_USERDATA));
-    print_settings& print = fields->print;
-    print.gamma = number_in(dialog, IDC_GAMMA, 10, 1000);
-    // 100 leaves the picture as it is, and so does none; none saves the work.
-    if (print.gamma == 100) print.gamma = 0;
-    print.brightness = number_in(dialog, IDC_BRIGHTNESS, -128, 127);
-    print.dot_gain = number_in(dialog, IDC_DOT_GAIN, 0, 100);
-    const LRESULT dither = SendDlgItemMessageA(dialog, IDC_DITHER, CB_GETCURSEL, 0, 0);
-    print.dither = std::max(0, static_cast<int32_t>(dither));
-    EndDialog(dialog, LOWORD(w));
-    return TRUE;
-}
+    void take(HWND dialog) const
+    {
+        for (const number_field& f : fields) {
+            const UINT number = GetDlgItemInt(dialog, f.item, nullptr, TRUE);
+            *f.value = std::clamp(static_cast<int32_t>(number), f.least, f.most);
+        }
+        if (!dither) return;
+        const LRESULT chosen = SendDlgItemMessageA(dialog, IDC_DITHER, CB_GETCURSEL, 0, 0);
+        *dither = std::max(0, static_cast<int32_t>(chosen));
+    }
+};
 
 bool confirms(HWND owner, const std::string& question)
 {
     return MessageBoxA(owner, question.c_str(), program_name, MB_OKCANCEL | MB_ICONQUESTION) ==
            IDOK;
-}
-
-bool run_dialog(HWND owner, int id, DLGPROC procedure, tone_fields& fields)
-{
-    return DialogBoxParamA(GetModuleHandleA(nullptr), MAKEINTRESOURCEA(id), owner, procedure,
-                           reinterpret_cast<LPARAM>(&fields)) == IDOK;
 }
 
 } // namespace
@@ -195,17 +179,25 @@ std::optional<std::string> ask_name(HWND owner, const char* title, const char* e
 
 std::optional<tone_choice> ask_tone(HWND owner)
 {
-    tone_fields fields;
-    if (!run_dialog(owner, IDD_TONE, tone_dialog, fields)) return std::nullopt;
-    return fields.tone;
+    tone_choice tone;
+    number_dialog dialog{
+        {{IDC_CONTRAST, -128, 127, &tone.contrast}, {IDC_BRIGHTNESS, -128, 127, &tone.brightness}}};
+    if (!dialog.run(owner, IDD_TONE)) return std::nullopt;
+    return tone;
 }
 
 std::optional<print_settings> ask_print_settings(HWND owner, const print_settings& present)
 {
-    tone_fields fields;
-    fields.print = present;
-    if (!run_dialog(owner, IDD_PRINT_TONE, print_tone_dialog, fields)) return std::nullopt;
-    return fields.print;
+    // 100 leaves the picture as it is, and so does none; none saves the work.
+    print_settings settings = present;
+    if (settings.gamma == 0) settings.gamma = 100;
+    number_dialog dialog{{{IDC_GAMMA, 10, 1000, &settings.gamma},
+                          {IDC_BRIGHTNESS, -128, 127, &settings.brightness},
+                          {IDC_DOT_GAIN, 0, 100, &settings.dot_gain}},
+                         &settings.dither};
+    if (!dialog.run(owner, IDD_PRINT_TONE)) return std::nullopt;
+    if (settings.gamma == 100) settings.gamma = 0;
+    return settings;
 }
 
 bool may_replace(HWND owner, const std::string& path)

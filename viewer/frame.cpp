@@ -52,7 +52,7 @@ bool viewer_frame::create(int show)
     accelerators_ = LoadAcceleratorsA(window_class.hInstance, MAKEINTRESOURCEA(IDR_ACCELERATORS));
     CreateWindowExA(WS_EX_ACCEPTFILES, class_name, program_name,
                     WS_OVERLAPPEDWINDOW | WS_CLIPCHILDREN, CW_USEDEFAULT, CW_USEDEFAULT, 900, 700,
-                    nullptr, nullptr, window_class.hInstance, this);
+                    nullptr, nullptr, window_class.hInstance, static_cast<message_window*>(this));
     if (!window_) return false;
     ShowWindow(window_, show);
     UpdateWindow(window_);
@@ -62,18 +62,6 @@ bool viewer_frame::create(int show)
 bool viewer_frame::translate(MSG& message) const
 {
     return TranslateAcceleratorA(window_, accelerators_, &message) != 0;
-}
-
-LRESULT CALLBACK viewer_frame::procedure(HWND window, UINT message, WPARAM w, LPARAM l)
-{
-    if (message == WM_NCCREATE) {
-        auto* self =
-            static_cast<viewer_frame*>(reinterpret_cast<CREATESTRUCTA*>(l)->lpCreateParams);
-        self->window_ = window;
-        SetWindowLongPtrA(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
-    }
-    auto* self = reinterpret_cast<viewer_frame*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-    return self ? self->handle(message, w, l) : DefWindowProcA(window, message, w, l);
 }
 
 LRESULT viewer_frame::handle(UINT message, WPARAM w, LPARAM l)

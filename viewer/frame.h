@@ -8,21 +8,15 @@
 #include <shellapi.h>
 #include <string>
 
-class viewer_frame {
+class viewer_frame : public message_window {
 public:
-    viewer_frame() = default;
-    viewer_frame(const viewer_frame&) = delete;
-    viewer_frame& operator=(const viewer_frame&) = delete;
-
     bool create(int show);
-    HWND get() const { return window_; }
     void open_file(const std::string& path, int32_t page = 0);
     /// True when an accelerator took the message.
     bool translate(MSG& message) const;
 
 private:
-    static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM w, LPARAM l);
-    LRESULT handle(UINT message, WPARAM w, LPARAM l);
+    LRESULT handle(UINT message, WPARAM w, LPARAM l) override;
     void on_create();
     void layout() const;
     void command(int id);
@@ -50,7 +44,6 @@ private:
     void show_status(const std::string& text) const;
     void show_zoom() const;
 
-    HWND window_ = nullptr;
     HWND status_ = nullptr;
     HACCEL accelerators_ = nullptr;
     document picture_;

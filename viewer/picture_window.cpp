@@ -62,20 +62,9 @@ picture_window::picture_window(HWND parent, document& picture) : picture_(pictur
     window_class.hCursor = LoadCursor(nullptr, IDC_CROSS);
     window_class.lpszClassName = class_name;
     RegisterClassA(&window_class);
-    window_ = CreateWindowExA(WS_EX_CLIENTEDGE, class_name, "", WS_CHILD | WS_VISIBLE, 0, 0, 0, 0,
-                              parent, nullptr, window_class.hInstance, this);
-}
-
-LRESULT CALLBACK picture_window::procedure(HWND window, UINT message, WPARAM w, LPARAM l)
-{
-    if (message == WM_NCCREATE) {
-        auto* self =
-            static_cast<picture_window*>(reinterpret_cast<CREATESTRUCTA*>(l)->lpCreateParams);
-        self->window_ = window;
-        SetWindowLongPtrA(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(self));
-    }
-    auto* self = reinterpret_cast<picture_window*>(GetWindowLongPtrA(window, GWLP_USERDATA));
-    return self ? self->handle(message, w, l) : DefWindowProcA(window, message, w, l);
+    window_ =
+        CreateWindowExA(WS_EX_CLIENTEDGE, class_name, "", WS_CHILD | WS_VISIBLE, 0, 0, 0, 0, parent,
+                        nullptr, window_class.hInstance, static_cast<message_window*>(this));
 }
 
 LRESULT picture_window::handle(UINT message, WPARAM w, LPARAM l)

@@ -3,16 +3,14 @@
 #pragma once
 
 #include "viewer/document.h"
+#include "viewer/message_window.h"
 
 #include <functional>
 
-class picture_window {
+class picture_window : public message_window {
 public:
     picture_window(HWND parent, document& picture);
-    picture_window(const picture_window&) = delete;
-    picture_window& operator=(const picture_window&) = delete;
 
-    HWND get() const { return window_; }
     /// Called when the zoom has changed.
     std::function<void()> on_zoom;
 
@@ -28,8 +26,7 @@ public:
     void picture_changed();
 
 private:
-    static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM w, LPARAM l);
-    LRESULT handle(UINT message, WPARAM w, LPARAM l);
+    LRESULT handle(UINT message, WPARAM w, LPARAM l) override;
     void paint();
     void paint_margins(HDC dc, const RECT& target) const;
     void scroll(UINT message, WPARAM w);
@@ -45,7 +42,6 @@ private:
     RECT target() const;
     void image_point(POINT place, double& x, double& y) const;
 
-    HWND window_ = nullptr;
     document& picture_;
     double scale_ = 1;
     bool fit_ = true;

@@ -106,6 +106,9 @@ TEST(viewer, shows_pages_and_changes_them)
     EXPECT_TRUE(viewer.title_becomes("page 2 of 2 - 120 x 80, 8 bits"));
     viewer.command(IDM_ROTATE_RIGHT);
     EXPECT_TRUE(viewer.title_becomes(name + "* - page 2 of 2 - 80 x 120, 8 bits"));
+    viewer.post(IDM_TONE);
+    viewer.fill(IDC_BRIGHTNESS, "127");
+    EXPECT_TRUE(viewer.answer(IDOK));
     viewer.command(IDM_MONO_HALFTONE);
     EXPECT_TRUE(viewer.title_becomes("80 x 120, 1 bit"));
 
@@ -208,7 +211,7 @@ TEST(viewer, copies_pastes_and_saves)
 
 TEST(viewer, prints_to_files)
 {
-    const temp_file source(".tif"), metafile(".emf"), postscript(".prn");
+    const temp_file source(".tif"), metafile(".emf"), white(".emf"), postscript(".prn");
     for (int page = 0; page < 2; ++page)
         save_plain(source, 60, 40, 24, 0);
     const char* printer = postscript_printer();
@@ -223,6 +226,22 @@ TEST(viewer, prints_to_files)
     EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
     EXPECT_EQ(paper.at(100, 50), 0x3366CCU);
     DeleteEnhMetaFile(recorded);
+
+    // The dialog holds numbers to what is sensible: the brightest is white.
+    viewer.post(IDM_PRINT_TONE);
+    viewer.fill(IDC_BRIGHTNESS, "300");
+    ASSERT_TRUE(viewer.answer(IDOK));
+
+    viewer.post(IDM_PRINT_METAFILE);
+    ASSERT_TRUE(viewer.answer_file(white.name()));
+    ASSERT_TRUE(viewer.status_becomes(white.name()));
+    recorded = GetEnhMetaFileA(white.name());
+    EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
+    EXPECT_EQ(paper.at(100, 50), 0xFFFFFFU);
+    DeleteEnhMetaFile(recorded);
+    viewer.post(IDM_PRINT_TONE);
+    viewer.fill(IDC_BRIGHTNESS, "0");
+    ASSERT_TRUE(viewer.answer(IDOK));
 
     if (!printer) GTEST_SKIP() << "the system has no PostScript driver";
     constexpr int print_to_file = 0x410; // chx1 of the print dialog
