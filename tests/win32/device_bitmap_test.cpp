@@ -90,6 +90,8 @@ protected:
     temp_file file{".bmp"};
 };
 
+using palette_display = clipboard_test;
+
 // One of everything that takes GDI objects.
 void operate(const test_picture& picture, const canvas& paper, HWND window)
 {
@@ -290,4 +292,41 @@ TEST(gdi_handles, having_none_left_is_told_and_leaves_nothing_behind)
     }
     EXPECT_EQ(taken_gdi_handles().count(), before);
     DeleteObject(bitmap);
+}
+
+// On displays whose colours are in a palette; run it under an X server of 8 bits.
+TEST_F(palette_display, shows_and_saves_what_the_device_makes_of_each_colour)
+{
+    HDC dc = GetDC(window.get());
+    const bool has_palette = GetDeviceCaps(dc, RASTERCAPS) & RC_PALETTE;
+    if (!has_palette) ReleaseDC(window.get(), dc);
+    if (!has_palette) GTEST_SKIP() << "the display has no palette";
+    // 16 colours of their own, which the system's palette does not have.
+    const test_picture picture(100, 80, 4);
+    ASSERT_EQ(IMG_bitmap_palette(picture.handle, dc), 0);
+    ASSERT_EQ(IMG_display_bitmap(picture.handle, dc, 0, 0, 100, 80), 0);
+    for (int32_t y = 0; y < 80; ++y)
+        for (int32_t x = 0; x < 100; ++x) {
+            const color meant = picture.at(x, y);
+            // How near the display comes is its own affair.
+            ASSERT_EQ(GetPixel(dc, x, y),
+                      GetNearestColor(dc, RGB(meant >> 16, meant >> 8 & 255, meant & 255)))
+                << x << "," << y;
+        }
+    const made_bitmap made(picture.handle, 40, 30);
+    auto* palette = static_cast<HPALETTE>(GetCurrentObject(dc, OBJ_PAL));
+    EXPECT_EQ(copy_image(image_guard(IMG_create_handle_ddb(made.get(), palette))).bits, 8);
+
+    // INTENDED: a device bitmap is saved with the system's colours.
+    put(CF_BITMAP, reinterpret_cast<HANDLE>(IMG_dib_to_ddb(picture.handle, 40, 30)));
+    const replaced_call formats("user32.dll", "IsClipboardFormatAvailable",
+                                reinterpret_cast<void*>(only_bitmaps));
+    ASSERT_EQ(save(), 1);
+    const byte_vector bytes = file.bytes();
+    PALETTEENTRY entries[256];
+    ASSERT_EQ(GetSystemPaletteEntries(dc, 0, 256, entries), 256U);
+    for (size_t i = 0; i < 256; ++i)
+        ASSERT_EQ(color_of(RGB(bytes[56 + 4 * i], bytes[55 + 4 * i], bytes[54 + 4 * i])),
+                  color_of(RGB(entries[i].peRed, entries[i].peGreen, entries[i].peBlue)));
+    ReleaseDC(window.get(), dc);
 }

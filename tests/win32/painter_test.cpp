@@ -187,29 +187,3 @@ TEST(palette, holds_the_colours_of_the_image)
     }
     EXPECT_EQ(IMG_bitmap_palette(-3, nullptr), -13);
 }
-
-// On displays whose colours are in a palette; run it under an X server of 8 bits.
-TEST(palette_display, shows_what_the_device_makes_of_each_colour)
-{
-    const test_window window(64, 48);
-    HDC dc = GetDC(window.get());
-    const bool has_palette = GetDeviceCaps(dc, RASTERCAPS) & RC_PALETTE;
-    if (!has_palette) ReleaseDC(window.get(), dc);
-    if (!has_palette) GTEST_SKIP() << "the display has no palette";
-    // 16 colours of their own, which the system's palette does not have.
-    const test_picture picture(64, 48, 4);
-    ASSERT_EQ(IMG_bitmap_palette(picture.handle, dc), 0);
-    ASSERT_EQ(IMG_display_bitmap(picture.handle, dc, 0, 0, 64, 48), 0);
-    for (int32_t y = 0; y < 48; ++y)
-        for (int32_t x = 0; x < 64; ++x) {
-            const color meant = picture.at(x, y);
-            // How near the display comes is its own affair.
-            ASSERT_EQ(GetPixel(dc, x, y),
-                      GetNearestColor(dc, RGB(meant >> 16, meant >> 8 & 255, meant & 255)))
-                << x << "," << y;
-        }
-    ReleaseDC(window.get(), dc);
-    const made_bitmap bitmap(picture.handle, 40, 30);
-    const image_guard back(IMG_create_handle_ddb(bitmap.get(), nullptr));
-    EXPECT_EQ(copy_image(back).bits, 8);
-}

@@ -50,7 +50,7 @@ protected:
         state->fail_code = code;
     }
 
-    const mock_script state;
+    mock_state* const state = mock_script();
 
 private:
     const installed_file file_{program_file("twain32_mock.dll"), windows_file("TWAIN32.DLL")};
@@ -162,7 +162,8 @@ TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
     }
     // The program's own loop must learn that it is to end.
     MSG message;
-    EXPECT_TRUE(PeekMessageA(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    ASSERT_TRUE(PeekMessageA(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    EXPECT_EQ(message.wParam, 3U);
 }
 
 TEST_F(scripted_scan, one_page_drops_the_others_that_are_pending)
@@ -301,7 +302,7 @@ TEST(system_scan, pages_through_the_systems_source_manager)
     {
         const installed_file manager(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL"));
         const installed_file source(program_file("twain32_mock.dll"), scanner);
-        const mock_script state;
+        mock_state* const state = mock_script();
         *state = mock_state();
         expect_page(image_guard(IMG_scan_acquire(GetDesktopWindow(), 0)), 0);
         *state = mock_state();

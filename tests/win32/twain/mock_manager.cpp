@@ -10,7 +10,7 @@ using namespace twain;
 
 namespace {
 
-const mock_script state;
+mock_state* const state = mock_script();
 
 // The packed DIB of a page with two colours, 1 or 8 bits a pixel.
 HGLOBAL make_page(int page, WORD bits)
@@ -36,11 +36,14 @@ uint16_t answer_event(event* e)
 {
     const mock_event scripted =
         state->next_event < 4 ? state->events[state->next_event++] : mock_event::close_request;
+    if (scripted == mock_event::quit) {
+        PostQuitMessage(3);
+        return 4;
+    }
     // The next event comes when this one is dealt with.
     PostThreadMessageA(GetCurrentThreadId(), WM_APP, 0, 0);
     if (scripted == mock_event::not_for_source) return return_not_source_event;
     if (scripted == mock_event::source_gone) return return_failure;
-    if (scripted == mock_event::quit) PostQuitMessage(3);
     e->source_message = scripted == mock_event::close_request    ? message_close_request
                         : scripted == mock_event::transfer_ready ? message_transfer_ready
                                                                  : 0;

@@ -44,30 +44,14 @@ struct mock_state {
     int open = 0; // of manager, source, and the source enabled
 };
 
-/// The shared script as long as it lives.
-class mock_script {
-public:
-    mock_script()
-        : mapping_(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
-                                      sizeof(mock_state), "trevolan_scan_script")),
-          state_(static_cast<mock_state*>(
-              MapViewOfFile(mapping_, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(mock_state))))
-    {
-    }
-    ~mock_script()
-    {
-        UnmapViewOfFile(state_);
-        CloseHandle(mapping_);
-    }
-    mock_script(const mock_script&) = delete;
-    mock_script& operator=(const mock_script&) = delete;
-    mock_state* operator->() const { return state_; }
-    mock_state& operator*() const { return *state_; }
-
-private:
-    HANDLE mapping_;
-    mock_state* state_;
-};
+/// The shared script; it stays mapped.
+inline mock_state* mock_script()
+{
+    static HANDLE mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0,
+                                               sizeof(mock_state), "trevolan_scan_script");
+    static void* view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(mock_state));
+    return static_cast<mock_state*>(view);
+}
 
 inline constexpr int mock_width = 75, mock_height = 40;
 
