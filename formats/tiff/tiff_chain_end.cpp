@@ -34,10 +34,10 @@ class extent {
 public:
     explicit extent(const tiff_source& source) : source_(source) {}
 
-    void cover(uint64_t end) { end_ = std::max(end_, end); }
     uint64_t end() const { return end_; }
 
-    void cover_directory(const tiff_chain& chain, uint32_t offset)
+    // False where the pages claim more strips than a block of this size can name.
+    bool cover_directory(const tiff_chain& chain, uint32_t offset)
     {
         cover(uint64_t{offset} + 2 + 12 * uint64_t{chain.entries()} + 4);
         tiff_entry offsets, counts;
@@ -48,21 +48,27 @@ public:
             if (e.tag == tag_strip_offsets) offsets = e;
             if (e.tag == tag_strip_byte_counts) counts = e;
         }
-        if (is_number_array(offsets) && is_number_array(counts)) cover_strips(offsets, counts);
+        return !is_number_array(offsets) || !is_number_array(counts) ||
+               cover_strips(offsets, counts);
     }
 
 private:
-    void cover_strips(const tiff_entry& offsets, const tiff_entry& counts)
+    void cover(uint64_t end) { end_ = std::max(end_, end); }
+
+    bool cover_strips(const tiff_entry& offsets, const tiff_entry& counts)
     {
-        // More strips than that do not fit into the block that holds their offsets.
-        const uint32_t strips =
-            std::min({offsets.count, counts.count, img_extent(source_.file) / 2});
+        // Strips of all pages together: arrays that pages share could be walked without end.
+        const uint32_t strips = std::min(offsets.count, counts.count);
+        strips_ += strips;
+        if (strips_ > img_extent(source_.file)) return false;
         for (uint32_t i = 0; i < strips; ++i)
             cover(uint64_t{element(source_, offsets, i)} + element(source_, counts, i));
+        return true;
     }
 
     tiff_source source_;
     uint64_t end_ = 0;
+    uint64_t strips_ = 0;
 };
 
 } // namespace
@@ -77,7 +83,7 @@ int32_t tiff_chain_end(const tiff_source& source, uint32_t first_ifd, uint32_t& 
     extent covered(source);
     for (uint32_t ifd = first_ifd; ifd != 0; ifd = chain.next_offset()) {
         if (chain.load(ifd) <= 0) return err_format;
-        covered.cover_directory(chain, ifd);
+        if (!covered.cover_directory(chain, ifd)) return err_format;
     }
     if (covered.end() > INT32_MAX) return err_format;
     end = static_cast<uint32_t>(covered.end());

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int32_t header_bytes = 8;
 constexpr uint32_t entry_bytes = 12;
-constexpr uint32_t smallest_ifd_bytes = 6; // a count of 0 and the next offset
+constexpr uint32_t ifd_bytes_without_entries = 6; // the count and the next offset
 
 enum tiff_tag : uint16_t {
     tag_image_width = 256,
@@ -265,10 +265,11 @@ int32_t tiff_source::read_at(uint64_t offset, void* destination, int32_t count) 
 
 int32_t tiff_chain::step(uint32_t offset)
 {
-    if (steps_ == 0) steps_allowed_ = img_extent(source_.file) / smallest_ifd_bytes;
+    if (steps_ == 0) bytes_allowed_ = img_extent(source_.file);
     // Brent's way to find a circle: the offset at steps 1, 2, 4, 8, … is remembered, and the
-    // chain that comes back to it turns in a circle.
-    if (steps_ != 0 && (offset == mark_ || steps_ > steps_allowed_)) return err_format;
+    // chain that comes back to it turns in a circle. Directories that together are larger than
+    // the source lie over one another: a walk through them could take the square of its size.
+    if (steps_ != 0 && (offset == mark_ || bytes_ > bytes_allowed_)) return err_format;
     if (++steps_ == mark_step_) {
         mark_ = offset;
         mark_step_ *= 2;
@@ -276,6 +277,7 @@ int32_t tiff_chain::step(uint32_t offset)
     uint8_t count[2];
     if (source_.read_at(offset, count, 2) != 2) return 0;
     count_ = source_.u16(count);
+    bytes_ += ifd_bytes_without_entries + uint64_t{count_} * entry_bytes;
     return 1;
 }
 

@@ -61,13 +61,15 @@ struct tiff_page {
 /// A first directory with more entries is none.
 inline constexpr uint32_t tiff_most_first_entries = 550;
 
-/// Walks the chain of directories. A chain that runs in a circle is noticed.
+/// Walks the chain of directories. A chain that runs in a circle is noticed, and one whose
+/// directories lie over one another.
 class tiff_chain {
 public:
     explicit tiff_chain(const tiff_source& source) : source_(source) {}
 
     /// Steps to the directory at an offset and reads its entries.  Returns 1; 0 where no
-    /// directory can be read; err_format for a circle or cut-off entries; err_memory.
+    /// directory can be read; err_format for a circle, directories that lie over one another or
+    /// cut-off entries; err_memory.
     int32_t load(uint32_t offset);
 
     /// The same without the entries: only the number of them and what follows.
@@ -87,8 +89,9 @@ private:
     uint32_t count_ = 0;
     uint32_t next_offset_ = 0;
     bool has_next_field_ = false;
+    uint64_t bytes_ = 0; // of all directories so far
+    uint64_t bytes_allowed_ = 0;
     uint64_t steps_ = 0;
-    uint64_t steps_allowed_ = 0;
     uint64_t mark_step_ = 1; // doubles; the offset at that step is compared with later ones
     uint32_t mark_ = 0;
 };

@@ -279,10 +279,14 @@ TEST(ccitt_decoder, passes_on_the_result_of_its_output)
 
 TEST(ccitt_decoder, white_rows_of_group_4_fit_no_other_code)
 {
-    // 400 white rows, one bit each; as modified Huffman 8 of them make a row of 9 pixels.
-    const byte_string data(50, 0xFF);
-    reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
-    EXPECT_EQ(ccitt_fitting_compression(memory_file, {9, tiff_group4}, 400), int{tiff_group4});
+    // One bit each; as modified Huffman 8 of them make a row of 9 pixels.
+    const byte_string data(2000, 0xFF);
+    for (uint32_t named : all_codes)
+        for (int32_t rows : {400, 16000}) {
+            if (named == tiff_huffman) continue; // the name stands
+            reset_mem_io_bounded(data.data(), 2000);
+            EXPECT_EQ(ccitt_fitting_compression(memory_file, {9, named}, rows), int{tiff_group4});
+        }
 }
 
 TEST(ccitt_decoder, finds_the_code_that_fits)
