@@ -277,7 +277,7 @@ void image_encoder::encode_row_g4(ccitt_bit_packer& result)
 
 // Every EOL is a whole 16-bit word, with 4 fill bits. INTENDED: the word in front is filled
 // up with zeros first, and a whole word of zeros goes where one is complete, also at the
-// very start. Held by ccitt_encoder.group3_words.
+// very start. Held by ccitt_encoder.writes_the_described_bits.
 void image_encoder::puteol(ccitt_bit_packer& packer)
 {
     packer.putbuff(0, 1, sink_);

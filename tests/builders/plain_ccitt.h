@@ -4,8 +4,10 @@
 #pragma once
 
 #include "formats/tiff/ccitt_codes.h"
+#include "formats/tiff/tiff_struct.h"
 
 #include <algorithm>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -14,6 +16,9 @@ namespace plain {
 
 using pixels = std::vector<bool>; // true: black
 using byte_string = std::vector<uint8_t>;
+
+inline constexpr uint32_t all_codes[] = {tiff_huffman, tiff_group3, tiff_group3_2d, tiff_group4};
+inline const std::string eol(ccitt_end_of_line);
 
 /// Bits in the order of transmission, from digits ("0001 1"; anything else is skipped).
 inline byte_string bytes_of(const std::string& digits, bool lsb_first = false)
@@ -27,6 +32,22 @@ inline byte_string bytes_of(const std::string& digits, bool lsb_first = false)
             bytes.back() |= static_cast<uint8_t>(lsb_first ? 1 << n % 8 : 128 >> n % 8);
         ++n;
     }
+    return bytes;
+}
+
+inline std::string filled_up(std::string digits, size_t unit)
+{
+    return digits.append((unit - digits.size() % unit) % unit, '0');
+}
+
+/// Pixels as a row of a picture or of a file; 1 bits white, or black.
+inline byte_string packed(const pixels& row, bool black_is_1 = false, size_t unit_bytes = 4)
+{
+    byte_string bytes((row.size() + 8 * unit_bytes - 1) / (8 * unit_bytes) * unit_bytes);
+    for (size_t i = 0; i < row.size(); ++i)
+        if (row[i]) bytes[i / 8] |= static_cast<uint8_t>(128 >> i % 8);
+    for (uint8_t& byte : bytes)
+        byte = black_is_1 ? byte : static_cast<uint8_t>(~byte);
     return bytes;
 }
 
@@ -116,22 +137,50 @@ inline std::string encode_row_2d(const pixels& row, const pixels& reference)
     return digits;
 }
 
+/// Rows as a strip. Two-dimensional Group 3 has a one-dimensional row after every k - 1 others.
+inline std::string encode(const std::vector<pixels>& rows, uint32_t compression, size_t k = 4)
+{
+    std::string digits;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const pixels reference = i > 0 ? rows[i - 1] : pixels(rows[i].size());
+        const bool has_tag = compression == tiff_group3_2d;
+        const bool is_2d = compression == tiff_group4 || (has_tag && i % k != 0);
+        if (compression == tiff_group3 || has_tag) digits += eol;
+        if (has_tag) digits += is_2d ? '0' : '1';
+        digits += is_2d ? encode_row_2d(rows[i], reference) : encode_row_1d(rows[i]);
+        if (compression == tiff_huffman) digits = filled_up(digits, 8);
+    }
+    return digits;
+}
+
 /// The described decoder, one bit and one pixel at a time.
 class decoder {
 public:
+    enum class result { row, quiet_end, error };
+
     decoder(const std::string& digits, int width)
-        : digits_(digits), width_(width), reference_(size())
+        : digits_(digits + std::string(16, '0')), end_(digits.size()), width_(width),
+          reference_(static_cast<size_t>(width))
     {
     }
 
-    enum class result { row, quiet_end, error };
-
-    result next_row_1d(bool huffman)
+    result next_row(uint32_t compression)
     {
-        row_ = pixels(size());
-        const int end = runs();
+        row_ = pixels(static_cast<size_t>(width_));
+        const result made = compression == tiff_group4      ? next_row_g4()
+                            : compression == tiff_group3_2d ? next_row_g3_2d()
+                                                            : next_row_1d(compression);
+        reference_ = row_;
+        return made;
+    }
+    const pixels& row() const { return row_; }
+
+private:
+    result next_row_1d(uint32_t compression)
+    {
+        const int64_t end = runs();
         if (end < 0) return result::error;
-        if (huffman) {
+        if (compression == tiff_huffman) {
             position_ = (position_ + 7) / 8 * 8;
             return end == width_ ? result::row : result::error;
         }
@@ -142,78 +191,48 @@ public:
         return result::error;
     }
 
-    result next_row_g4()
-    {
-        if (!modes()) return result::quiet_end;
-        reference_ = row_;
-        return result::row;
-    }
+    result next_row_g4() { return modes() ? result::row : result::quiet_end; }
 
     result next_row_g3_2d()
     {
         int code = next_code(false);
-        for (int i = 0; code != ccitt_eol_run && i < 2000; ++i)
-            if ((code = next_code(false)) < 0) break;
-        if (code != ccitt_eol_run || position_ >= digits_.size()) return result::quiet_end;
-        if (bit(position_++)) {
-            row_ = pixels(size());
-            if (runs() < 0) return result::quiet_end;
-        } else {
+        for (int i = 0; code != ccitt_eol_run && code >= 0 && i < 2000; ++i)
+            code = next_code(false);
+        if (code != ccitt_eol_run || position_ >= end_) return result::quiet_end;
+        if (digits_[position_++] == '0')
             modes();
-        }
-        reference_ = row_;
+        else if (runs() < 0)
+            return result::quiet_end;
         return result::row;
     }
 
-    const pixels& row() const { return row_; }
-    void white_reference() { reference_ = pixels(size()); }
-
-private:
-    size_t size() const { return static_cast<size_t>(width_); }
-    bool bit(size_t i) const { return i < digits_.size() && digits_[i] == '1'; }
-
-    struct known_code {
-        int run = -1; // -1: no code begins so
-        size_t length = 0;
-    };
-    using code_table = std::vector<known_code>; // by the next 13 bits
-
-    static code_table table(bool black)
+    using code_map = std::map<std::string_view, int>;
+    static code_map codes_of(bool black)
     {
-        code_table codes(1 << 13);
-        const auto add = [&](int run, std::string_view word) {
-            for (size_t i = 0; i < codes.size(); ++i) {
-                bool matches = true;
-                for (size_t k = 0; k < word.size(); ++k)
-                    matches = matches && (i >> (12 - k) & 1) == (word[k] == '1');
-                if (matches) codes[i] = {run, word.size()};
-            }
-        };
-        const auto add_rows = [&](const auto& rows) {
+        code_map codes = {{ccitt_end_of_line, ccitt_eol_run}};
+        const auto add = [&](const auto& rows) {
             for (const ccitt_run_row& row : rows)
-                add(row.run, black ? row.black : row.white);
+                codes[black ? row.black : row.white] = row.run;
         };
-        add(ccitt_eol_run, ccitt_end_of_line);
-        add_rows(ccitt_terminating);
-        add_rows(ccitt_make_up);
-        add_rows(ccitt_extended_make_up);
+        add(ccitt_terminating);
+        add(ccitt_make_up);
+        add(ccitt_extended_make_up);
         return codes;
     }
 
-    // Run, ccitt_eol_run, or -1 at the end of the data; bits that begin no code are passed
-    // over one by one.
+    // Run, ccitt_eol_run, or -1 at the end of the data, behind which zeros follow; bits that
+    // begin no code are passed over one by one.
     int next_code(bool black)
     {
-        static const code_table tables[2] = {table(false), table(true)};
-        for (; position_ < digits_.size(); ++position_) {
-            size_t look_ahead = 0;
-            for (size_t i = 0; i < 13; ++i)
-                look_ahead = look_ahead * 2 + bit(position_ + i);
-            const known_code& found = tables[black][look_ahead];
-            if (found.run < 0) continue;
-            position_ += found.length;
-            return found.run;
-        }
+        static const code_map codes[2] = {codes_of(false), codes_of(true)};
+        for (; position_ < end_; ++position_)
+            for (size_t length = 2; length <= 13; ++length) {
+                const auto found =
+                    codes[black].find(std::string_view(digits_).substr(position_, length));
+                if (found == codes[black].end()) continue;
+                position_ += length;
+                return found->second;
+            }
         return -1;
     }
 
@@ -236,8 +255,8 @@ private:
             row_[static_cast<size_t>(i)] = black;
     }
 
-    // Runs up to the width: where they end (width + 1 for any place behind it), or -1.
-    int runs()
+    // Runs up to the width: where they end, or -1.
+    int64_t runs()
     {
         int64_t position = 0;
         for (bool black = false; position < width_; black = !black) {
@@ -246,21 +265,20 @@ private:
             paint(position, position + length, black);
             position += length;
         }
-        return static_cast<int>(std::min<int64_t>(position, width_ + 1));
+        return position;
     }
 
     // False where no mode or no run can be read; the row is then painted up to the width.
     bool modes()
     {
-        row_ = pixels(size());
         int64_t a0 = -1;
         bool black = false;
         while (a0 < width_) {
             const int b1 = changing_element(reference_, static_cast<int>(a0), !black);
-            const int b2 = run_end(reference_, b1, !black);
             const ccitt_mode_row* mode = next_mode();
             if (!mode) return paint(a0, width_, black), false;
             if (mode->mode == ccitt_mode::pass) {
+                const int b2 = run_end(reference_, b1, !black);
                 paint(a0, b2, black);
                 a0 = b2;
             } else if (mode->mode == ccitt_mode::vertical) {
@@ -283,18 +301,16 @@ private:
 
     const ccitt_mode_row* next_mode()
     {
-        for (const ccitt_mode_row& row : ccitt_modes) {
-            bool matches = true;
-            for (size_t i = 0; i < row.code.size(); ++i)
-                matches = matches && bit(position_ + i) == (row.code[i] == '1');
-            if (!matches) continue;
-            position_ += row.code.size();
-            return &row;
-        }
+        for (const ccitt_mode_row& row : ccitt_modes)
+            if (position_ < end_ && digits_.compare(position_, row.code.size(), row.code) == 0) {
+                position_ += row.code.size();
+                return &row;
+            }
         return nullptr;
     }
 
     std::string digits_;
+    size_t end_;
     size_t position_ = 0;
     int width_;
     pixels row_;
@@ -308,40 +324,30 @@ public:
 
     uint32_t number(uint32_t below) { return static_cast<uint32_t>(random_() % below); }
 
-    pixels next(const pixels& above)
+    std::vector<pixels> page(size_t width, size_t count)
     {
-        pixels row = above;
-        switch (number(8)) {
-        case 0: return pixels(row.size(), number(4) == 0);
-        case 1: return runs(row.size(), 1 + number(3));
-        case 2: return runs(row.size(), 40);
-        case 3: return runs(row.size(), 4000);
-        case 4:
-            for (size_t i = 0; i < row.size(); ++i)
-                row[i] = (i + number(9) / 8) % 2 != 0;
-            return row;
-        case 5: return row;
-        default: shift_edges(row); return row;
-        }
+        std::vector<pixels> rows;
+        pixels above(width);
+        for (size_t i = 0; i < count; ++i)
+            rows.push_back(above = next(above));
+        return rows;
     }
 
 private:
-    pixels runs(size_t width, uint32_t longest)
+    pixels next(const pixels& above)
     {
         pixels row;
-        for (bool black = number(2) != 0; row.size() < width; black = !black)
-            row.resize(std::min(width, row.size() + 1 + number(longest)), black);
-        return row;
-    }
-
-    // Strokes whose edges wander by a few pixels from row to row.
-    void shift_edges(pixels& row)
-    {
-        const pixels above = row;
-        for (size_t i = 0; i < row.size(); ++i) {
-            const size_t from = i + number(3);
-            row[i] = from >= 1 && from - 1 < row.size() && above[from - 1];
+        const uint32_t longest[] = {1, 3, 40, 4000, 1u << 20};
+        const uint32_t kind = number(9);
+        for (bool black = number(2) != 0; kind < 5 && row.size() < above.size(); black = !black)
+            row.resize(std::min(above.size(), row.size() + 1 + number(longest[kind])), black);
+        if (kind == 5) return above;
+        // Strokes whose edges wander by a few pixels from row to row.
+        for (size_t i = 1; row.size() < above.size(); ++i) {
+            const size_t from = i + number(3) - 1;
+            row.push_back(from >= 1 && from <= above.size() && above[from - 1]);
         }
+        return row;
     }
 
     std::mt19937 random_;

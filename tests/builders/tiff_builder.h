@@ -1,9 +1,7 @@
 // tiff_builder.h - TIFF files for tests, entry by entry, in either byte order.
 #pragma once
 
-#include "tests/support/temp_file.h"
-
-#include <algorithm>
+#include "tests/support/codec.h"
 
 struct tiff_builder {
     struct field {
@@ -14,10 +12,10 @@ struct tiff_builder {
     struct page {
         std::vector<field> fields;
         std::vector<byte_vector> strips;
-        int offset_type = 4; // of StripOffsets
     };
 
     bool big = false;
+    int offset_type = 4; // of StripOffsets
     std::vector<page> pages = std::vector<page>(1);
     uint32_t last_next_offset = 0; // of the last page
 
@@ -25,54 +23,55 @@ struct tiff_builder {
 
     void put(byte_vector& to, uint32_t value, int bytes) const
     {
-        for (int i = 0; i < bytes; ++i)
-            to.push_back(static_cast<uint8_t>(value >> 8 * (big ? bytes - 1 - i : i)));
+        big ? add_be(to, value, bytes) : add_le(to, value, bytes);
     }
-    /// Numbers of one entry; RATIONALs as numerator, denominator, …
-    tiff_builder& set(int tag, int type, std::initializer_list<uint32_t> values, size_t to = 0)
+    /// Numbers of one entry of the last page; RATIONALs as numerator, denominator, …
+    tiff_builder& set(int tag, int type, std::initializer_list<uint32_t> values)
     {
         field f{tag, type, static_cast<uint32_t>(values.size()), {}};
         if (type == 5) f.count /= 2;
         for (uint32_t v : values)
             put(f.bytes, v, type == 5 ? 4 : type_bytes(type));
-        return add(f, to);
+        return add(f);
     }
-    /// An entry whose value field and count are given as they are.
-    tiff_builder& set_raw(int tag, int type, uint32_t count, byte_vector four_bytes, size_t to = 0)
+    tiff_builder& add(field f)
     {
-        return add({tag, type, count, std::move(four_bytes)}, to);
-    }
-    tiff_builder& add(field f, size_t to)
-    {
-        auto& fields = pages[to].fields;
+        auto& fields = pages.back().fields;
         std::erase_if(fields, [&](const field& old) { return old.tag == f.tag; });
         fields.push_back(std::move(f));
         return *this;
     }
     /// The usual entries of a page.
     tiff_builder& shape(uint32_t width, uint32_t height, uint32_t bits, uint32_t samples,
-                        uint32_t compression, uint32_t photometric, size_t to = 0)
+                        uint32_t compression, uint32_t photometric)
     {
-        set(256, 3, {width}, to).set(257, 3, {height}, to).set(258, 3, {bits}, to);
-        set(259, 3, {compression}, to).set(262, 3, {photometric}, to);
-        return set(277, 3, {samples}, to);
+        set(256, 3, {width}).set(257, 3, {height}).set(258, 3, {bits});
+        return set(259, 3, {compression}).set(262, 3, {photometric}).set(277, 3, {samples});
     }
-    tiff_builder& strip(byte_vector data, size_t to = 0)
+    tiff_builder& strip(byte_vector data)
     {
-        pages[to].strips.push_back(std::move(data));
+        pages.back().strips.push_back(std::move(data));
+        return *this;
+    }
+    /// What follows goes to a new page.
+    tiff_builder& next_page()
+    {
+        pages.emplace_back();
         return *this;
     }
 
     byte_vector build() const
     {
-        byte_vector out = {uint8_t(big ? 'M' : 'I'), uint8_t(big ? 'M' : 'I')};
+        byte_vector out(2, big ? 'M' : 'I');
         put(out, 42, 2);
         size_t link = out.size();
         put(out, 0, 4);
         for (const page& p : pages) {
             const byte_vector ifd = build_page(p, out);
-            patch(out, link, static_cast<uint32_t>(out.size()));
-            out.insert(out.end(), ifd.begin(), ifd.end());
+            byte_vector offset;
+            put(offset, static_cast<uint32_t>(out.size()), 4);
+            std::copy(offset.begin(), offset.end(), out.begin() + static_cast<ptrdiff_t>(link));
+            add_bytes(out, ifd);
             link = out.size();
             put(out, last_next_offset, 4);
         }
@@ -80,19 +79,13 @@ struct tiff_builder {
     }
 
 private:
-    void patch(byte_vector& out, size_t at, uint32_t value) const
-    {
-        byte_vector bytes;
-        put(bytes, value, 4);
-        std::copy(bytes.begin(), bytes.end(), out.begin() + static_cast<std::ptrdiff_t>(at));
-    }
     // Strips and long values go out at once; the directory comes back.
     byte_vector build_page(page p, byte_vector& out) const
     {
-        field offsets{273, p.offset_type, static_cast<uint32_t>(p.strips.size()), {}};
+        field offsets{273, offset_type, static_cast<uint32_t>(p.strips.size()), {}};
         for (const byte_vector& s : p.strips) {
-            put(offsets.bytes, static_cast<uint32_t>(out.size()), type_bytes(p.offset_type));
-            out.insert(out.end(), s.begin(), s.end());
+            put(offsets.bytes, static_cast<uint32_t>(out.size()), type_bytes(offset_type));
+            add_bytes(out, s);
         }
         if (!p.strips.empty()) p.fields.push_back(offsets);
         std::stable_sort(p.fields.begin(), p.fields.end(),
@@ -105,11 +98,10 @@ private:
             put(ifd, f.count, 4);
             if (f.bytes.size() > 4) {
                 put(ifd, static_cast<uint32_t>(out.size()), 4);
-                out.insert(out.end(), f.bytes.begin(), f.bytes.end());
+                add_bytes(out, f.bytes);
             } else {
-                while (f.bytes.size() < 4)
-                    f.bytes.push_back(0);
-                ifd.insert(ifd.end(), f.bytes.begin(), f.bytes.end());
+                f.bytes.resize(4);
+                add_bytes(ifd, f.bytes);
             }
         }
         return ifd;
