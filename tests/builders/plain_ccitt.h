@@ -153,10 +153,27 @@ inline std::string encode(const std::vector<pixels>& rows, uint32_t compression,
     return digits;
 }
 
+/// What the library writes: Group 3 rows fill words of 16 bits up, a complete one with another
+/// word, behind EOLs that are words of their own; Group 4 ends with some EOLs.
+inline std::string written(std::vector<pixels> rows, uint32_t compression, size_t width, int eols)
+{
+    for (pixels& row : rows)
+        row.resize(width);
+    std::string digits =
+        compression == tiff_group3 ? std::string(16, '0') : encode(rows, compression);
+    for (const pixels& row : rows)
+        if (compression == tiff_group3)
+            digits = filled_up(digits + "0000" + eol + encode_row_1d(row) + "0", 16);
+    for (int i = 0; compression == tiff_group4 && i < eols; ++i)
+        digits += eol;
+    return digits;
+}
+
 /// The described decoder, one bit and one pixel at a time.
 class decoder {
 public:
     enum class result { row, quiet_end, error };
+    pixels row;
 
     decoder(const std::string& digits, int width)
         : digits_(digits + std::string(16, '0')), end_(digits.size()), width_(width),
@@ -166,53 +183,33 @@ public:
 
     result next_row(uint32_t compression)
     {
-        row_ = pixels(static_cast<size_t>(width_));
-        const result made = compression == tiff_group4      ? next_row_g4()
-                            : compression == tiff_group3_2d ? next_row_g3_2d()
-                                                            : next_row_1d(compression);
-        reference_ = row_;
-        return made;
+        row = pixels(static_cast<size_t>(width_));
+        bool is_2d = compression == tiff_group4;
+        if (compression == tiff_group3_2d) {
+            if (!find_eol(2001) || position_ >= end_) return result::quiet_end;
+            is_2d = digits_[position_++] == '0';
+        }
+        const bool made = is_2d ? modes() : runs();
+        reference_ = row;
+        switch (compression) {
+        case tiff_group4: return made ? result::row : result::quiet_end;
+        case tiff_group3_2d: return made || is_2d ? result::row : result::quiet_end;
+        case tiff_group3:
+            return made && (find_eol(2000) || position_ >= end_) ? result::row : result::error;
+        default:
+            position_ = (position_ + 7) / 8 * 8;
+            return made && a0_ == width_ ? result::row : result::error;
+        }
     }
-    const pixels& row() const { return row_; }
 
 private:
-    result next_row_1d(uint32_t compression)
-    {
-        const int64_t end = runs();
-        if (end < 0) return result::error;
-        if (compression == tiff_huffman) {
-            position_ = (position_ + 7) / 8 * 8;
-            return end == width_ ? result::row : result::error;
-        }
-        for (int i = 0; i < 2000; ++i) {
-            const int code = next_code(false);
-            if (code == ccitt_eol_run || code < 0) return result::row;
-        }
-        return result::error;
-    }
-
-    result next_row_g4() { return modes() ? result::row : result::quiet_end; }
-
-    result next_row_g3_2d()
-    {
-        int code = next_code(false);
-        for (int i = 0; code != ccitt_eol_run && code >= 0 && i < 2000; ++i)
-            code = next_code(false);
-        if (code != ccitt_eol_run || position_ >= end_) return result::quiet_end;
-        if (digits_[position_++] == '0')
-            modes();
-        else if (runs() < 0)
-            return result::quiet_end;
-        return result::row;
-    }
-
     using code_map = std::map<std::string_view, int>;
     static code_map codes_of(bool black)
     {
         code_map codes = {{ccitt_end_of_line, ccitt_eol_run}};
         const auto add = [&](const auto& rows) {
-            for (const ccitt_run_row& row : rows)
-                codes[black ? row.black : row.white] = row.run;
+            for (const ccitt_run_row& r : rows)
+                codes[black ? r.black : r.white] = r.run;
         };
         add(ccitt_terminating);
         add(ccitt_make_up);
@@ -236,64 +233,56 @@ private:
         return -1;
     }
 
-    // A run of one colour, or -1 at the end of the data. EOLs are ignored.
-    int64_t run(bool black)
+    bool find_eol(int codes)
+    {
+        for (int code = 0; codes-- > 0 && code >= 0;)
+            if ((code = next_code(false)) == ccitt_eol_run) return true;
+        return false;
+    }
+
+    // Paints a run of one colour; EOLs are ignored. False at the end of the data.
+    bool run(bool black)
     {
         int64_t sum = 0;
-        for (;;) {
-            const int code = next_code(black);
-            if (code < 0) return -1;
-            if (code == ccitt_eol_run) continue;
-            sum += code;
-            if (code < 64) return sum;
+        for (int code = 64; code >= 64;) {
+            if ((code = next_code(black)) < 0) return false;
+            if (code != ccitt_eol_run) sum += code;
         }
+        paint(std::max<int64_t>(a0_, 0) + sum, black);
+        return true;
     }
 
-    void paint(int64_t from, int64_t to, bool black)
+    void paint(int64_t a1, bool black)
     {
-        for (int64_t i = std::max<int64_t>(from, 0); i < std::min<int64_t>(to, width_); ++i)
-            row_[static_cast<size_t>(i)] = black;
+        for (int64_t i = std::max<int64_t>(a0_, 0); i < std::min<int64_t>(a1, width_); ++i)
+            row[static_cast<size_t>(i)] = black;
+        a0_ = a1;
     }
 
-    // Runs up to the width: where they end, or -1.
-    int64_t runs()
+    // Runs up to the width; false where one cannot be read.
+    bool runs()
     {
-        int64_t position = 0;
-        for (bool black = false; position < width_; black = !black) {
-            const int64_t length = run(black);
-            if (length < 0) return -1;
-            paint(position, position + length, black);
-            position += length;
-        }
-        return position;
+        a0_ = 0;
+        for (bool black = false; a0_ < width_; black = !black)
+            if (!run(black)) return false;
+        return true;
     }
 
     // False where no mode or no run can be read; the row is then painted up to the width.
     bool modes()
     {
-        int64_t a0 = -1;
         bool black = false;
-        while (a0 < width_) {
-            const int b1 = changing_element(reference_, static_cast<int>(a0), !black);
+        for (a0_ = -1; a0_ < width_;) {
+            const int b1 = changing_element(reference_, static_cast<int>(a0_), !black);
             const ccitt_mode_row* mode = next_mode();
-            if (!mode) return paint(a0, width_, black), false;
-            if (mode->mode == ccitt_mode::pass) {
-                const int b2 = run_end(reference_, b1, !black);
-                paint(a0, b2, black);
-                a0 = b2;
-            } else if (mode->mode == ccitt_mode::vertical) {
-                const int64_t a1 = std::max<int64_t>({b1 + mode->offset, a0, 0});
-                paint(a0, a1, black);
-                a0 = a1;
+            if (mode && mode->mode == ccitt_mode::pass) {
+                paint(run_end(reference_, b1, !black), black);
+            } else if (mode && mode->mode == ccitt_mode::vertical) {
+                paint(std::max<int64_t>({b1 + mode->offset, a0_, 0}), black);
                 black = !black;
-            } else {
-                const int64_t first = run(black);
-                const int64_t second = first < 0 ? -1 : run(!black);
-                if (second < 0) return paint(a0, width_, black), false;
-                const int64_t a1 = std::max<int64_t>(a0, 0) + first;
-                paint(a0, a1, black);
-                paint(a1, a1 + second, !black);
-                a0 = a1 + second;
+            } else if (const int64_t a0 = a0_; !mode || !run(black) || !run(!black)) {
+                a0_ = a0;
+                return paint(width_, black), false;
             }
         }
         return true;
@@ -301,10 +290,10 @@ private:
 
     const ccitt_mode_row* next_mode()
     {
-        for (const ccitt_mode_row& row : ccitt_modes)
-            if (position_ < end_ && digits_.compare(position_, row.code.size(), row.code) == 0) {
-                position_ += row.code.size();
-                return &row;
+        for (const ccitt_mode_row& mode : ccitt_modes)
+            if (position_ < end_ && digits_.compare(position_, mode.code.size(), mode.code) == 0) {
+                position_ += mode.code.size();
+                return &mode;
             }
         return nullptr;
     }
@@ -313,7 +302,7 @@ private:
     size_t end_;
     size_t position_ = 0;
     int width_;
-    pixels row_;
+    int64_t a0_ = 0;
     pixels reference_;
 };
 
