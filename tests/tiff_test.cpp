@@ -138,6 +138,8 @@ TEST(tiff_reader, classic_and_standard_rows)
         // The low byte of a big-endian BYTE is the second one: one bit, and 10 is 00001010.
         {grey_page(true).add({258, 1, 1, {8, 1}}), colors(4, 0), grey_colors},
         {two_shorts, {0x010101, 0x010101}, {0x010101, 0x030303}},
+        // tiles as if they were strips
+        {page(2, 8, 1, 1, {10, 20, 30}).set(324, 4, {9}), {0x141414, 0x1E1E1E}, {}},
         // PackBits 128: 129 bytes, or nothing
         {page(129, 8, 1, 1, {0x80, 9, 0, 1}, 32773), colors(129, 0x090909), {}},
         {page(3, 8, 1, 1, {0x80, 2, 1, 2, 3}, 32773), {}, {0x010101, 0x020202, 0x030303}},

@@ -16,6 +16,9 @@ namespace {
 constexpr uint32_t clear_code = 256;
 constexpr uint32_t end_code = 257;
 constexpr uint32_t first_free_code = 258;
+// Of an empty table: the first code adds no string, but what is put here is never looked up;
+// and any code beyond it is damage.
+constexpr uint32_t cleared_code = end_code;
 constexpr uint32_t table_codes = 4096;
 constexpr uint32_t first_width = 9;
 constexpr uint32_t widest = 12;
@@ -25,6 +28,14 @@ constexpr uint32_t longest_string = table_codes;
 constexpr uint32_t buffer_slack = longest_string + 128;
 constexpr uint32_t root_bytes = 256 + 16; // and room for a wide load of the last root
 constexpr uint32_t usual_capacity = 128 * 1024;
+
+// Next code at which a width ends.
+// INTENDED: the width grows one code early, at 511, 1023 and 2047. TIFF 6.0 section 13 has it
+// so; GIF does not.
+inline uint32_t end_of_width(uint32_t width)
+{
+    return width < widest ? (1u << width) - 1 : table_codes;
+}
 
 inline uint64_t load_u64be(const uint8_t* p)
 {
@@ -73,9 +84,9 @@ int32_t tiff_lzw_decoder::prepare(uint32_t row_bytes, int32_t rows)
     row_bytes_ = row_bytes;
     bits_ = 0;
     bit_count_ = 0;
-    next_code_ = first_free_code;
+    next_code_ = cleared_code;
     width_ = first_width;
-    previous_length_ = 0;
+    previous_start_ = previous_length_ = 0;
     return 0;
 }
 
@@ -92,10 +103,13 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
     uint64_t bits = bits_;
     uint32_t count = bit_count_, width = width_, next_code = next_code_, fill = fill_;
     uint32_t previous_start = previous_start_, previous_length = previous_length_;
-    uint32_t grow_at = width < widest ? (1u << width) - 1 : UINT32_MAX;
+    uint32_t grow_at = end_of_width(width);
+    // A full table stays as it is until the next Clear.
+    uint32_t step = next_code < table_codes ? 1 : 0;
     state result = state::running;
+    uint32_t ready = 0; // codes that are in bits for sure
     while (fill < stop) {
-        if (count < widest) {
+        if (ready == 0) {
             if (source.available() < 8) source.ensure(8);
             // Bytes behind the end read as 0 and are not counted.
             const auto there = static_cast<uint32_t>(std::min<size_t>(source.available(), 8));
@@ -107,7 +121,10 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
                 result = state::damaged;
                 break;
             }
+            // Four each time, so that the processor knows when.
+            ready = count >= 4 * widest ? 4 : 1;
         }
+        --ready;
         const auto code = static_cast<uint32_t>(bits >> (64 - width));
         bits <<= width;
         count -= width;
@@ -118,42 +135,32 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
             }
             history_ = fill;
             full_end_ = 0;
-            previous_length = 0;
             width = first_width;
-            next_code = first_free_code;
-            grow_at = (1u << first_width) - 1;
-            continue;
-        }
-        if (previous_length == 0) {
-            // The first code after a Clear is a byte; the table is empty.
-            if (code > 255) {
-                result = state::damaged;
-                break;
-            }
-            base[fill] = static_cast<uint8_t>(code);
-            previous_start = fill++;
-            previous_length = 1;
+            next_code = cleared_code;
+            grow_at = end_of_width(first_width);
+            step = 1;
             continue;
         }
         table[next_code] = {previous_start, previous_length + 1};
-        if (code > next_code) {
-            result = state::damaged;
-            break;
+        if (code >= next_code) [[unlikely]] {
+            if (code > next_code) {
+                result = state::damaged;
+                break;
+            }
+            // The byte that a string of its own beginning ends with has to be there first.
+            base[fill] = base[previous_start];
         }
         const entry s = table[code];
-        // The byte that a string of its own beginning ends with has to be there first.
-        base[fill] = base[s.start];
         copy_string(base + fill, base + s.start, s.length);
         previous_start = fill;
         previous_length = s.length;
         fill += s.length;
-        // A full table stays as it is until the next Clear.
-        next_code += next_code < table_codes ? 1 : 0;
-        // INTENDED: the width grows one code early, at 511, 1023 and 2047. TIFF 6.0 section 13
-        // has it so; GIF does not.
+        next_code += step;
         if (next_code == grow_at) {
-            ++width;
-            grow_at = width < widest ? (1u << width) - 1 : UINT32_MAX;
+            if (width < widest)
+                grow_at = end_of_width(++width);
+            else
+                step = 0;
         }
     }
     bits_ = bits;

@@ -40,7 +40,7 @@ private:
     uint32_t row_start_ = 0; // of the first row not yet delivered
     uint32_t history_ = 0;   // start of the output since the last Clear
     uint32_t full_end_ = 0;  // not 0: the table is full, and nothing behind this is in it
-    uint32_t previous_start_ = 0, previous_length_ = 0; // 0: the next code is a first one
+    uint32_t previous_start_ = 0, previous_length_ = 0;
     uint32_t next_code_ = 0, width_ = 0;
     uint64_t bits_ = 0; // unread bits, the next one highest
     uint32_t bit_count_ = 0;
