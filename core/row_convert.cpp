@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <tmmintrin.h>
 
 namespace {
 
@@ -134,25 +135,31 @@ void split_planes(const uint8_t* bgr, uint8_t* red, uint8_t* green, uint8_t* blu
     }
 }
 
+namespace {
+
+// 15 bytes are five pixels; byte 15, the next pixel's first, is written back as it is. The next
+// load comes before the store, which it would otherwise have to wait for. Returns the bytes done.
+[[gnu::target("ssse3")]] size_t swap_five_pixels(const uint8_t* rgb, uint8_t* bgr, size_t bytes)
+{
+    const __m128i order = _mm_setr_epi8(2, 1, 0, 5, 4, 3, 8, 7, 6, 11, 10, 9, 14, 13, 12, 15);
+    size_t i = 0;
+    if (bytes < 31) return 0;
+    __m128i v = load_16(rgb);
+    for (; i + 31 <= bytes; i += 15) {
+        const __m128i following = load_16(rgb + i + 15);
+        store_16(bgr + i, _mm_shuffle_epi8(v, order));
+        v = following;
+    }
+    return i;
+}
+
+} // namespace
+
 void swap_red_blue(const uint8_t* rgb, uint8_t* bgr, size_t pixels)
 {
-    // 15 bytes are five pixels; byte 15, the next pixel's first, is written back as it is. The
-    // next load comes before the store, which it would otherwise have to wait for.
-    const __m128i green = _mm_set_epi8(-1, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0);
-    const __m128i first = _mm_set_epi8(0, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1);
-    const __m128i third = _mm_set_epi8(0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0, -1, 0, 0);
-    size_t i = 0;
-    if (pixels >= 11) {
-        __m128i v = load_16(rgb);
-        for (; i + 31 <= 3 * pixels; i += 15) {
-            const __m128i following = load_16(rgb + i + 15);
-            const __m128i up = _mm_and_si128(_mm_slli_si128(v, 2), third);
-            const __m128i down = _mm_and_si128(_mm_srli_si128(v, 2), first);
-            store_16(bgr + i, _mm_or_si128(_mm_and_si128(v, green), _mm_or_si128(up, down)));
-            v = following;
-        }
-    }
-    for (; i < 3 * pixels; i += 3) {
+    const bool has_shuffles = __builtin_cpu_supports("ssse3");
+    for (size_t i = has_shuffles ? swap_five_pixels(rgb, bgr, 3 * pixels) : 0; i < 3 * pixels;
+         i += 3) {
         const uint8_t red = rgb[i];
         bgr[i] = rgb[i + 2];
         bgr[i + 1] = rgb[i + 1];
