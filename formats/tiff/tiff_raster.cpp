@@ -77,6 +77,10 @@ uint8_t ink_to_light(uint32_t ink, uint32_t black)
 int32_t tiff_raster::open()
 {
     by_standard_ = interchange_mode();
+    reverses_bits_ =
+        page_.description.compression == tiff_uncompressed && tiff_bits_reversed(page_.description);
+    keeps_samples_ =
+        !layout_.planes && !layout_.inverted && !layout_.predictor_step && !reverses_bits_;
     // Merged rows and expanded bits are delivered with the bytes of 24-bit pixels, whatever the
     // depth is.
     const bool is_24 = layout_.planes || layout_.layout == row_layout::bits_to_bytes;
@@ -101,21 +105,14 @@ int32_t tiff_raster::tiff_raster_to_dib(uint8_t* row, int32_t row_index, int32_t
 {
     if (layout_.layout == row_layout::fax) return sink_.put(row, row_index, byte_count);
     if (!by_standard_ && layout_.planes) return planes_.append(row, stored_plane_bytes());
-    restore_samples(row);
+    if (!keeps_samples_) restore_samples(row);
     if (layout_.planes) return planes_.append(row, stored_plane_bytes());
     return deliver(row, row_index);
 }
 
-// True where a decoded row needs no inversion, sums or planes.
-bool tiff_raster::keeps_samples() const
-{
-    return !layout_.planes && !layout_.inverted && !layout_.predictor_step &&
-           !tiff_bits_reversed(page_.description);
-}
-
 int32_t tiff_raster::put_unchanged(const uint8_t* row, int32_t row_index)
 {
-    if (keeps_samples()) {
+    if (keeps_samples_) {
         if (layout_.layout == row_layout::as_it_is && layout_.row_bytes == dib_row_)
             return sink_.put(row, row_index, dib_row_);
         if (layout_.layout == row_layout::swap_rgb && layout_.row_bytes == int64_t{3} * width()) {
@@ -135,8 +132,7 @@ int32_t tiff_raster::put_unchanged(const uint8_t* row, int32_t row_index)
 void tiff_raster::restore_samples(uint8_t* row) const
 {
     const tiff_struct& d = page_.description;
-    if (d.compression == tiff_uncompressed && tiff_bits_reversed(d))
-        reverse_bits_of_bytes(row, static_cast<size_t>(layout_.row_bytes));
+    if (reverses_bits_) reverse_bits_of_bytes(row, static_cast<size_t>(layout_.row_bytes));
     if (!by_standard_ && layout_.inverted) invert_bytes(row, layout_.row_bytes);
     if (layout_.predictor_step && by_standard_ && d.bits_per_sample == 16)
         add_word_differences(row, layout_.row_bytes, layout_.predictor_step, order_);

@@ -39,7 +39,6 @@ private:
     }
     int32_t width() const { return static_cast<int32_t>(page_.description.image_width); }
     uint32_t stored_plane_bytes() const;
-    bool keeps_samples() const;
     void restore_samples(uint8_t* row) const;
     int32_t deliver(uint8_t* row, int32_t row_index);
     int32_t deliver_padded(uint8_t* row, int32_t row_index, int64_t filled);
@@ -57,6 +56,8 @@ private:
     row_sink sink_;
     int32_t dib_row_; // bytes of a DIB row
     bool by_standard_ = false;
+    bool reverses_bits_ = false; // of uncompressed rows
+    bool keeps_samples_ = false; // a decoded row needs no inversion, sums or planes
     tiff_planes planes_;
     scratch_block wide_row_; // a DIB row where the decoded row is narrower
     scratch_block row_copy_; // of a row that must stay as it is

@@ -45,7 +45,7 @@ private:
     int32_t tiff_decomp_none();
     int32_t read_strip_pieces(int32_t rows, int32_t first_row, const scratch_block& buffer);
     int32_t tiff_decomp_pack();
-    int32_t unpack_row(byte_source& source, uint8_t* row) const;
+    int32_t unpack_row(byte_source& source, uint8_t* row, packbits_128 rule) const;
     int32_t tiff_decomp_g3();
     int32_t tiff_decomp_lzw();
     int32_t tiff_decomp_jpeg();
@@ -136,10 +136,8 @@ int32_t tiff_page_reader::read_strip_pieces(int32_t rows, int32_t first_row,
 }
 
 // Every row starts with a packet of its own; what a run makes beyond the row is lost.
-int32_t tiff_page_reader::unpack_row(byte_source& source, uint8_t* row) const
+int32_t tiff_page_reader::unpack_row(byte_source& source, uint8_t* row, packbits_128 rule) const
 {
-    // INTENDED: control byte 128 is a run of 129. Interchange mode passes over it.
-    const packbits_128 rule = interchange_mode() ? packbits_128::no_op : packbits_128::run_of_129;
     const auto room = static_cast<size_t>(layout_.row_bytes);
     size_t done = packbits_unpack(source.next, source.end, row, room, rule);
     while (done < room) {
@@ -156,12 +154,14 @@ int32_t tiff_page_reader::tiff_decomp_pack()
     byte_source source(source_.file);
     if (!row || !source.ok()) return err_memory;
     if (tiff_bits_reversed(page_.description)) source.reverse_bits();
+    // INTENDED: control byte 128 is a run of 129. Interchange mode passes over it.
+    const packbits_128 rule = interchange_mode() ? packbits_128::no_op : packbits_128::run_of_129;
     for (strip_rows at{}; next_strip(at);) {
         const int32_t position = strips_.position_tiff_file(at.strip);
         if (position < 0) return position;
         source.seek(position);
         for (int32_t i = 0; i < at.rows; ++i) {
-            if (int32_t err = unpack_row(source, row.bytes()); err < 0) return err;
+            if (int32_t err = unpack_row(source, row.bytes(), rule); err < 0) return err;
             if (int32_t err = raster_->tiff_raster_to_dib(row.bytes(), at.first_row + i, 0);
                 err < 0)
                 return err;
