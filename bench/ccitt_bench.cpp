@@ -2,12 +2,12 @@
 // both without the work around the codes (files, DIBs). Counters: ns per code word.
 
 #include "bench/fax_pages.h"
+#include "bench/memory_tiff.h"
 #include "core/byte_io.h"
 #include "formats/tiff/ccitt_decoder.h"
 #include "formats/tiff/ccitt_encoder.h"
 
 #include <benchmark/benchmark.h>
-#include <tiffio.h>
 
 #include <algorithm>
 #include <cstring>
@@ -16,49 +16,6 @@
 namespace {
 
 using byte_vector = std::vector<uint8_t>;
-
-// A file in memory for libtiff.
-struct memory_tiff {
-    byte_vector bytes;
-    size_t position = 0;
-
-    static tmsize_t read(thandle_t handle, void* to, tmsize_t count)
-    {
-        auto& m = *static_cast<memory_tiff*>(handle);
-        const size_t got = std::min(static_cast<size_t>(count),
-                                    m.bytes.size() - std::min(m.position, m.bytes.size()));
-        std::memcpy(to, m.bytes.data() + m.position, got);
-        m.position += got;
-        return static_cast<tmsize_t>(got);
-    }
-    static tmsize_t write(thandle_t handle, void* from, tmsize_t count)
-    {
-        auto& m = *static_cast<memory_tiff*>(handle);
-        const size_t end = m.position + static_cast<size_t>(count);
-        if (end > m.bytes.size()) m.bytes.resize(end);
-        std::memcpy(m.bytes.data() + m.position, from, static_cast<size_t>(count));
-        m.position = end;
-        return count;
-    }
-    static toff_t seek(thandle_t handle, toff_t offset, int origin)
-    {
-        auto& m = *static_cast<memory_tiff*>(handle);
-        const size_t base = origin == SEEK_SET   ? 0
-                            : origin == SEEK_CUR ? m.position
-                                                 : m.bytes.size();
-        m.position = base + static_cast<size_t>(offset);
-        return m.position;
-    }
-    static int close(thandle_t) { return 0; }
-    static toff_t size(thandle_t handle) { return static_cast<memory_tiff*>(handle)->bytes.size(); }
-
-    TIFF* open(const char* mode)
-    {
-        position = 0;
-        return TIFFClientOpen("memory", mode, this, read, write, seek, close, size, nullptr,
-                              nullptr);
-    }
-};
 
 struct code {
     const char* name;

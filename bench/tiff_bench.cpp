@@ -3,57 +3,17 @@
 // of the rows takes.
 
 #include "bench/bench_pictures.h"
+#include "bench/memory_tiff.h"
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <sys/resource.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 namespace {
 
 using byte_vector = std::vector<uint8_t>;
-
-// A file in memory for libtiff.
-struct memory_tiff {
-    byte_vector bytes;
-    size_t position = 0;
-
-    static tmsize_t read(thandle_t self, void* to, tmsize_t count)
-    {
-        auto& m = *static_cast<memory_tiff*>(self);
-        const size_t got = std::min(static_cast<size_t>(count), m.bytes.size() - m.position);
-        std::memcpy(to, m.bytes.data() + m.position, got);
-        m.position += got;
-        return static_cast<tmsize_t>(got);
-    }
-    static tmsize_t write(thandle_t self, void* from, tmsize_t count)
-    {
-        auto& m = *static_cast<memory_tiff*>(self);
-        const size_t end = m.position + static_cast<size_t>(count);
-        if (m.bytes.size() < end) m.bytes.resize(end);
-        std::memcpy(m.bytes.data() + m.position, from, static_cast<size_t>(count));
-        m.position = end;
-        return count;
-    }
-    static toff_t seek(thandle_t self, toff_t offset, int whence)
-    {
-        auto& m = *static_cast<memory_tiff*>(self);
-        if (whence == SEEK_CUR) offset += m.position;
-        if (whence == SEEK_END) offset += m.bytes.size();
-        m.position = offset;
-        return offset;
-    }
-    static int close(thandle_t) { return 0; }
-    static toff_t size(thandle_t self) { return static_cast<memory_tiff*>(self)->bytes.size(); }
-    TIFF* open(const char* mode)
-    {
-        position = 0;
-        return TIFFClientOpen("memory", mode, this, read, write, seek, close, size, nullptr,
-                              nullptr);
-    }
-};
 
 int peer_compression(int type)
 {
