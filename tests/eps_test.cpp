@@ -12,7 +12,7 @@ std::string saved_eps(test_dib& dib)
 }
 
 // The classic program; special: from the scaling to the last row.
-std::string program(const char* first_line, const char* height,
+std::string program(const char* first_line, const char* string_bytes, const char* height,
                     std::initializer_list<const char*> special)
 {
     std::string text;
@@ -21,8 +21,9 @@ std::string program(const char* first_line, const char* height,
           "/imagetop { 10.75 inch 0 pixel sub } def"})
         text += std::string(line) + "\r\n";
     text += std::string("/imagebottom { imagetop ") + height + " pixel sub } def\r\n" +
-            "/imageleft { 0.25 inch 0 pixel add } def\r\n/picstr 1 string def\r\n" +
-            "imageleft imagebottom translate\r\n2400 pixel " + height + " pixel scale\r\n";
+            "/imageleft { 0.25 inch 0 pixel add } def\r\n/picstr " + string_bytes +
+            " string def\r\n" + "imageleft imagebottom translate\r\n2400 pixel " + height +
+            " pixel scale\r\n";
     for (const char* line : special)
         text += std::string(line) + "\r\n";
     return text + "grestore\r\n\r\n";
@@ -42,20 +43,20 @@ byte_vector with_header(const byte_vector& tiff, uint32_t offset)
 
 TEST(eps_writer, classic_programs)
 {
-    test_dib bilevel(40, 2, 1);
-    for (int x = 0; x < 40; ++x)
+    test_dib bilevel(72, 2, 1);
+    for (int x = 0; x < 72; ++x)
         bilevel.set_pixel(x, 0, x % 2);
     EXPECT_EQ(saved_eps(bilevel),
-              program("%!PS-Adobe-2.0", "120",
-                      {"40 2 1 [40 0 0 -2 0 2] {currentfile picstr readhexstring pop} image",
-                       "5555555555000000", "0000000000000000"}));
+              program("%!PS-Adobe-2.0", "2", "66",
+                      {"72 2 1 [72 0 0 -2 0 2] {currentfile picstr readhexstring pop} image",
+                       "555555555555555555000000", "000000000000000000000000"}));
     test_dib colors(9, 1, 4);
     for (int i = 0; i < 16; ++i)
         colors.set_color(i, i, 0x80 + i, 0xF0);
     for (int x = 0; x < 9; ++x)
         colors.set_pixel(x, 0, uint32_t(x + 3));
     EXPECT_EQ(saved_eps(colors),
-              program("%!PS-Adobe-3.0", "266",
+              program("%!PS-Adobe-3.0", "1", "266",
                       {"/pal <",
                        "0080F0 0181F0 0282F0 0383F0 0484F0 0585F0 0686F0 0787F0 0888F0 0989F0 "
                        "0A8AF0 0B8BF0 0C8CF0 0D8DF0 0E8EF0 0F8FF0",

@@ -37,11 +37,19 @@ inline uint32_t end_of_width(uint32_t width)
     return width < widest ? (1u << width) - 1 : table_codes;
 }
 
-inline uint64_t load_u64be(const uint8_t* p)
+// The bits to be decoded stand in a machine word: 64 bits, or 32 in the DLL.
+using word = tiff_lzw_decoder::word;
+constexpr uint32_t word_bits = sizeof(word) * 8;
+constexpr uint32_t codes_in_word = (word_bits - 8) / widest; // that a refill makes sure of
+
+inline word load_word_be(const uint8_t* p)
 {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return __builtin_bswap64(v);
+    word v;
+    std::memcpy(&v, p, sizeof v);
+    if constexpr (sizeof(word) == 8)
+        return __builtin_bswap64(v);
+    else
+        return __builtin_bswap32(v);
 }
 
 // Copies forward; up to 15 bytes more are written. The source may run into the destination by
@@ -100,7 +108,7 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
     const uint32_t stop =
         static_cast<uint32_t>(std::min<uint64_t>(rows_end, capacity_ - buffer_slack + 64));
 
-    uint64_t bits = bits_;
+    word bits = bits_;
     uint32_t count = bit_count_, width = width_, next_code = next_code_, fill = fill_;
     uint32_t previous_start = previous_start_, previous_length = previous_length_;
     uint32_t grow_at = end_of_width(width);
@@ -110,22 +118,22 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
     uint32_t ready = 0; // codes that are in bits for sure
     while (fill < stop) {
         if (ready == 0) {
-            if (source.available() < 8) source.ensure(8);
+            if (source.available() < sizeof(word)) source.ensure(sizeof(word));
             // Bytes behind the end read as 0 and are not counted.
-            const auto there = static_cast<uint32_t>(std::min<size_t>(source.available(), 8));
-            const uint32_t taken = std::min((63 - count) >> 3, there);
-            bits |= load_u64be(source.next) >> count;
+            const auto there = static_cast<uint32_t>(std::min(source.available(), sizeof(word)));
+            const uint32_t taken = std::min((word_bits - 1 - count) >> 3, there);
+            bits |= load_word_be(source.next) >> count;
             source.next += taken;
             count += 8 * taken;
             if (count < width) {
                 result = state::damaged;
                 break;
             }
-            // Four each time, so that the processor knows when.
-            ready = count >= 4 * widest ? 4 : 1;
+            // The same number each time, so that the processor knows when.
+            ready = count >= codes_in_word * widest ? codes_in_word : 1;
         }
         --ready;
-        const auto code = static_cast<uint32_t>(bits >> (64 - width));
+        const auto code = static_cast<uint32_t>(bits >> (word_bits - width));
         bits <<= width;
         count -= width;
         if (code - clear_code < 2) {

@@ -7,6 +7,8 @@
 /// The decoder of one page, made once and used for all of its strips.
 class tiff_lzw_decoder {
 public:
+    using word = size_t;
+
     /// Takes the tables.  Returns 0 or err_memory.
     int32_t initlzw();
 
@@ -42,7 +44,7 @@ private:
     uint32_t full_end_ = 0;  // not 0: the table is full, and nothing behind this is in it
     uint32_t previous_start_ = 0, previous_length_ = 0;
     uint32_t next_code_ = 0, width_ = 0;
-    uint64_t bits_ = 0; // unread bits, the next one highest
+    word bits_ = 0; // unread bits, the next one highest
     uint32_t bit_count_ = 0;
     uint32_t row_bytes_ = 0;
     int32_t row_ = 0, last_row_ = 0;

@@ -46,10 +46,19 @@ inline uint32_t all_bits_of_zero(uint32_t v)
     return static_cast<uint32_t>((uint64_t{v} - 1) >> 32);
 }
 
-inline void store_u64be(uint8_t* p, uint64_t v)
+// Codes are put together in a machine word: 64 bits, or 32 in the DLL. Beside the 7 bits that
+// may be left of the last byte there is room for so many of them.
+using word = size_t;
+constexpr uint32_t word_bits = sizeof(word) * 8;
+constexpr int codes_in_word = (word_bits - 8) / widest;
+
+inline void store_word_be(uint8_t* p, word v)
 {
-    v = __builtin_bswap64(v);
-    std::memcpy(p, &v, 8);
+    if constexpr (sizeof(word) == 8)
+        v = __builtin_bswap64(v);
+    else
+        v = __builtin_bswap32(v);
+    std::memcpy(p, &v, sizeof v);
 }
 
 // The coding of one strip. Everything is inlined, so that two of them live in registers: a lane
@@ -59,7 +68,7 @@ struct lane {
     const uint8_t* end;
     uint8_t* to;
     uint32_t* table;
-    uint64_t bits = 0; // the last bit_count bits, at most 7, are not yet in the output
+    word bits = 0; // the last bit_count bits, at most 7, are not yet in the output
     uint32_t bit_count = 0;
     uint32_t width = first_width;
     uint32_t next_code = first_free_code;
@@ -85,7 +94,7 @@ struct lane {
 
     [[gnu::always_inline]] void drain()
     {
-        store_u64be(to, bits << 1 << (63 - bit_count));
+        store_word_be(to, bits << 1 << (word_bits - 1 - bit_count));
         to += bit_count >> 3;
         bit_count &= 7;
     }
@@ -122,8 +131,7 @@ struct lane {
         if (next_code == limit) widen();
     }
 
-    // Four codes fit into the word beside the bits that drain leaves.
-    bool has_four() const { return end - next >= 4; }
+    bool has_steps() const { return end - next >= codes_in_word; }
     [[gnu::always_inline]] void steps(int count)
     {
         for (int i = 0; i < count; ++i)
@@ -166,8 +174,8 @@ void tiff_lzw_encoder::encode_tif_lzw(lzw_strip& first, lzw_strip& second)
 {
     lane a(first, tables_.as<uint32_t>());
     lane b(second, tables_.as<uint32_t>() + hash_entries);
-    while (a.has_four() && b.has_four()) {
-        for (int i = 0; i < 4; ++i) {
+    while (a.has_steps() && b.has_steps()) {
+        for (int i = 0; i < codes_in_word; ++i) {
             a.step();
             b.step();
         }
@@ -175,9 +183,9 @@ void tiff_lzw_encoder::encode_tif_lzw(lzw_strip& first, lzw_strip& second)
         b.drain();
     }
     while (a.next < a.end)
-        a.steps(a.has_four() ? 4 : 1);
+        a.steps(a.has_steps() ? codes_in_word : 1);
     while (b.next < b.end)
-        b.steps(b.has_four() ? 4 : 1);
+        b.steps(b.has_steps() ? codes_in_word : 1);
     first.code_bytes = a.finish(first);
     second.code_bytes = b.finish(second);
 }

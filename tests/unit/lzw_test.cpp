@@ -108,7 +108,7 @@ TEST(lzw, coders_agree_with_plain_ones)
     ASSERT_EQ(encoder.init_tif_lzw_save(), 0);
     for (uint32_t values : {1u, 2u, 7u, 256u})
         for (uint32_t run : {1u, 5u, 200u})
-            for (size_t count : {1u, 2u, 299u, 8000u, 60000u, 700000u}) {
+            for (size_t count : {1u, 2u, 253u, 254u, 255u, 256u, 8000u, 60000u, 700000u}) {
                 SCOPED_TRACE(testing::Message()
                              << values << " values, runs of " << run << ", " << count << " bytes");
                 // Two strips are coded at a time.
