@@ -4,23 +4,6 @@
 
 #include <algorithm>
 
-void tiff_rvrsbyt(uint8_t* bytes, size_t count)
-{
-    const auto reverse = [](uint64_t v) {
-        v = (v >> 1 & 0x5555555555555555) | (v & 0x5555555555555555) << 1;
-        v = (v >> 2 & 0x3333333333333333) | (v & 0x3333333333333333) << 2;
-        return (v >> 4 & 0x0F0F0F0F0F0F0F0F) | (v & 0x0F0F0F0F0F0F0F0F) << 4;
-    };
-    uint64_t eight;
-    for (; count >= sizeof eight; count -= sizeof eight, bytes += sizeof eight) {
-        std::memcpy(&eight, bytes, sizeof eight);
-        eight = reverse(eight);
-        std::memcpy(bytes, &eight, sizeof eight);
-    }
-    for (; count > 0; --count, ++bytes)
-        *bytes = static_cast<uint8_t>(reverse(*bytes));
-}
-
 ccitt_bit_window ccitt_bit_source::start(HFILE file, bool lsb_first)
 {
     file_ = file;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/byte_io.h"
+#include "core/row_convert.h"
 
 #include <bit>
 #include <cstring>
@@ -31,7 +32,10 @@ inline void ccitt_store_word(uint8_t* p, ccitt_machine_word word)
 }
 
 /// Reverses the bits of every byte: bit i to bit 7 - i (FillOrder 2).
-void tiff_rvrsbyt(uint8_t* bytes, size_t count);
+inline void tiff_rvrsbyt(uint8_t* bytes, size_t count)
+{
+    reverse_bits_of_bytes(bytes, count);
+}
 
 class ccitt_bit_source;
 

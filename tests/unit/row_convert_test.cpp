@@ -49,6 +49,11 @@ TEST(row_convert, planes_match_pixels_at_every_width)
         const bytes bgr = with_slack(random_bytes(3 * width, static_cast<uint32_t>(width), 1));
         bytes red = with_slack(bytes(width)), green = red, blue = red;
         split_planes(bgr.data(), red.data(), green.data(), blue.data(), width);
+        bytes rgb = bgr;
+        swap_red_blue(rgb.data(), rgb.data(), width);
+        for (size_t i = 0; i < 3 * width; ++i)
+            ASSERT_EQ(rgb[i], bgr[i + 2 - 2 * (i % 3)]);
+        ASSERT_EQ(rgb[3 * width], 0xEE);
         bytes back = with_slack(bytes(3 * width));
         interleave_planes(red.data(), green.data(), blue.data(), back.data(), width);
         const std::vector<int> pixels = pixels_of(bgr, width, 24);
