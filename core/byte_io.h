@@ -165,10 +165,7 @@ int32_t palette_entries(int32_t bits_per_pixel);
 bool dib_fits(int64_t width, int64_t height, int32_t bits_per_pixel);
 
 /// A crop rectangle in bytes of a bottom-up DIB: x becomes a byte offset in the row, y the
-/// stored index of the lowest row of the rectangle, which is also the result.
+/// stored index of the lowest row of the rectangle, which is also the result. INTENDED: 1- and
+/// 4-bit columns round up, so a crop that starts inside a byte starts with the next one.
 int32_t get_crop_start(const BITMAPINFOHEADER* header, int32_t* x, int32_t* y, int32_t width,
                        int32_t height, int32_t* stride);
-
-/// Byte in which column x lies, as crop rectangles count it. INTENDED: 1- and 4-bit columns
-/// round up, so a crop that starts inside a byte starts with the next one.
-int32_t crop_x_bytes(int32_t x, int32_t bits_per_pixel);

@@ -23,6 +23,16 @@ int64_t dib_bytes(int64_t width, int64_t height, int32_t bits_per_pixel)
     return int64_t{sizeof(dib_header)} + row_bytes(width, bits_per_pixel) * rows;
 }
 
+int32_t crop_x_bytes(int32_t x, int32_t bits_per_pixel)
+{
+    switch (bits_per_pixel) {
+    case 1: return (x + 7) / 8;
+    case 4: return (x + 1) / 2;
+    case 24: return x * 3;
+    default: return x;
+    }
+}
+
 } // namespace
 
 int32_t size_for_long(int32_t width, int32_t bits_per_pixel)
@@ -48,16 +58,6 @@ bool dib_fits(int64_t width, int64_t height, int32_t bits_per_pixel)
     // Neither factor exceeds 2^33, so a quotient decides without an overflow.
     if (row_bytes(width, bits_per_pixel) > INT32_MAX / ((height + 3) & ~int64_t{3})) return false;
     return dib_bytes(width, height, bits_per_pixel) <= INT32_MAX;
-}
-
-int32_t crop_x_bytes(int32_t x, int32_t bits_per_pixel)
-{
-    switch (bits_per_pixel) {
-    case 1: return (x + 7) / 8;
-    case 4: return (x + 1) / 2;
-    case 24: return x * 3;
-    default: return x;
-    }
 }
 
 int32_t get_crop_start(const BITMAPINFOHEADER* header, int32_t* x, int32_t* y, int32_t width,

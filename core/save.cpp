@@ -111,9 +111,10 @@ int32_t prepare_save(int32_t handle, crop_origin origin, save_request& request)
     request.header.info.biHeight = area.height;
 
     request.context.handle = handle;
-    request.context.stride = image->bytes_per_line;
-    request.context.first_byte = int64_t{image->height - 1 - area.y} * image->bytes_per_line +
-                                 crop_x_bytes(area.x, image.header()->biBitCount);
+    int32_t x = area.x, y = area.y, stride;
+    const int32_t lowest = get_crop_start(image.header(), &x, &y, area.width, area.height, &stride);
+    request.context.stride = stride;
+    request.context.first_byte = int64_t{lowest + area.height - 1} * stride + x;
     request.context.tone = nullptr;
     if (origin == crop_origin::bottom || !tone_active(image.object())) return 0;
 

@@ -17,48 +17,38 @@ byte_vector rows_of(const byte_vector& file)
     return byte_vector(file.begin() + field(file, 10), file.end());
 }
 
-// Pixels of a row of a file's picture.
-std::vector<uint32_t> row_of(const bmp_builder& bmp, int32_t y)
-{
-    const image_copy picture = picture_of(bmp.build());
-    std::vector<uint32_t> pixels;
-    for (int32_t x = 0; x < picture.width; ++x)
-        pixels.push_back(picture.pixel(x, y));
-    return pixels;
-}
-
 using indices = std::vector<uint32_t>;
 
-// The described encoder, one byte at a time. unit: bytes that a literal starts with.
-byte_vector plain_rle_row(byte_vector row, int longest, int literal_start, int pixels_per_byte)
+// Pixels of a row of a file's picture.
+indices row_of(const bmp_builder& bmp, int32_t y)
 {
-    const auto n = static_cast<int>(row.size());
-    row.push_back(static_cast<uint8_t>(~row.back()));
-    row.push_back(0);
+    const image_copy picture = picture_of(bmp.build());
+    const indices all = values_of(picture);
+    return {all.begin() + y * picture.width, all.begin() + (y + 1) * picture.width};
+}
+
+// The described encoder, one byte at a time. start: bytes that a literal takes without looking.
+byte_vector plain_rle_row(const byte_vector& row, size_t longest, size_t start, size_t pixels)
+{
     byte_vector out;
-    for (int i = 0; i < n;) {
-        int count = 1;
-        if (row[size_t(i) + 1] == row[size_t(i)] || i >= n - 3) {
-            const uint8_t v = row[size_t(i)];
-            while (row[size_t(i) + 1] == v && count < longest)
-                ++i, ++count;
-            out.push_back(uint8_t(count * pixels_per_byte));
-            out.push_back(v);
-            ++i;
+    const size_t n = row.size();
+    for (size_t i = 0, count; i < n; i += count) {
+        const auto same = [&](size_t a, size_t b) { return b < n && row[a] == row[b]; };
+        count = 1;
+        if (same(i, i + 1) || i + 3 >= n) {
+            while (same(i, i + count) && count < longest)
+                ++count;
+            out.insert(out.end(), {uint8_t(count * pixels), row[i]});
             continue;
         }
-        out.push_back(0);
-        const size_t count_at = out.size();
-        out.push_back(0);
-        for (count = 0; count < literal_start; ++count)
-            out.push_back(row[size_t(i++)]);
-        while (row[size_t(i) + 1] != row[size_t(i)] && i < n && count < longest)
-            out.push_back(row[size_t(i++)]), ++count;
-        out[count_at] = uint8_t(count * pixels_per_byte);
-        if (out.size() & 1) out.push_back(0);
+        count = start;
+        while (i + count < n && !same(i + count, i + count + 1) && count < longest)
+            ++count;
+        out.insert(out.end(), {0, uint8_t(count * pixels)});
+        out.insert(out.end(), &row[i], &row[i] + count);
+        if (count & 1) out.push_back(0);
     }
-    out.push_back(0);
-    out.push_back(0);
+    out.insert(out.end(), {0, 0});
     return out;
 }
 
@@ -161,8 +151,7 @@ TEST(bmp_reader, resolution_becomes_dots_per_inch_when_both_are_there)
         bmp_builder bmp;
         bmp.x_per_metre = r.x;
         bmp.y_per_metre = r.y;
-        BITMAPINFOHEADER header;
-        std::memcpy(&header, picture_of(bmp.build()).head.data(), sizeof header);
+        const BITMAPINFOHEADER header = header_of(picture_of(bmp.build()));
         EXPECT_EQ(header.biXPelsPerMeter, r.expected_x);
         EXPECT_EQ(header.biYPelsPerMeter, r.expected_y);
     }

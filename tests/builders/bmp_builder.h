@@ -1,9 +1,7 @@
 // bmp_builder.h - bitmap files for tests, field by field.
 #pragma once
 
-#include "tests/support/temp_file.h"
-
-#include <initializer_list>
+#include "tests/support/codec.h"
 
 struct bmp_builder {
     int32_t width = 1, height = 1;
@@ -18,15 +16,12 @@ struct bmp_builder {
     byte_vector build() const
     {
         byte_vector out;
-        const auto put = [&out](uint32_t value, int bytes) {
-            for (int i = 0; i < bytes; ++i)
-                out.push_back(static_cast<uint8_t>(value >> 8 * i));
-        };
+        const auto put = [&out](uint64_t value, int bytes) { add_le(out, value, bytes); };
         const size_t entries = bits > 8 ? 0 : size_t{1} << bits;
         const uint32_t header = core ? 12 : 40;
-        const auto offset = static_cast<uint32_t>(14 + header + entries * (core ? 3 : 4));
+        const size_t offset = 14 + header + entries * (core ? 3 : 4);
         out = {'B', 'M'};
-        put(static_cast<uint32_t>(offset + data.size()), 4);
+        put(offset + data.size(), 4);
         put(0, 4);
         put(offset, 4);
         put(header, 4);
@@ -36,7 +31,7 @@ struct bmp_builder {
         put(static_cast<uint32_t>(bits), 2);
         if (!core) {
             put(compression, 4);
-            put(static_cast<uint32_t>(data.size()), 4);
+            put(data.size(), 4);
             put(static_cast<uint32_t>(x_per_metre), 4);
             put(static_cast<uint32_t>(y_per_metre), 4);
             put(colors_used, 4);

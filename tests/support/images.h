@@ -52,22 +52,15 @@ public:
     /// An index, or 0xRRGGBB at 24 bits.
     void set_pixel(int32_t x, int32_t y, uint32_t value)
     {
-        uint8_t* p = row(y);
-        switch (bits_) {
-        case 1:
-            p[x / 8] =
-                static_cast<uint8_t>((p[x / 8] & ~(0x80 >> x % 8)) | (value & 1) << (7 - x % 8));
-            break;
-        case 4:
-            p[x / 2] = static_cast<uint8_t>(x & 1 ? (p[x / 2] & 0xF0) | (value & 15)
-                                                  : (p[x / 2] & 15) | (value & 15) << 4);
-            break;
-        case 8: p[x] = static_cast<uint8_t>(value); break;
-        default:
-            p[3 * x] = static_cast<uint8_t>(value);
-            p[3 * x + 1] = static_cast<uint8_t>(value >> 8);
-            p[3 * x + 2] = static_cast<uint8_t>(value >> 16);
+        uint8_t* p = row(y) + x * bits_ / 8;
+        if (bits_ == 24) {
+            for (int shift : {0, 8, 16})
+                *p++ = static_cast<uint8_t>(value >> shift);
+            return;
         }
+        const int shift = 8 - bits_ - x * bits_ % 8;
+        const uint32_t mask = (1u << bits_) - 1;
+        *p = static_cast<uint8_t>((*p & ~(mask << shift)) | (value & mask) << shift);
     }
     /// Every pixel random, runs of mean length run.
     void fill_random(uint32_t seed, int run = 1)
@@ -134,14 +127,10 @@ struct image_copy {
     uint32_t pixel(int32_t x, int32_t y) const
     {
         const size_t rows = size_t{54} + (bits == 24 ? 0 : size_t{4} << bits);
-        const uint8_t* p =
-            bmp.data() + rows + size_t(height - 1 - y) * size_t(test_stride(width, bits));
-        switch (bits) {
-        case 1: return p[x / 8] >> (7 - x % 8) & 1;
-        case 4: return x & 1 ? p[x / 2] & 15 : p[x / 2] >> 4;
-        case 8: return p[x];
-        default: return p[3 * x] | uint32_t{p[3 * x + 1]} << 8 | uint32_t{p[3 * x + 2]} << 16;
-        }
+        const uint8_t* p = bmp.data() + rows + x * bits / 8 +
+                           size_t(height - 1 - y) * size_t(test_stride(width, bits));
+        if (bits == 24) return p[0] | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16;
+        return *p >> (8 - bits - x * bits % 8) & ((1u << bits) - 1);
     }
     /// 0xRRGGBB through the colour table.
     uint32_t color(int32_t x, int32_t y) const

@@ -21,11 +21,6 @@ std::vector<uint8_t> counting(size_t count)
 
 TEST(dib_geometry, rows_tables_and_limits)
 {
-    EXPECT_EQ(size_for_long(1, 1), 4);
-    EXPECT_EQ(size_for_long(33, 1), 8);
-    EXPECT_EQ(size_for_long(3, 24), 12);
-    EXPECT_EQ(size_for_long(5, 4), 4);
-    EXPECT_EQ(size_for_long(10, 8), 12);
     BITMAPINFOHEADER header{};
     header.biBitCount = 8;
     header.biClrUsed = 16;
@@ -39,24 +34,6 @@ TEST(dib_geometry, rows_tables_and_limits)
     EXPECT_FALSE(dib_fits(int64_t{1} << 40, int64_t{1} << 40, 8));
     EXPECT_FALSE(dib_fits(1, 0, 8));
     EXPECT_FALSE(dib_fits(1, 1, 16));
-}
-
-TEST(dib_geometry, crop_start_in_bytes_from_the_bottom)
-{
-    BITMAPINFOHEADER header{};
-    header.biWidth = 100;
-    header.biHeight = 50;
-    const struct {
-        int bits, x, expected_x, stride;
-    } rows[] = {{1, 9, 2, 16}, {4, 9, 5, 52}, {8, 9, 9, 100}, {24, 9, 27, 300}};
-    for (const auto& r : rows) {
-        header.biBitCount = static_cast<WORD>(r.bits);
-        int32_t x = r.x, y = 10, stride = 0;
-        EXPECT_EQ(get_crop_start(&header, &x, &y, 20, 5, &stride), 35);
-        EXPECT_EQ(x, r.expected_x);
-        EXPECT_EQ(y, 35);
-        EXPECT_EQ(stride, r.stride);
-    }
 }
 
 TEST(memory_stream, seeks_and_lengths_as_they_always_were)
