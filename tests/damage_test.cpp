@@ -1,4 +1,4 @@
-// damage_test.cpp - GIF, Targa, PCX, DCX, PICT, WPG and WMF files cut at every byte and with
+// damage_test.cpp - BMP, GIF, Targa, PCX, DCX, PICT, WPG and WMF files cut at every byte and with
 // fields that lie.
 
 #include "tests/builders/gif_builder.h"
@@ -64,7 +64,11 @@ TEST(damage, files_cut_anywhere_give_a_code_or_their_first_rows)
         expect_code_or_part(gif_file());
         expect_code_or_part(wmf_runs());
         expect_code_or_part(wpg_2());
-        for (auto [type, bits] : {std::pair(3, 8),
+        for (auto [type, bits] : {std::pair(1, 4),
+                                  {1, 24},
+                                  {12, 4},
+                                  {12, 8},
+                                  {3, 8},
                                   {3, 24},
                                   {2, 4},
                                   {2, 8},

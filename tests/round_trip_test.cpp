@@ -105,24 +105,6 @@ TEST(round_trip, every_type_gives_back_what_it_got)
     }
 }
 
-TEST(round_trip, survives_cuts_at_every_byte)
-{
-    for (const int interchange : {0, 1}) {
-        IMGX_set_interchange(interchange);
-        for (const IMGX_TYPE_INFO& type : written_types(interchange))
-            for (const int32_t bits : depths_of(type)) {
-                const image_guard image(random_dib(9, 7, bits, 3).create());
-                byte_vector cut = save_bytes(image, type.code);
-                for (; !cut.empty(); cut.pop_back()) {
-                    const int32_t code = load_code(cut);
-                    ASSERT_TRUE(code == 0 || code == -3 || code == -7 || code == -11 || code == -12)
-                        << type.name << ", " << bits << " bits, " << cut.size() << ": " << code;
-                }
-            }
-    }
-    EXPECT_EQ(image_guard(test_dib(1, 1, 8).create()), 0) << "the failures' handles are free";
-}
-
 TEST(round_trip, refuses_every_other_depth)
 {
     for (const IMGX_TYPE_INFO& type : written_types(0))

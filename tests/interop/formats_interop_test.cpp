@@ -1,4 +1,4 @@
-// formats_interop_test.cpp - GIF, Targa, PCX, DCX, PICT, WPG and WMF files to and from other
+// formats_interop_test.cpp - BMP, GIF, Targa, PCX, DCX, PICT, WPG and WMF files to and from other
 // programs: giflib's tools, ImageMagick, GraphicsMagick (which draws metafiles through libwmf),
 // netpbm, libwpg, ffmpeg and LibreOffice as processes where they are installed.
 
@@ -37,6 +37,21 @@ constexpr struct {
     const char* extension;
     uint32_t colors;
 } writers[] = {
+    {"ppmtobmp -windows -bpp=1 %i > %o", ".bmp", 2},
+    {"ppmtobmp -os2 -bpp=1 %i > %o", ".bmp", 2},
+    {"ppmtobmp -windows -bpp=4 %i > %o", ".bmp", 16},
+    {"ppmtobmp -os2 -bpp=4 %i > %o", ".bmp", 16},
+    {"ppmtobmp -windows -bpp=8 %i > %o", ".bmp", 200},
+    {"ppmtobmp -os2 -bpp=8 %i > %o", ".bmp", 256},
+    {"ppmtobmp -windows -bpp=24 %i > %o", ".bmp", 3000},
+    {"ppmtobmp -os2 -bpp=24 %i > %o", ".bmp", 3000},
+    {"convert-im6.q16 %i -type Palette -compress RLE bmp3:%o", ".bmp", 200},
+    {"convert-im6.q16 %i -type Palette -compress None bmp3:%o", ".bmp", 200},
+    {"convert-im6.q16 %i -type TrueColor bmp3:%o", ".bmp", 3000},
+    {"convert-im6.q16 %i -type Palette bmp2:%o", ".bmp", 200},
+    {"convert-im6.q16 %i -type TrueColor bmp:%o", ".bmp", 3000},
+    {"convert-im6.q16 %i -type Palette -compress RLE bmp:%o", ".bmp", 200},
+    {"gm convert %i -type Palette bmp:%o", ".bmp", 16},
     {"convert-im6.q16 %i gif:%o", ".gif", 256},
     {"convert-im6.q16 %i gif87:%o", ".gif", 9},
     {"gm convert %i gif:%o", ".gif", 100},
@@ -65,12 +80,17 @@ constexpr struct {
 
 // File %i to pixmap %o. What these programs are known to read otherwise is left out:
 // ImageMagick shows 1-bit PCX inverted; both show PICT rows of 63 to 66 pixels of 24 bits with
-// another size of count, and refuse single pixels.
+// another size of count, and refuse single pixels, as GraphicsMagick does of 24-bit BMP.
 constexpr struct {
     const char* command;
     int32_t type;
     std::initializer_list<int32_t> depths;
 } readers[] = {
+    {"convert-im6.q16 -regard-warnings bmp:%i -depth 8 ppm:%o", 1, {1, 4, 8, 24}},
+    {"convert-im6.q16 -regard-warnings bmp:%i -depth 8 ppm:%o", 12, {4, 8}},
+    {"gm convert bmp:%i -depth 8 ppm:%o", 1, {1, 4, 8}},
+    {"gm convert bmp:%i -depth 8 ppm:%o", 12, {4, 8}},
+    {"bmptopnm %i > %o", 1, {1, 4, 8, 24}},
     {"convert-im6.q16 -regard-warnings gif:%i -depth 8 ppm:%o", 4, {1, 4, 8}},
     {"gm convert gif:%i -depth 8 ppm:%o", 4, {1, 4, 8}},
     {"giftopnm %i > %o", 4, {1, 4, 8}},
