@@ -20,9 +20,12 @@ struct fraction_bits {
 template <quotient how>
 constexpr fraction_bits bits = how == quotient::nearest ? fraction_bits{4, 2, 3} : fraction_bits{};
 
-// What interchange mode multiplies by: cos(pi/4), sqrt 2 times sin(pi/8) and cos(pi/8), and
+// Interchange mode multiplies by cos(pi/4), sqrt 2 times sin(pi/8) and cos(pi/8), and
 // 1 / (2 cos(k pi/16)) for k = 1, 3, 5, 7.
-constexpr dct_multipliers exact_multipliers = {46341, 35468, 85627, 33410, 39410, 58981, 167963};
+template <quotient how>
+constexpr dct_multipliers multipliers =
+    how == quotient::nearest ? dct_multipliers{46341, 35468, 85627, 33410, 39410, 58981, 167963}
+                             : short_multipliers;
 
 // a divided by 2^shift and rounded. In interchange mode it is the result of some products, each
 // of which is a half too small on average.
@@ -33,34 +36,29 @@ template <quotient how, int32_t shift> lanes shifted(lanes a, int32_t products)
     return {_mm_srai_epi16(_mm_add_epi16(a.v, half), shift)};
 }
 
-// A result of the last pass: a quarter of it, rounded.
-template <quotient how> lanes quarter(lanes a, int32_t products)
+// A result of a pass; that of the last one is a quarter, rounded.
+template <dct_pass pass, quotient how> lanes result(lanes a, int32_t products)
 {
-    return shifted<how, 2 + bits<how>.columns - bits<how>.coefficients>(a, products);
+    constexpr fraction_bits b = bits<how>;
+    if (pass == dct_pass::columns) return shifted<how, 2 + b.columns - b.coefficients>(a, products);
+    return how == quotient::truncated ? a : shifted<how, b.rows - b.columns>(a, products);
 }
 
-// A result of the first pass.
-template <quotient how> lanes whole(lanes a, int32_t products)
+// y0 and y4. Of columns it is (a * 362 + 2048) >> 11, and also (a * 724 + 4096) >> 12.
+// INTENDED: in classic files the summand is the shift's unit, so a flat block has coefficients
+// of 1 in its fourth row before quantisation.
+template <dct_pass pass, quotient how> lanes root(lanes a)
 {
-    if (how == quotient::truncated) return a;
-    return shifted<how, bits<how>.rows - bits<how>.columns>(a, products);
-}
-
-// (a * 362 + 2048) >> 11, and also (a * 724 + 4096) >> 12. INTENDED: in classic files the
-// summand is the shift's unit, so a flat block has coefficients of 1 in its fourth row before
-// quantisation.
-template <quotient how> lanes quarter_of_root(lanes a)
-{
-    if (how == quotient::nearest) return quarter<how>(scaled<exact_multipliers.c4>(a), 1);
-    return {_mm_add_epi16(scaled<362 << 5>(a).v, _mm_set1_epi16(1))};
+    if (pass == dct_pass::columns && how == quotient::truncated)
+        return {_mm_add_epi16(scaled<362 << 5>(a).v, _mm_set1_epi16(1))};
+    return result<pass, how>(scaled<multipliers<how>.c4>(a), 1);
 }
 
 // jpeg_fast_dct, and with columns jpeg_fast_dct_last, which divides by 4 besides.
 template <dct_pass pass, quotient how>
 [[gnu::always_inline]] inline void forward_8(const lanes (&x)[8], lanes (&y)[8])
 {
-    constexpr dct_multipliers f =
-        how == quotient::truncated ? short_multipliers : exact_multipliers;
+    constexpr dct_multipliers f = multipliers<how>;
     const lanes s07 = x[0] + x[7], s34 = x[3] + x[4], s16 = x[1] + x[6], s25 = x[2] + x[5];
     const lanes d07 = x[0] - x[7], d34 = x[3] - x[4], d16 = x[1] - x[6], d25 = x[2] - x[5];
 
@@ -77,25 +75,14 @@ template <dct_pass pass, quotient how>
     const lanes z = u + w + v;
     const lanes m = scaled<f.c4>(s - t);
 
-    if (pass == dct_pass::rows) {
-        y[0] = whole<how>(scaled<f.c4>(a + b), 1);
-        y[4] = whole<how>(scaled<f.c4>(a - b), 1);
-        y[2] = whole<how>(y2, 3);
-        y[6] = whole<how>(y6, 1);
-        y[1] = whole<how>(s + t + z, 7);
-        y[3] = whole<how>(m + z, 4);
-        y[5] = whole<how>(m + w, 2);
-        y[7] = whole<how>(w, 1);
-    } else {
-        y[0] = quarter_of_root<how>(a + b);
-        y[4] = quarter_of_root<how>(a - b);
-        y[2] = quarter<how>(y2, 3);
-        y[6] = quarter<how>(y6, 1);
-        y[1] = quarter<how>(s + t + z, 7);
-        y[3] = quarter<how>(m + z, 4);
-        y[5] = quarter<how>(m + w, 2);
-        y[7] = quarter<how>(w, 1);
-    }
+    y[0] = root<pass, how>(a + b);
+    y[4] = root<pass, how>(a - b);
+    y[2] = result<pass, how>(y2, 3);
+    y[6] = result<pass, how>(y6, 1);
+    y[1] = result<pass, how>(s + t + z, 7);
+    y[3] = result<pass, how>(m + z, 4);
+    y[5] = result<pass, how>(m + w, 2);
+    y[7] = result<pass, how>(w, 1);
 }
 
 template <quotient how>

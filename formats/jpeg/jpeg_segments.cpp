@@ -91,11 +91,17 @@ void read_frame(byte_source& source, uint32_t marker, jpeg_headers& headers)
     }
 }
 
+// The first bytes of an APPn segment; false when it is another application's or shorter.
+bool read_application(byte_source& source, int32_t length, const char* name, uint8_t (&bytes)[12])
+{
+    if (length < 14 || source.read(bytes, sizeof bytes) != sizeof bytes) return false;
+    return std::memcmp(bytes, name, 5) == 0;
+}
+
 void read_jfif(byte_source& source, int32_t length, jpeg_headers& headers)
 {
     uint8_t bytes[12];
-    if (length < 14 || source.read(bytes, sizeof bytes) != sizeof bytes) return;
-    if (std::memcmp(bytes, "JFIF", 5) != 0) return;
+    if (!read_application(source, length, "JFIF", bytes)) return;
     headers.has_jfif = true;
     headers.density_unit = bytes[7];
     headers.density_x = load_u16be(bytes + 8);
@@ -105,8 +111,7 @@ void read_jfif(byte_source& source, int32_t length, jpeg_headers& headers)
 void read_adobe(byte_source& source, int32_t length, jpeg_headers& headers)
 {
     uint8_t bytes[12];
-    if (length < 14 || source.read(bytes, sizeof bytes) != sizeof bytes) return;
-    if (std::memcmp(bytes, "Adobe", 5) != 0) return;
+    if (!read_application(source, length, "Adobe", bytes)) return;
     headers.has_adobe = true;
     headers.adobe_transform = bytes[11];
 }

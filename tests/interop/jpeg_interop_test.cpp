@@ -6,24 +6,22 @@
 #include "tests/support/settings.h"
 
 #include <cmath>
-#include <tiffio.h>
 
 namespace {
 
 // Shades, edges, texture and some noise, coloured or grey.
 pixmap scene(int width, int height, bool grey)
 {
-    pixmap map{width, height, {}};
+    pixmap map{width, height, std::vector<uint32_t>(static_cast<size_t>(width * height))};
     std::mt19937 random(static_cast<uint32_t>(width * 31 + height));
-    for (int i = 0; i < width * height; ++i) {
-        const int x = i % width, y = i / width, edge = (x / 23 + y / 31) % 2 * 60;
-        for (uint32_t c = 0, color = 0; c < 3; ++c) {
-            const double wave = 60 * std::sin((x + 40 * c) / 37.0) * std::cos(y / 29.0);
-            const double fine = 14 * std::sin(x * 0.9 + c) * std::sin(y * 0.7) + random() % 13;
-            const double level = std::clamp(84 + wave + fine + edge, 0.0, 255.0);
-            color = color << 8 | static_cast<uint32_t>(level);
-            if (c == 2) map.colors.push_back(grey ? (color & 255) * 0x010101 : color);
-        }
+    for (int i = 0; i < 3 * width * height; ++i) {
+        const int x = i / 3 % width, y = i / 3 / width, c = grey ? 0 : i % 3;
+        const double wave = 60 * std::sin((x + 40 * c) / 37.0) * std::cos(y / 29.0);
+        const double fine = 14 * std::sin(x * 0.9 + c) * std::sin(y * 0.7) + random() % 13;
+        const double level = 84 + wave + fine + (x / 23 + y / 31) % 2 * 60;
+        uint32_t& color = map.colors[static_cast<size_t>(i / 3)];
+        color = color << 8 | static_cast<uint32_t>(std::clamp(level, 0.0, 255.0));
+        if (grey) color = (color & 255) * 0x010101;
     }
     return map;
 }
@@ -65,14 +63,13 @@ struct difference {
 
     difference(const pixmap& a, const pixmap& b)
     {
-        EXPECT_GT(a.width, 0);
-        EXPECT_EQ(a.width, b.width);
-        double squares = 0;
+        EXPECT_EQ(a.colors.size(), b.colors.size());
         const size_t count = std::min(a.colors.size(), b.colors.size());
+        EXPECT_GT(count, 0u);
+        double squares = 0;
         for (size_t i = 0; i < 3 * count; ++i) {
-            const size_t shift = i % 3 * 8;
-            const int d = std::abs(static_cast<int>(a.colors[i / 3] >> shift & 255) -
-                                   static_cast<int>(b.colors[i / 3] >> shift & 255));
+            const auto byte = [&](const pixmap& p) { return p.colors[i / 3] >> i % 3 * 8 & 255; };
+            const int d = std::abs(static_cast<int>(byte(a)) - static_cast<int>(byte(b)));
             largest = std::max(largest, d);
             mean += d / 3.0 / static_cast<double>(count);
             squares += d * d / 3.0 / static_cast<double>(count);
@@ -85,6 +82,7 @@ struct difference {
 void expect_close(const pixmap& a, const pixmap& b, int largest = 10)
 {
     const difference d(a, b);
+    EXPECT_EQ(a.width, b.width);
     EXPECT_LE(d.largest, largest);
     EXPECT_LE(d.mean, 2);
 }
@@ -131,12 +129,9 @@ TEST(jpeg_interop, decodes_several_scans_like_one)
                 const std::string options = "-quality 95 -sample " + factors + " -restart " +
                                             std::to_string(size % 4) + "B";
                 const auto from = scene(size, 404 - size, false);
-                const byte_vector file =
-                    by_cjpeg(from, options + " -optimize -scans " + script.name());
-                EXPECT_TRUE(ours(file) == ours(by_cjpeg(from, options)));
-                byte_vector cut = file; // in the last scan
-                cut.resize(file.size() - file.size() / 100 - 9);
-                EXPECT_EQ(load_code(cut), -12);
+                const std::string several = " -optimize -scans " + std::string(script.name());
+                EXPECT_TRUE(ours(by_cjpeg(from, options + several)) ==
+                            ours(by_cjpeg(from, options)));
             }
 }
 
@@ -195,61 +190,46 @@ TEST(jpeg_interop, has_the_peers_tables_and_comes_as_close_to_the_picture)
             EXPECT_GE(difference(by_djpeg(file), from).psnr,
                       difference(by_djpeg(theirs), from).psnr - 0.35);
             EXPECT_LE(file.size(), theirs.size() * 102 / 100 + 67); // both tables even for grey
-            // Theirs stand in segments of their own.
+            // Theirs stand in segments of their own. INTENDED: 46 and 66 for 47 and 99.
+            const int scale = q < 50 ? 5000 / q : 200 - 2 * q;
             for (size_t at = 2; theirs[at + 1] != 0xDA; at += 2 + theirs[at + 3]) {
                 const auto body = theirs.begin() + static_cast<ptrdiff_t>(at + 4);
                 byte_vector table(body, body + theirs[at + 3] - 2);
-                if (theirs[at + 1] == 0xDB && table[0] == 1) {
-                    // INTENDED: 46 and 66 for 47 and 99.
-                    const int scale = q < 50 ? 5000 / q : 200 - 2 * q;
-                    table[7] = static_cast<uint8_t>(std::clamp((46 * scale + 50) / 100, 1, 255));
-                    table[15] = static_cast<uint8_t>(std::clamp((66 * scale + 50) / 100, 1, 255));
-                }
-                if (theirs[at + 1] == 0xDB || theirs[at + 1] == 0xC4) {
-                    EXPECT_NE(std::search(file.begin(), file.end(), table.begin(), table.end()),
-                              file.end())
-                        << at;
-                }
+                for (auto [place, base] : {std::array{7, 46}, {15, 66}})
+                    if (theirs[at + 1] == 0xDB && table[0] == 1)
+                        table[static_cast<size_t>(place)] =
+                            static_cast<uint8_t>(std::clamp((base * scale + 50) / 100, 1, 255));
+                const auto found =
+                    std::search(file.begin(), file.end(), table.begin(), table.end());
+                EXPECT_TRUE(found != file.end() || theirs[at + 1] < 0xC4 || theirs[at + 1] > 0xDB)
+                    << at;
             }
         }
 }
 
-// libtiff takes each of several strips as one restart interval.
+// libtiff takes each of several strips as one restart interval, and mixes them up where they
+// are big-endian.
 TEST(jpeg_interop, reads_pages_with_tables_like_libtiff)
 {
-    TIFFSetWarningHandler(nullptr); // of the old compression
     const interchange on;
     const struct {
         size_t components, strips;
         uint8_t h, v, interval;
-    } cases[] = {{1, 1, 1, 1, 0}, {1, 1, 1, 1, 2}, {1, 3, 1, 1, 0}, {3, 1, 1, 1, 0},
-                 {3, 3, 1, 1, 0}, {3, 1, 2, 1, 2}, {3, 3, 2, 1, 0}, {3, 1, 2, 2, 1},
-                 {3, 3, 2, 2, 0}, {3, 1, 1, 2, 2}};
-    for (const auto& c : cases)
-        for (const bool big : {false, true}) {
-            if (big && c.strips > 1) continue; // it mixes up the strips
-            SCOPED_TRACE(testing::Message() << &c - cases << " big " << big);
-            const auto strips =
-                jpeg_builder::strips_of(c.components, c.strips, c.h, c.v, c.interval);
-            const jpeg_builder::page page{strips,
-                                          big,
-                                          big,
-                                          {},
-                                          {{512, 3, 1}, {515, 3, c.interval}, {530, 3, c.h, c.v}},
-                                          c.components == 1};
-            const temp_file file(".tif");
-            write_file(file.name(), page.file());
-            const pixmap meant = load_pixmap(file.name());
-            pixmap theirs = meant;
-            TIFF* tiff = TIFFOpen(file.name(), "r");
-            ASSERT_NE(tiff, nullptr);
-            EXPECT_EQ(TIFFReadRGBAImageOriented(tiff, static_cast<uint32_t>(theirs.width),
-                                                static_cast<uint32_t>(theirs.height),
-                                                theirs.colors.data(), ORIENTATION_TOPLEFT, 1),
-                      1);
-            TIFFClose(tiff);
-            for (uint32_t& color : theirs.colors)
-                color = TIFFGetR(color) << 16 | TIFFGetG(color) << 8 | TIFFGetB(color);
-            expect_close(meant, theirs);
-        }
+        bool big;
+    } cases[] = {{1, 1, 1, 1, 0, false}, {1, 1, 1, 1, 2, true},  {1, 3, 1, 1, 0, false},
+                 {3, 1, 1, 1, 0, true},  {3, 3, 1, 1, 0, false}, {3, 1, 2, 1, 2, true},
+                 {3, 3, 2, 1, 0, false}, {3, 1, 2, 2, 1, false}, {3, 3, 2, 2, 0, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        jpeg_builder::page page{
+            jpeg_builder::strips_of(c.components, c.strips, c.h, c.v, c.interval), c.big, c.big};
+        page.prefix.clear();
+        page.more = {{512, 3, 1}, {515, 3, c.interval}, {530, 3, c.h, c.v}};
+        page.inline_tables = c.components == 1;
+        const temp_file in(".tif"), out(".tif");
+        write_file(in.name(), page.file());
+        const std::string files = std::string(in.name()) + " " + out.name();
+        ASSERT_TRUE(run_tool("tiff2rgba -n -c none " + files));
+        expect_close(load_pixmap(in.name()), load_pixmap(out.name()));
+    }
 }
