@@ -38,8 +38,9 @@ protected:
         EXPECT_EQ(GetModuleHandleA("TWAIN32.DLL"), nullptr) << "the manager stayed loaded";
         // The lowest handle is free.
         EXPECT_EQ(image_guard(test_dib(1, 1, 1).create()), 0) << "an image leaked";
+        // Not the paint requests of other tests' window, which come again and again.
         MSG message;
-        while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        while (PeekMessageA(&message, nullptr, WM_APP, WM_APP, PM_REMOVE)) {
         }
     }
     void refuse(uint16_t argument, uint16_t message, uint16_t code = return_failure) const
