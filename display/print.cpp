@@ -60,7 +60,8 @@ int32_t print_plan(const dib_lock& image, HDC printer, const stretch_plan& plan)
                                       : print_colors(image, printer, plan);
 }
 
-// Calls print for each band that the driver wants, or once with everything.
+// Calls print for each band that the driver wants, or once with everything. Dots of the
+// error diffusion start anew in each band; thresholds fall as on the whole page.
 template <class Print> int32_t for_each_band(HDC printer, Print print)
 {
     if (!(GetDeviceCaps(printer, RASTERCAPS) & RC_BANDING)) {

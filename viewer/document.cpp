@@ -49,15 +49,23 @@ std::string file_name_of(const std::string& path)
     return path.substr(path.find_last_of("\\/") + 1);
 }
 
-replacement_file::replacement_file(const std::string& path) : path_(path), name_(path + ".new")
+temporary_file::temporary_file(const std::string& directory)
 {
-    // Multi-page types would add to what an earlier run has left.
+    char name[MAX_PATH] = "";
+    GetTempFileNameA(directory.empty() ? "." : directory.c_str(), "tre", 0, name);
+    name_ = name;
+    // Types that hold pages would add to the file that is there now.
+    DeleteFileA(name);
+}
+
+temporary_file::~temporary_file()
+{
     DeleteFileA(name());
 }
 
-replacement_file::~replacement_file()
+replacement_file::replacement_file(const std::string& path)
+    : path_(path), written_(path.substr(0, path.size() - file_name_of(path).size()))
 {
-    DeleteFileA(name());
 }
 
 int32_t replacement_file::put_in_place() const

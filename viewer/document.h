@@ -21,22 +21,32 @@ enum result_code : int32_t {
 /// The name without its directory.
 std::string file_name_of(const std::string& path);
 
+/// A name that no file of a directory has; what is put there is removed at the end.
+class temporary_file {
+public:
+    explicit temporary_file(const std::string& directory);
+    ~temporary_file();
+    temporary_file(const temporary_file&) = delete;
+    temporary_file& operator=(const temporary_file&) = delete;
+    const char* name() const { return name_.c_str(); }
+
+private:
+    std::string name_;
+};
+
 /// A file that is written under a name beside its own, so that what lies there is replaced
 /// only by a whole one.
 class replacement_file {
 public:
     explicit replacement_file(const std::string& path);
-    ~replacement_file();
-    replacement_file(const replacement_file&) = delete;
-    replacement_file& operator=(const replacement_file&) = delete;
-
     /// The name to write.
-    const char* name() const { return name_.c_str(); }
+    const char* name() const { return written_.name(); }
     /// Gives it its own name.  0 or code_create.
     int32_t put_in_place() const;
 
 private:
-    std::string path_, name_;
+    std::string path_;
+    temporary_file written_;
 };
 
 /// One row of the library's table of file types that can be written.

@@ -17,24 +17,12 @@ constexpr const char* program_name = "Trevolan Viewer";
 constexpr double zoom_step = 1.25;
 constexpr int part_text = 0, part_zoom = 1, part_progress = 2;
 
-// A temporary file that is removed at the end.
-class temporary_file {
-public:
-    temporary_file()
-    {
-        char directory[MAX_PATH], name[MAX_PATH];
-        GetTempPathA(MAX_PATH, directory);
-        GetTempFileNameA(directory, "tre", 0, name);
-        name_ = name;
-    }
-    ~temporary_file() { DeleteFileA(name_.c_str()); }
-    temporary_file(const temporary_file&) = delete;
-    temporary_file& operator=(const temporary_file&) = delete;
-    const char* name() const { return name_.c_str(); }
-
-private:
-    std::string name_;
-};
+std::string temporary_directory()
+{
+    char directory[MAX_PATH];
+    GetTempPathA(MAX_PATH, directory);
+    return directory;
+}
 
 } // namespace
 
@@ -235,7 +223,7 @@ void viewer_frame::paste()
 {
     if (!may_lose_changes(window_, picture_)) return;
     // Through a file, because the clipboard holds bitmaps of many kinds.
-    const temporary_file file;
+    const temporary_file file(temporary_directory());
     int32_t result = IMG_save_clipboard(file.name(), window_);
     if (result >= 0) result = picture_.adopt(IMG_decompress_bitmap(file.name()), "Clipboard");
     if (result < 0) return tell_error(window_, "The clipboard cannot be pasted", result);
