@@ -16,34 +16,32 @@ namespace {
 class row_mirror {
 public:
     explicit row_mirror(const dib_lock& image)
-        : flip_(flip_row_of(image.header()->biBitCount)), width_(image->width),
-          row_bytes_(image->bytes_per_line),
+        : flip_(flip_row_of(image.header()->biBitCount)),
+          exchange_(exchange_rows_of(image.header()->biBitCount, image->width)),
+          width_(image->width), row_bytes_(image->bytes_per_line),
           used_bytes_((size_t(width_) * image.header()->biBitCount + 7) / 8), copy_(row_bytes_)
     {
     }
 
     explicit operator bool() const { return static_cast<bool>(copy_); }
 
-    /// Different rows.
-    void put(uint8_t* to, const uint8_t* from) const
-    {
-        flip_(to, from, width_);
-        std::memset(to + used_bytes_, 0, row_bytes_ - used_bytes_);
-    }
-    void put_in_place(uint8_t* row) const
-    {
-        std::memcpy(copy_.bytes(), row, row_bytes_);
-        put(row, copy_.bytes());
-    }
+    /// Mirrors two rows into each other's place, or one in its own.
     void exchange(uint8_t* a, uint8_t* b) const
     {
-        std::memcpy(copy_.bytes(), a, row_bytes_);
-        put(a, b);
-        put(b, copy_.bytes());
+        if (exchange_) {
+            exchange_(a, b, width_);
+        } else {
+            std::memcpy(copy_.bytes(), a, row_bytes_);
+            if (a != b) flip_(a, b, width_);
+            flip_(b, copy_.bytes(), width_);
+        }
+        std::memset(a + used_bytes_, 0, row_bytes_ - used_bytes_);
+        std::memset(b + used_bytes_, 0, row_bytes_ - used_bytes_);
     }
 
 private:
     flip_row* flip_;
+    exchange_rows* exchange_;
     int32_t width_;
     size_t row_bytes_, used_bytes_;
     scratch_block copy_;
@@ -59,7 +57,7 @@ int32_t flip_bitmapx(int32_t handle)
     const row_mirror mirror(image);
     if (!mirror) return err_memory;
     for (int32_t r = 0; r < image->height; ++r)
-        mirror.put_in_place(image.row(r));
+        mirror.exchange(image.row(r), image.row(r));
     mirror_crop_x(image.object());
     return 0;
 }
@@ -83,9 +81,8 @@ int32_t half_turn(int32_t handle)
     const row_mirror mirror(image);
     if (!mirror) return err_memory;
     int32_t low = 0, high = image->height - 1;
-    for (; low < high; ++low, --high)
+    for (; low <= high; ++low, --high)
         mirror.exchange(image.row(low), image.row(high));
-    if (low == high) mirror.put_in_place(image.row(low));
     mirror_crop_x(image.object());
     mirror_crop_y(image.object());
     return 0;

@@ -1,11 +1,10 @@
-// mirror_rows.cpp - sixteen bytes at a time from the source row's end.
+// mirror_rows.cpp - sixteen or thirty-two bytes at a time from the source row's end.
 
 #include "process/mirror_rows.h"
 
 #include <cstddef>
 #include <cstring>
-#include <emmintrin.h>
-#include <tmmintrin.h>
+#include <immintrin.h>
 
 namespace {
 
@@ -47,6 +46,11 @@ struct pixels_of_4_bits {
     static __m128i turn(__m128i v) { return swap_bits<4>(v, 0x0F); }
 };
 
+struct pixels_of_8_bits {
+    static constexpr int32_t bits = 8;
+    static __m128i turn(__m128i v) { return v; }
+};
+
 // Each byte with the pixels of itself and the byte before it moved on by unused bits, so
 // that the row ends with its last pixel.
 inline __m128i shift_on(__m128i v, __m128i before, int32_t unused)
@@ -76,6 +80,70 @@ template <class Pixels> void flip_packed(uint8_t* to, const uint8_t* from, int32
     const __m128i v = unused ? shift_on(load(start + 1), load(start), unused) : load(start + 1);
     store(turned, reverse_bytes(Pixels::turn(v)));
     std::memcpy(to + i, turned, rest);
+}
+
+// Tables of the byte shuffles, which look up in each half by itself.
+struct shuffle_table {
+    alignas(32) uint8_t entries[32];
+
+    template <class Entry> constexpr explicit shuffle_table(Entry entry) : entries{}
+    {
+        for (int32_t i = 0; i < 32; ++i)
+            entries[i] = static_cast<uint8_t>(entry(i % 16));
+    }
+    [[gnu::target("avx2")]] __m256i load() const
+    {
+        return _mm256_load_si256(reinterpret_cast<const __m256i*>(entries));
+    }
+};
+
+constexpr shuffle_table last_first([](int32_t i) { return 15 - i; });
+
+// The pixels of a nibble turned, as the low and as the high half of a byte.
+template <int32_t bits> constexpr int32_t turned_nibble(int32_t v)
+{
+    return bits == 1 ? (v & 1) << 3 | (v & 2) << 1 | (v & 4) >> 1 | v >> 3 : v;
+}
+template <int32_t bits> constexpr shuffle_table as_low(turned_nibble<bits>);
+template <int32_t bits>
+constexpr shuffle_table as_high([](int32_t v) { return turned_nibble<bits>(v) << 4; });
+
+template <int32_t bits> [[gnu::target("avx2")]] inline __m256i reverse_pixels(__m256i v)
+{
+    if (bits < 8) {
+        const __m256i nibble = _mm256_set1_epi8(15);
+        const __m256i high = _mm256_and_si256(_mm256_srli_epi16(v, 4), nibble);
+        const __m256i low = _mm256_and_si256(v, nibble);
+        v = _mm256_or_si256(_mm256_shuffle_epi8(as_high<bits>.load(), low),
+                            _mm256_shuffle_epi8(as_low<bits>.load(), high));
+    }
+    return _mm256_shuffle_epi8(_mm256_permute2x128_si256(v, v, 1), last_first.load());
+}
+
+constexpr int32_t wide = 32; // bytes
+
+inline __m256i* at(uint8_t* p)
+{
+    return reinterpret_cast<__m256i*>(p);
+}
+
+// Inwards from both ends. The last pair of groups overlaps what is done already, which gets
+// the same values again, so it is loaded first. Rows have two groups or more.
+template <class Pixels> [[gnu::target("avx2")]] void exchange(uint8_t* a, uint8_t* b, int32_t width)
+{
+    const int32_t bytes = width / (8 / Pixels::bits);
+    const int32_t last = a == b ? bytes / 2 / wide * wide : bytes - wide;
+    uint8_t* far = b + bytes - wide;
+    const __m256i last_left = _mm256_loadu_si256(at(a + last));
+    const __m256i last_right = _mm256_loadu_si256(at(far - last));
+    for (int32_t i = 0; i < last; i += wide) {
+        const __m256i left = _mm256_loadu_si256(at(a + i));
+        const __m256i right = _mm256_loadu_si256(at(far - i));
+        _mm256_storeu_si256(at(a + i), reverse_pixels<Pixels::bits>(right));
+        _mm256_storeu_si256(at(far - i), reverse_pixels<Pixels::bits>(left));
+    }
+    _mm256_storeu_si256(at(a + last), reverse_pixels<Pixels::bits>(last_right));
+    _mm256_storeu_si256(at(far - last), reverse_pixels<Pixels::bits>(last_left));
 }
 
 void flip_24bit_rest(uint8_t* to, const uint8_t* from, int32_t width)
@@ -110,11 +178,7 @@ void flip_4bit(uint8_t* to, const uint8_t* from, int32_t width)
 
 void flip_8bit(uint8_t* to, const uint8_t* from, int32_t width)
 {
-    int32_t x = 0;
-    for (; x + 16 <= width; x += 16)
-        store(to + x, reverse_bytes(load(from + width - 16 - x)));
-    for (; x < width; ++x)
-        to[x] = from[width - 1 - x];
+    flip_packed<pixels_of_8_bits>(to, from, width);
 }
 
 void flip_24bit(uint8_t* to, const uint8_t* from, int32_t width)
@@ -130,5 +194,17 @@ flip_row* flip_row_of(int32_t bits_per_pixel)
     case 4: return flip_4bit;
     case 8: return flip_8bit;
     default: return flip_24bit;
+    }
+}
+
+exchange_rows* exchange_rows_of(int32_t bits_per_pixel, int32_t width)
+{
+    const int64_t row_bits = int64_t{width} * bits_per_pixel;
+    if (row_bits < 2 * 8 * wide || row_bits % 8 || !__builtin_cpu_supports("avx2")) return nullptr;
+    switch (bits_per_pixel) {
+    case 1: return exchange<pixels_of_1_bit>;
+    case 4: return exchange<pixels_of_4_bits>;
+    case 8: return exchange<pixels_of_8_bits>;
+    default: return nullptr;
     }
 }

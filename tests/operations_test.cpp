@@ -12,10 +12,10 @@ struct shape {
 };
 
 // Around the widths and blocks at which wide words, bytes and padding end.
-constexpr shape shapes[] = {{1, 1, 0},   {1, 9, 0},   {9, 1, 0},   {2, 3, 0},    {5, 4, 0},
-                            {7, 8, 0},   {8, 7, 0},   {15, 17, 0}, {16, 16, 0},  {17, 33, 0},
-                            {31, 32, 0}, {33, 31, 0}, {64, 5, 0},  {65, 63, 0},  {127, 5, 0},
-                            {5, 129, 0}, {97, 70, 0}, {257, 6, 0}, {130, 140, 0}};
+constexpr shape shapes[] = {{1, 1, 0},   {1, 9, 0},   {9, 1, 0},   {2, 3, 0},     {5, 4, 0},
+                            {7, 8, 0},   {8, 7, 0},   {15, 17, 0}, {16, 16, 0},   {17, 33, 0},
+                            {31, 32, 0}, {33, 31, 0}, {64, 5, 0},  {65, 63, 0},   {127, 5, 0},
+                            {5, 129, 0}, {97, 70, 0}, {257, 6, 0}, {130, 140, 0}, {600, 5, 0}};
 
 // Strides below which a strip of each row count fits, so that seams fall everywhere.
 constexpr shape strips[] = {
