@@ -1,6 +1,7 @@
-// color_bench.cpp - colour reduction and promotion beside Leptonica, ImageMagick and plain
-// searches, on photographs of 24 megapixels.
+// color_bench.cpp - colour reduction and promotion beside Leptonica, ImageMagick, netpbm
+// and plain searches, on photographs of 24 megapixels.
 
+#include "bench/bench_netpbm.h"
 #include "bench/bench_peers.h"
 
 namespace {
@@ -13,6 +14,12 @@ const bench_picture& picture_of(int64_t bits)
 template <class F> void ours(benchmark::State& s, F f)
 {
     run_ours(s, picture_of(s.range(0)), f);
+}
+template <class F> void true_tones(benchmark::State& s, F f)
+{
+    IMGX_set_true_tones(1);
+    ours(s, f);
+    IMGX_set_true_tones(0);
 }
 template <class F> void leptonica(benchmark::State& s, F f)
 {
@@ -62,6 +69,11 @@ void plain_search(benchmark::State& s)
     s.SetBytesProcessed(static_cast<int64_t>(s.iterations() * p.pixel_bytes() / 64));
 }
 
+void netpbm(benchmark::State& s, const char* program)
+{
+    run_netpbm(s, picture_of(s.range(0)), program);
+}
+
 const auto lept_dither = [](PIX* p) { return pixDitherToBinary(p); };
 const auto magick_ordered = [](MagickWand* w) { return MagickOrderedPosterizeImage(w, "o8x8"); };
 const auto magick_332 = [](MagickWand* w) {
@@ -84,6 +96,10 @@ const auto magick_332 = [](MagickWand* w) {
 BENCHMARK(copy_warm) ON(24000000)->Arg(72000000);
 BENCHMARK(copy_fresh) ON(24000000)->Arg(72000000);
 BENCHMARK_CAPTURE(ours, gray, IMG_color_gray) ON(8) ON(24);
+BENCHMARK_CAPTURE(true_tones, gray, IMG_color_gray) ON(24);
+BENCHMARK_CAPTURE(true_tones, diffusion_mono, IMG_diffusion_mono) ON(8) ON(24);
+BENCHMARK_CAPTURE(true_tones, diffusion_color, IMG_diffusion_color) ON(24);
+BENCHMARK_CAPTURE(true_tones, fixed_palette, IMG_mediancut_color) ON(24);
 BENCHMARK_CAPTURE(ours, bayer_mono, IMG_bayer_mono) ON(8) ON(24);
 BENCHMARK_CAPTURE(ours, halftone_mono, IMG_halftone_mono) ON(8) ON(24);
 BENCHMARK_CAPTURE(magick, ordered, magick_ordered)->Iterations(1) ON(8) ON(24);
@@ -97,6 +113,10 @@ BENCHMARK_CAPTURE(ours, popularity, IMG_popularity_color) ON(24);
 BENCHMARK(plain_search)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(ours, promote_8, IMG_promote_8) ON(1) ON(8);
 BENCHMARK_CAPTURE(ours, promote_24, IMG_promote_24) ON(1) ON(8);
+BENCHMARK_CAPTURE(netpbm, gray, "ppmtopgm") ON(24)->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, ordered, "pamditherbw -dither8") ON(8)->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, diffusion, "pgmtopbm -fs") ON(8)->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, popularity, "ppmquant 256") ON(24)->UseManualTime()->Iterations(1);
 
 } // namespace
 

@@ -1,5 +1,7 @@
-// process_bench.cpp - geometry, tone and filters beside Leptonica, ImageMagick and memcpy.
+// process_bench.cpp - geometry, tone and filters beside Leptonica, ImageMagick,
+// netpbm and memcpy.
 
+#include "bench/bench_netpbm.h"
 #include "bench/bench_peers.h"
 
 namespace {
@@ -48,6 +50,11 @@ template <class F> void magick(benchmark::State& s, F f)
     run_magick(s, picture_of(s.range(0)), f);
 }
 
+void netpbm(benchmark::State& s, const char* program)
+{
+    run_netpbm(s, picture_of(s.range(0)), program);
+}
+
 const auto lept_turn = [](PIX* p) { return pixRotate90(p, 1); };
 const auto lept_half_turn = [](PIX* p) { return pixRotate180(nullptr, p); };
 const auto lept_flip_x = [](PIX* p) { return pixFlipLR(nullptr, p); };
@@ -66,6 +73,9 @@ const auto magick_convolve = [](MagickWand* w) {
     return MagickConvolveImage(w, 3, kernel);
 };
 const auto magick_invert = [](MagickWand* w) { return MagickNegateImage(w, MagickFalse); };
+
+constexpr const char* netpbm_shrink = "pamscale -nomix 0.68883";
+constexpr const char* netpbm_convolve = "pnmconvol -matrix=0,-1,0,-1,5,-1,0,-1,0";
 
 #define ON_PAGES ->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)
 #define ON_PHOTOS ->Arg(2)->Arg(3)->Unit(benchmark::kMillisecond)
@@ -96,6 +106,12 @@ BENCHMARK_CAPTURE(ours, kernel_small, kernel_7) ON_PHOTOS;
 BENCHMARK_CAPTURE(ours, kernel_wide, kernel_0) ON_PHOTOS;
 BENCHMARK_CAPTURE(magick, convolve, magick_convolve) ON_PHOTOS;
 BENCHMARK_CAPTURE(ours, sharpen, sharpen) ON_PHOTOS;
+BENCHMARK_CAPTURE(netpbm, turn, "pamflip -r270") ON_ALL->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, half_turn, "pamflip -r180") ON_ALL->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, flip_x, "pamflip -lr") ON_ALL->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, invert, "pnminvert") ON_ALL->UseManualTime()->Iterations(2);
+BENCHMARK_CAPTURE(netpbm, shrink, netpbm_shrink) ON_PHOTOS->UseManualTime()->Iterations(1);
+BENCHMARK_CAPTURE(netpbm, convolve, netpbm_convolve) ON_PHOTOS->UseManualTime()->Iterations(1);
 
 } // namespace
 
