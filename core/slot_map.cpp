@@ -20,10 +20,6 @@ bool slot_map::reserve(uint32_t capacity)
         }
         bits = words;
     }
-    // A word that was alone on its level may be full already; the level above must say so.
-    for (int level = 0; level + 1 < levels; ++level)
-        for (uint32_t i = 0; i < words_[level]; ++i)
-            if (full_[level][i] == UINT64_MAX) full_[level + 1][i / 64] |= uint64_t{1} << i % 64;
     if (capacity > capacity_) capacity_ = capacity;
     return true;
 }

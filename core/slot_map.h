@@ -25,8 +25,10 @@ public:
     void clear();
 
 private:
-    static constexpr int levels = 6; // 64^6 handles and more than 32 bits can name
-    uint64_t* full_[levels] = {};    // level 0: slot taken; above: word below full
+    // 64^6 handles are more than 32 bits can name. Every level has a word from the first
+    // reserve on, so take() marks full words all the way up.
+    static constexpr int levels = 6;
+    uint64_t* full_[levels] = {}; // level 0: slot taken; above: word below full
     uint32_t words_[levels] = {};
     uint32_t capacity_ = 0;
 };

@@ -194,7 +194,8 @@ TEST(bmp_reader, deltas_and_stale_pixels)
     EXPECT_EQ(row_of(bmp, 1), (indices{0, 0, 0, 0})); // passed over
     EXPECT_EQ(row_of(bmp, 0), (indices{1, 2, 9, 9}));
 
-    IMGX_set_interchange(1); // pixels passed over are background
+    IMGX_set_interchange(1);                          // pixels passed over are background
+    EXPECT_EQ(row_of(bmp, 2), (indices{1, 0, 0, 0})); // delivered once
     EXPECT_EQ(row_of(bmp, 0), (indices{0, 2, 0, 0}));
 }
 

@@ -357,9 +357,12 @@ TEST(crop_bitmap, takes_exactly_the_pixels_of_the_rectangle)
                 const image_copy to = copy_image(image);
                 ASSERT_EQ(to.width, width);
                 ASSERT_EQ(to.height, 5);
+                test_dib cut(width, 5, bits); // with zeros behind its rows
                 for (int32_t row = 0; row < 5; ++row)
                     for (int32_t column = 0; column < width; ++column)
-                        ASSERT_EQ(to.pixel(column, row), from.pixel(x + column, row + 2));
+                        cut.set_pixel(column, row, from.pixel(x + column, row + 2));
+                const uint8_t* rows = to.bmp.data() + 54 + cut.table_bytes();
+                EXPECT_EQ(std::memcmp(rows, cut.row(4), size_t(5 * test_stride(width, bits))), 0);
             }
 }
 

@@ -112,6 +112,7 @@ TEST_F(tool_test, fits_the_depth_and_says_so)
         {"chart_24.bmp", "gif", 8, "24-bit picture reduced to 8 bits by popularity for GIF"},
         {"chart_1.bmp", "targa", 8, "1-bit picture promoted to 8 bits for Targa"},
         {"chart_4.bmp", "targa", 8, "4-bit picture promoted to 8 bits for Targa"},
+        {"chart_1.bmp", "bmp-rle", 8, "1-bit picture promoted to 8 bits for BMP"},
         {"chart_24.bmp", "bmp-rle", 8, "24-bit picture reduced to 8 bits by popularity for BMP"},
         {"chart_8.bmp", "tiff-g4", 1, "8-bit picture reduced to 1 bit by diffusion for TIFF"},
     };

@@ -24,6 +24,15 @@ byte_vector large_picture()
     return bmp.build();
 }
 
+// Seconds of work that can be cancelled between any two of its steps.
+std::string many_steps()
+{
+    std::string steps;
+    for (int i = 0; i < 100; ++i)
+        steps += " --flip-x";
+    return steps;
+}
+
 void wait_until(const std::function<bool()>& condition)
 {
     while (!condition())
@@ -95,7 +104,7 @@ TEST_F(tool_posix_test, an_interrupt_removes_the_unfinished_file)
     write_file(path("large.bmp"), large_picture());
     use_sample("chart_8.bmp", "out.bmp");
     const byte_vector before = read_file(path("out.bmp"));
-    const pid_t process = start("convert large.bmp out.bmp");
+    const pid_t process = start("convert large.bmp out.bmp" + many_steps());
     wait_until([&] { return listing() != "large.bmp out.bmp"; });
     ASSERT_EQ(kill(process, SIGINT), 0);
     const tool_result result = wait_for(process);
@@ -112,7 +121,7 @@ TEST_F(tool_posix_test, an_interrupt_ends_the_workers_too)
         write_file(path(name), large_picture());
         inputs += name + " ";
     }
-    const pid_t process = start("convert " + inputs + "out --jobs 2");
+    const pid_t process = start("convert " + inputs + "out --jobs 2" + many_steps());
     wait_until([&] { return fs::exists(path("out")) && !listing("out").empty(); });
     ASSERT_EQ(kill(process, SIGTERM), 0);
     EXPECT_EQ(wait_for(process).code, 130);
