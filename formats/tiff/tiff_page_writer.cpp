@@ -214,6 +214,9 @@ int32_t tiff_page_writer::write_tiff_tags(tiff_compression compression, int32_t 
     const bool is_one_strip = strips_ == 1;
     const auto strips = static_cast<uint32_t>(strips_);
     const bool fills_from_below = compression == tiff_group3 || compression == tiff_group4;
+    // Positions in a sink have 31 bits.
+    if (uint64_t{static_cast<uint32_t>(tiff_start_)} + arrays + uint64_t{8} * strips > INT32_MAX)
+        return err_write;
     const uint64_t strip_bytes = (uint64_t{bits} * static_cast<uint32_t>(width) + 7) / 8 *
                                  static_cast<uint32_t>(header_->biHeight);
     resolution x, y;
