@@ -142,23 +142,6 @@ TEST(device_bitmap, shows_the_crop_rectangle_and_becomes_an_image_again)
     }
 }
 
-TEST(device_bitmap, failures_have_their_codes)
-{
-    const test_picture picture(20, 20, 24);
-    const canvas paper(20, 20);
-    EXPECT_EQ(IMG_create_handle_ddb(nullptr, nullptr), -14);
-    EXPECT_EQ(IMG_create_handle_ddb(reinterpret_cast<HBITMAP>(paper.dc()), nullptr), -14);
-    EXPECT_EQ(IMG_dib_to_ddb(-1, 10, 10), -13);
-    EXPECT_EQ(IMG_dib_to_ddb(4711, 10, 10), -13);
-    EXPECT_EQ(IMG_dib_to_ddb(picture.handle, 0, 10), -7);
-    EXPECT_EQ(IMG_dib_to_ddb(picture.handle, 0x7FFFFFFF, 0x7FFFFFFF), -1);
-    EXPECT_EQ(IMG_display_ddb(nullptr, paper.dc(), 0, 0), -14);
-    auto* deleted = CreateBitmap(5, 5, 1, 1, nullptr);
-    DeleteObject(deleted);
-    EXPECT_EQ(IMG_display_ddb(deleted, paper.dc(), 0, 0), -14);
-    EXPECT_EQ(IMG_display_ddb(paper.bitmap(), paper.dc(), 0, 0), -14) << "in another context";
-}
-
 TEST_F(clipboard_test, dibs_are_saved_as_they_are_or_in_24_bits)
 {
     const byte_vector sound = test_picture(30, 30, 8).packed();

@@ -126,19 +126,56 @@ TEST(painter, works_in_logical_units_and_puts_the_mapping_back)
     expect_painted(paper, picture, {0, 0, 40, 30, 30, 18, 80, 40});
 }
 
-TEST(painter, leaves_impossible_requests_alone)
+TEST(bad_input, has_its_code_and_paints_nothing)
 {
     const test_picture picture(64, 48, 24);
+    const int32_t h = picture.handle;
     const canvas paper(70, 50);
-    EXPECT_EQ(IMG_display_bitmap(-1, paper.dc(), 0, 0, 64, 48), -13);
-    EXPECT_EQ(IMG_display_bitmap(4711, paper.dc(), 0, 0, 64, 48), -13);
-    // The painter's own result is not passed on.
-    EXPECT_EQ(IMG_display_bitmap(picture.handle, nullptr, 0, 0, 64, 48), 0);
-    EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 0, 48), 0);
-    EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 2147483000, 0, 64, 48), 0);
-    for (const int32_t start : {64, 0, 2147483647}) {
-        IMG_set_croprect(picture.handle, start, 0, start, 10);
-        EXPECT_EQ(IMG_display_bitmap(picture.handle, paper.dc(), 0, 0, 64, 48), 0);
+    HDC dc = paper.dc(), deleted_dc = CreateCompatibleDC(nullptr);
+    DeleteDC(deleted_dc);
+    auto* deleted = CreateBitmap(5, 5, 1, 1, nullptr);
+    DeleteObject(deleted);
+    constexpr int32_t most = 0x7FFFFFFF;
+    const struct {
+        int32_t result, expected;
+    } rows[] = {
+        // The painter's own result is not passed on.
+        {IMG_display_bitmap(h, nullptr, 0, 0, 64, 48), 0},
+        {IMG_display_bitmap(h, dc, 0, 0, 0, 48), 0},
+        {IMG_display_bitmap(h, dc, most - 600, 0, 64, 48), 0},
+        {IMG_create_handle_ddb(nullptr, nullptr), -14},
+        {IMG_create_handle_ddb(reinterpret_cast<HBITMAP>(dc), nullptr), -14},
+        {IMG_dib_to_ddb(h, 0, 10), -7},
+        {IMG_dib_to_ddb(h, most, most), -1},
+        {IMG_display_ddb(nullptr, dc, 0, 0), -14},
+        {IMG_display_ddb(deleted, dc, 0, 0), -14},
+        {IMG_display_ddb(paper.bitmap(), dc, 0, 0), -14}, // in another context
+        {IMG_print_bitmap(h, nullptr, 0, 0, 20, 20), -7},
+        {IMG_print_bitmap(h, deleted_dc, 0, 0, 20, 20), -7},
+        {IMG_print_bitmap(h, dc, 5, 5, 0, 0), 0},
+        {IMG_print_bitmap_fast(h, nullptr, 0, 0, 20, 20), -7},
+        {IMG_print_bitmap_fast(h, deleted_dc, 0, 0, 20, 20), -7},
+        {IMG_print_bitmap_fast(h, dc, 5, 5, 0, 0), 0},
+        {IMGX_set_print_dither(h, 3), -7},
+        {IMGX_set_print_dither(h, -1), -7},
+        {IMG_zoom_bitmap(h, nullptr, 200), 0},
+        {IMG_zoom_bitmap(-4, nullptr, 200), -4},
+        {IMG_scroll_bitmap(-7, nullptr, 0, 0, WM_VSCROLL), -7},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(r.result, r.expected) << "row " << &r - rows;
+    for (const int32_t dead : {-13, 4711})
+        for (const int32_t result :
+             {IMG_display_bitmap(dead, dc, 0, 0, 64, 48), IMG_dib_to_ddb(dead, 10, 10),
+              IMG_bitmap_palette(dead, dc), IMG_print_bitmap(dead, dc, 0, 0, 20, 20),
+              IMG_print_bitmap_fast(dead, dc, 0, 0, 20, 20), IMGX_set_print_dither(dead, 0),
+              IMG_zoom_bitmap(dead, nullptr, 100),
+              IMG_scroll_bitmap(dead, nullptr, 0, 0, WM_VSCROLL),
+              IMG_repaint_scroll(dead, dc, nullptr, 1, nullptr)})
+            EXPECT_EQ(result, -13);
+    for (const int32_t start : {64, 0, most}) {
+        IMG_set_croprect(h, start, 0, start, 10);
+        EXPECT_EQ(IMG_display_bitmap(h, dc, 0, 0, 64, 48), 0);
     }
     paper.expect([](int32_t, int32_t) { return background; });
 }
@@ -185,5 +222,4 @@ TEST(palette, holds_the_colours_of_the_image)
             ASSERT_EQ(seen, entry) << i;
         }
     }
-    EXPECT_EQ(IMG_bitmap_palette(-3, nullptr), -13);
 }

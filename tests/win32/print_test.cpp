@@ -239,21 +239,3 @@ TEST(print, a_page_of_a_postscript_printer)
             EXPECT_EQ(page.colors[static_cast<size_t>((27 + 18 * y) * page.width + 27 + 18 * x)],
                       copy.color(x, y % 3));
 }
-
-TEST(print, failures_have_their_codes)
-{
-    const test_picture picture(20, 20, 24);
-    const canvas paper(20, 20);
-    for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast}) {
-        EXPECT_EQ(print(-1, paper.dc(), 0, 0, 20, 20), -13);
-        EXPECT_EQ(print(4711, paper.dc(), 0, 0, 20, 20), -13);
-        EXPECT_EQ(print(picture.handle, nullptr, 0, 0, 20, 20), -7);
-        EXPECT_EQ(print(picture.handle, paper.dc(), 5, 5, 0, 0), 0);
-        HDC deleted = CreateCompatibleDC(nullptr);
-        DeleteDC(deleted);
-        EXPECT_EQ(print(picture.handle, deleted, 0, 0, 20, 20), -7);
-    }
-    EXPECT_EQ(IMGX_set_print_dither(picture.handle, 3), -7);
-    EXPECT_EQ(IMGX_set_print_dither(picture.handle, -1), -7);
-    EXPECT_EQ(IMGX_set_print_dither(4711, 0), -13);
-}

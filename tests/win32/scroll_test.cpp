@@ -98,11 +98,6 @@ TEST(scroll, moves_bars_and_crop_together)
     EXPECT_EQ(crop_of(picture), (numbers{0, 0, 1200, 900}));
     EXPECT_EQ(bars_of(window.get())[0], 0);
     EXPECT_EQ(bars_of(window.get())[2], 0);
-    for (const auto& [handle, code] : {std::pair{-4, -4}, std::pair{4711, -13}}) {
-        EXPECT_EQ(IMG_zoom_bitmap(handle, window.get(), 100), code);
-        EXPECT_EQ(IMG_scroll_bitmap(handle, window.get(), 0, 0, WM_VSCROLL), code);
-    }
-    EXPECT_EQ(IMG_zoom_bitmap(picture.handle, nullptr, 200), 0);
 }
 
 TEST(scroll, strip_equals_a_full_repaint)
@@ -147,7 +142,6 @@ TEST(repaint_scroll, builds_a_strip_five_pixels_longer)
     paper.expect(
         [&](int32_t x, int32_t y) { return x < 15 ? picture.at(20 + x, 10 + y) : background; });
     EXPECT_EQ(crop_of(picture), (numbers{20, 10, 100, 80}));
-    EXPECT_EQ(IMG_repaint_scroll(-13, paper.dc(), window.get(), 1, &paint), -13);
     // No direction: everything. No window: nothing to scroll in.
     EXPECT_EQ(IMG_repaint_scroll(picture.handle, paper.dc(), window.get(), 0, &paint), 0);
     EXPECT_EQ(paper.at(99, 79), picture.at(119, 89));
