@@ -25,30 +25,14 @@ values pixels_in(const byte_vector& file, int32_t page = 0)
 
 } // namespace
 
-TEST(gif_writer, smallest_files_are_exact)
-{
-    // One pixel: clear and end code only, the pixel itself is left out.
-    const image_guard image(test_dib(1, 1, 4).create());
-    byte_vector head = {'G', 'I', 'F', '8', '7', 'a', 1, 0, 1, 0, 0x83, 0, 0};
-    for (uint8_t i = 0; i < 16; ++i)
-        head.insert(head.end(), 3, uint8_t(17 * i));
-    byte_vector classic = head, published = head;
-    add_bytes(classic, {0x2C, 0, 0, 0, 0, 1, 0, 1, 0, 3, 4, 2, 0x30, 0x02, 0, 0x3B});
-    EXPECT_EQ(save_bytes(image, gif), classic);
-    // Clear, pixel 0, end: 16 + 0 * 32 + 17 * 1024.
-    add_bytes(published, {0x2C, 0, 0, 0, 0, 1, 0, 1, 0, 3, 4, 2, 0x10, 0x44, 0, 0x3B});
-    const mode_scope interchange;
-    EXPECT_EQ(save_bytes(image, gif), published);
-}
-
-TEST(gif_writer, matches_the_plain_encoder)
+TEST(gif_writer, files_are_exact)
 {
     const struct {
         int32_t width, height;
         int run;
     } pictures[] = {
-        {2, 1, 1},   {3, 3, 1},      {17, 13, 4},   {320, 200, 1},
-        {97, 31, 2}, {640, 100, 40}, {1000, 40, 3}, {5000, 90, 100000}, // mostly one colour
+        {1, 1, 1},   {2, 1, 1},      {3, 3, 1},     {17, 13, 4},       {320, 200, 1},
+        {97, 31, 2}, {640, 100, 40}, {1000, 40, 3}, {5000, 90, 100000} // mostly one colour
     };
     for (int mode : {0, 1})
         for (int32_t bits : {1, 4, 8})
@@ -58,37 +42,23 @@ TEST(gif_writer, matches_the_plain_encoder)
                                                 << p.width << " x " << p.height);
                 const mode_scope scope(mode);
                 const image_guard image(random_dib(p.width, p.height, bits, p.run).create());
-                byte_vector pixels;
-                for (uint32_t value : values_of(copy_image(image)))
+                const image_copy picture = copy_image(image);
+                const uint8_t flags = uint8_t(bits - 1), code_size = bits == 1 ? 2 : uint8_t(bits);
+                byte_vector expected = {'G', 'I', 'F', '8', '7', 'a'}, pixels;
+                add_le(expected, uint64_t(p.width | p.height << 16), 4);
+                add_bytes(expected, {uint8_t(0x80 | flags), 0, 0});
+                for (size_t i = 0; i < size_t{1} << bits; ++i)
+                    for (size_t component : {2, 1, 0})
+                        expected.push_back(picture.head[40 + 4 * i + component]);
+                add_bytes(expected, {0x2C, 0, 0, 0, 0});
+                add_le(expected, uint64_t(p.width | p.height << 16), 4);
+                add_bytes(expected, {flags, code_size});
+                for (uint32_t value : values_of(picture))
                     pixels.push_back(uint8_t(value));
-                const uint32_t code_size = bits == 1 ? 2 : uint32_t(bits);
-                byte_vector data = gif_plain_lzw(pixels, code_size, mode == 1);
-                data.push_back(0x3B);
-                const byte_vector file = save_bytes(image, gif);
-                const size_t head = 13 + (size_t{3} << bits) + 11;
-                ASSERT_EQ(file.size(), head + data.size());
-                EXPECT_EQ(file[10], 0x80 | (bits - 1));
-                EXPECT_EQ(file[head - 1], code_size);
-                EXPECT_TRUE(std::equal(data.begin(), data.end(), file.begin() + int64_t(head)));
+                add_bytes(expected, gif_plain_lzw(pixels, code_size, mode == 1));
+                expected.push_back(0x3B);
+                EXPECT_TRUE(save_bytes(image, gif) == expected);
             }
-}
-
-TEST(gif_writer, whatever_fails_behind_the_head_is_a_failed_write)
-{
-    test_dib dib(64, 64, 8);
-    dib.fill_random(1);
-    const image_guard image(dib.create());
-    byte_vector out = save_bytes(image, gif);
-    for (size_t capacity : {size_t{0}, size_t{5}, size_t{800}, out.size() - 1})
-        EXPECT_EQ(IMGX_save_bitmap_mem(image, out.data(), uint32_t(capacity), gif), -9);
-    const IMG_GET_RASTER refuse = [](IMG_PRIVATE, void*, int32_t row, int32_t) -> int32_t {
-        return row == 3 ? -77 : 0;
-    };
-    EXPECT_EQ(IMGLOW_save_bitmap_mem(out.data(), dib.header(), gif, refuse, 0), -9);
-    for (auto [width, height, bits] : {std::tuple(4, 4, 1), {65536, 1, 4}, {1, 65536, 4}})
-        EXPECT_EQ(IMGX_save_bitmap_mem(image_guard(test_dib(width, height, bits).create()),
-                                       out.data(), 5000, gif),
-                  -7);
 }
 
 TEST(gif_reader, depth_follows_the_table)

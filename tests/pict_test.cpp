@@ -31,10 +31,16 @@ byte_vector packed(const byte_vector& row, bool wide = false)
     return bytes;
 }
 
-byte_vector row_of(byte_vector bytes, size_t size)
+// The same of a row that is filled up with zeros.
+byte_vector packed_8(byte_vector row)
 {
-    bytes.resize(size);
-    return bytes;
+    row.resize(8);
+    return packed(row);
+}
+
+values drawn(int opcode, const pict_bits& bits, pict_builder file = pict_builder())
+{
+    return colors_in(file.op(opcode, bits.build()).op(0xFF).bytes);
 }
 
 pict_bits eight_bits(int width, int height, int row_bytes, byte_vector rows)
@@ -50,7 +56,7 @@ const values first_three = {0x010203, 0x040506, 0x070809};
 
 byte_vector simple()
 {
-    return eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8))).build();
+    return eight_bits(3, 1, 8, packed_8({0, 1, 2})).build();
 }
 
 } // namespace
@@ -58,65 +64,59 @@ byte_vector simple()
 TEST(pict_reader, reads_bitmaps_and_pixel_maps_of_both_versions)
 {
     for (int version : {1, 2}) {
+        const pict_builder file(version);
         pict_bits plain;
         plain.width = 9, plain.row_bytes = 2, plain.pixmap = false, plain.rows = {0xA0, 0x80};
         const values mono = {0, 0xFFFFFF, 0, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0xFFFFFF, 0};
-        EXPECT_EQ(colors_in(pict_builder(version).op(0x90, plain.build()).op(0xFF).bytes), mono);
-        plain.row_bytes = 8;
-        plain.rows = {4, 1, 0xA0, 0x80, 0xFB, 0x00}; // a literal, a run
-        plain.rows[0] = 5;
-        EXPECT_EQ(colors_in(pict_builder(version).op(0x98, plain.build()).op(0xFF).bytes), mono);
-        EXPECT_EQ(colors_in(pict_builder(version)
-                                .op(0x1A, {1, 0, 2, 0, 3, 0})
-                                .op(0x1B, {4, 0, 5, 0, 6, 0})
-                                .op(0x98, plain.build())
-                                .op(0xFF)
-                                .bytes)[1],
-                  0x040506u);
-        EXPECT_EQ(colors_in(pict_builder(version).op(0x98, simple()).op(0xFF).bytes), first_three);
+        EXPECT_EQ(drawn(0x90, plain, file), mono);
+        plain.row_bytes = 8, plain.rows = {5, 1, 0xA0, 0x80, 0xFB, 0x00}; // a literal, a run
+        EXPECT_EQ(drawn(0x98, plain, file), mono);
+        pict_builder colored = file;
+        colored.op(0x1A, {1, 0, 2, 0, 3, 0}).op(0x1B, {4, 0, 5, 0, 6, 0});
+        EXPECT_EQ(drawn(0x98, plain, colored)[1], 0x040506u);
+        EXPECT_EQ(colors_in(pict_builder(file).op(0x98, simple()).op(0xFF).bytes), first_three);
     }
     pict_bits b;
     b.width = 5, b.colors = four_colors;
-    for (int bits : {1, 2, 4}) {
-        b.bits = bits;
-        b.rows = packed(row_of(bits == 1   ? byte_vector{0x48}
-                               : bits == 2 ? byte_vector{0x1B, 0x40}
-                                           : byte_vector{0x01, 0x23, 0x10},
-                               8));
-        const values v = colors_in(pict_builder().op(0x98, b.build()).op(0xFF).bytes);
-        EXPECT_EQ(v[1], 0x040506u) << bits;
-        EXPECT_EQ(v[2], bits == 1 ? 0x010203u : 0x070809u) << bits;
+    const std::pair<int, byte_vector> rows[] = {
+        {1, {0x48}}, {2, {0x1B, 0x40}}, {4, {0x01, 0x23, 0x10}}};
+    for (const auto& [bits, row] : rows) {
+        b.bits = bits, b.rows = packed_8(row);
+        EXPECT_EQ(drawn(0x98, b)[1], 0x040506u) << bits;
+        EXPECT_EQ(drawn(0x98, b)[2], bits == 1 ? 0x010203u : 0x070809u) << bits;
     }
 }
 
 TEST(pict_reader, reads_direct_pixels_in_every_packing)
 {
-    const auto direct = [](int bits, int pack, int planes, int row_bytes, byte_vector rows) {
-        pict_bits b;
-        b.width = 3, b.bits = bits, b.pack_type = pack, b.planes = planes, b.row_bytes = row_bytes;
-        b.rows = std::move(rows);
-        return colors_in(pict_builder().op(0x9A, b.build()).op(0xFF).bytes);
+    const byte_vector chunky = {0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9};
+    const byte_vector rgb = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    const byte_vector planes = {1, 4, 7, 2, 5, 8, 3, 6, 9};
+    const byte_vector opaque = {255, 255, 255, 1, 4, 7, 2, 5, 8, 3, 6, 9};
+    const values hues = {0xFF0000, 0x00FF00, 0x0008FF};
+    const struct {
+        int bits, pack_type, planes, row_bytes;
+        byte_vector rows;
+        values expected;
+    } cases[] = {
+        {32, 1, 3, 12, chunky, first_three},
+        {32, 2, 3, 12, rgb, first_three},
+        {32, 4, 3, 12, packed(planes), first_three},
+        {32, 4, 4, 12, packed(opaque), first_three},
+        {32, 0, 3, 12, packed(planes), first_three},
+        {32, 0, 3, 12, rgb, first_three},        // none stated, none made
+        {32, 4, 3, 4, {0, 1, 2, 3}, {0x010203}}, // short rows are never packed
+        {16, 1, 3, 8, {0xFC, 0x00, 0x03, 0xE0, 0x00, 0x3F, 0, 0}, hues},
+        {16, 3, 3, 8, {10, 2, 0xFC, 0, 3, 0xE0, 0, 0x3F, 0x00, 0, 0}, hues},
+        {16, 0, 3, 8, {3, 0xFD, 0x7C, 0x00}, {0xFF0000, 0xFF0000, 0xFF0000}},
     };
-    const values expected = {0x010203, 0x040506, 0x070809};
-    const byte_vector chunky = {0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9},
-                      planes = {1, 4, 7, 2, 5, 8, 3, 6, 9};
-    byte_vector opaque = {255, 255, 255};
-    add_bytes(opaque, planes);
-    EXPECT_EQ(direct(32, 1, 3, 12, chunky), expected);
-    EXPECT_EQ(direct(32, 2, 3, 12, {1, 2, 3, 4, 5, 6, 7, 8, 9}), expected);
-    EXPECT_EQ(direct(32, 4, 3, 12, packed(planes)), expected);
-    EXPECT_EQ(direct(32, 4, 4, 12, packed(opaque)), expected);
-    EXPECT_EQ(direct(32, 0, 3, 12, packed(planes)), expected);
-    EXPECT_EQ(direct(32, 0, 3, 12, {1, 2, 3, 4, 5, 6, 7, 8, 9}),
-              expected); // none stated, none made
-    const byte_vector pixels = {0xFC, 0x00, 0x03, 0xE0, 0x00, 0x3F, 0, 0};
-    EXPECT_EQ(direct(16, 1, 3, 8, pixels), (values{0xFF0000, 0x00FF00, 0x0008FF}));
-    EXPECT_EQ(direct(16, 3, 3, 8, {10, 2, 0xFC, 0, 3, 0xE0, 0, 0x3F, 0x00, 0, 0}),
-              (values{0xFF0000, 0x00FF00, 0x0008FF}));
-    EXPECT_EQ(direct(16, 0, 3, 8, {3, 0xFD, 0x7C, 0x00}), (values{0xFF0000, 0xFF0000, 0xFF0000}));
-    pict_bits one; // rows of less than 8 bytes are never packed
-    one.bits = 32, one.pack_type = 4, one.planes = 3, one.row_bytes = 4, one.rows = {0, 1, 2, 3};
-    EXPECT_EQ(colors_in(pict_builder().op(0x9A, one.build()).op(0xFF).bytes), values{0x010203});
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        pict_bits b;
+        b.width = int(c.expected.size()), b.bits = c.bits, b.pack_type = c.pack_type;
+        b.planes = c.planes, b.row_bytes = c.row_bytes, b.rows = c.rows;
+        EXPECT_EQ(drawn(0x9A, b), c.expected);
+    }
 }
 
 TEST(pict_reader, finds_the_size_of_row_counts)
@@ -126,23 +126,23 @@ TEST(pict_reader, finds_the_size_of_row_counts)
             if (row_bytes == 200 && wide) continue;
             SCOPED_TRACE(testing::Message() << row_bytes << " " << wide);
             byte_vector rows;
-            for (int y = 0; y < 4; ++y)
-                add_bytes(rows, packed(row_of({uint8_t(y & 3), 1, 2}, size_t(row_bytes)), wide));
-            const values v = colors_in(
-                pict_builder().op(0x98, eight_bits(3, 4, row_bytes, rows).build()).op(0xFF).bytes);
-            EXPECT_EQ(v[0], 0x010203u);
-            EXPECT_EQ(v[9], 0x0A0B0Cu);
-            EXPECT_EQ(v[10], 0x040506u);
+            for (int y = 0; y < 4; ++y) {
+                byte_vector row = {uint8_t(y & 3), 1, 2};
+                row.resize(size_t(row_bytes));
+                add_bytes(rows, packed(row, wide));
+            }
+            const values v = drawn(0x98, eight_bits(3, 4, row_bytes, rows));
+            EXPECT_EQ((values{v[0], v[9], v[10]}), (values{0x010203, 0x0A0B0C, 0x040506}));
         }
 }
 
 TEST(pict_reader, understands_colour_tables)
 {
     const auto with = [](int flags, std::vector<std::array<int, 4>> colors) {
-        pict_bits b = eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8)));
+        pict_bits b = eight_bits(3, 1, 8, packed_8({0, 1, 2}));
         b.table_flags = flags;
         b.colors = std::move(colors);
-        return colors_in(pict_builder().op(0x98, b.build()).op(0xFF).bytes);
+        return drawn(0x98, b);
     };
     EXPECT_EQ(with(0, {{2, 7, 8, 9}, {0, 1, 2, 3}, {1, 4, 5, 6}}), first_three);
     EXPECT_EQ(with(0x8000, {{9, 1, 2, 3}, {9, 4, 5, 6}, {9, 7, 8, 9}}), first_three);
@@ -184,7 +184,7 @@ TEST(pict_reader, passes_over_every_other_operation)
     byte_vector pattern = {0, 1, 1, 2, 3, 4, 5, 6, 7, 8}; // a pattern made of a pixel map
     const byte_vector map = simple();
     pattern.insert(pattern.end(), map.begin(), map.end() - ptrdiff_t(18 + 10));
-    add_bytes(pattern, packed(row_of({0, 1, 2}, 8)));
+    add_bytes(pattern, packed_8({0, 1, 2}));
     for (int opcode : {0x0100, 0x02FE, 0x8000, 0x8100, 0x8200, 0xFFFF, 0x12}) {
         const byte_vector data = opcode == 0x12    ? pattern
                                  : opcode < 0x8000 ? byte_vector(size_t(opcode >> 8) * 2)
@@ -194,12 +194,11 @@ TEST(pict_reader, passes_over_every_other_operation)
         EXPECT_EQ(colors_in(pict_builder().op(opcode, data).op(0x98, simple()).op(0xFF).bytes),
                   first_three);
     }
-    pict_bits with_region = eight_bits(3, 1, 8, packed(row_of({0, 1, 2}, 8)));
+    pict_bits with_region = eight_bits(3, 1, 8, packed_8({0, 1, 2}));
     for (size_t extra : {0u, 12u}) {
         with_region.region = {0, uint8_t(10 + extra)};
         with_region.region.resize(10 + extra);
-        EXPECT_EQ(colors_in(pict_builder().op(0x99, with_region.build()).op(0xFF).bytes),
-                  first_three);
+        EXPECT_EQ(drawn(0x99, with_region), first_three);
     }
     EXPECT_EQ(load_code(pict_builder().op(0x8200, {0, 0, 0, 2, 1, 2}).op(0xFF).bytes), -7);
     EXPECT_EQ(colors_in(pict_builder().op(0x98, simple()).bytes), first_three); // no end

@@ -18,28 +18,23 @@ TEST(format_faults, gif)
     for (int mode : {0, 1}) {
         const mode_scope scope(mode);
         const image_guard image(random_dib(300, 300, 8).create());
+        const auto save = [&] { return IMG_save_bitmap(image, file.name(), 4); };
         sweep_faults(
-            write_faults, [&] { return IMG_save_bitmap(image, file.name(), 4); },
+            write_faults, save,
             [](fault_kind kind, int32_t result) {
                 EXPECT_TRUE(result == -9 || (is_memory_fault(kind) && result == -1)) << result;
             },
             40);
-        ASSERT_EQ(IMG_save_bitmap(image, file.name(), 4), 0);
+        ASSERT_EQ(save(), 0);
         int accepted = 0;
-        sweep_faults(
-            read_faults,
-            [&] {
-                const int32_t handle = IMG_decompress_bitmap(file.name());
-                return handle < 0 ? handle : release_image(handle);
-            },
-            [&](fault_kind kind, int32_t result) {
-                if (!is_memory_fault(kind))
-                    EXPECT_TRUE(result == -3 || result == -7 || result == -12) << result;
-                else if (result == 0)
-                    ++accepted;
-                else
-                    EXPECT_EQ(result, -1);
-            });
+        const auto load = [&] {
+            const int32_t handle = IMG_decompress_bitmap(file.name());
+            return handle < 0 ? handle : release_image(handle);
+        };
+        sweep_faults(read_faults, load, [&](fault_kind kind, int32_t result) {
+            accepted += result == 0;
+            EXPECT_TRUE(result == 0 || (is_memory_fault(kind) ? result == -1 : result < -2));
+        });
         // In classic mode the buffer for the data may be missing: its allocation and its lock.
         EXPECT_EQ(accepted, mode ? 0 : 2);
     }
@@ -47,22 +42,18 @@ TEST(format_faults, gif)
 
 TEST(format_faults, loading_what_we_do_not_write)
 {
-    pict_bits tile, beside;
-    tile.width = 30, tile.height = 2, tile.bits = 8, tile.row_bytes = 30;
+    pict_bits tile;
+    tile.width = 30, tile.bits = 8, tile.row_bytes = 30;
     tile.colors = {{0, 1, 2, 3}};
-    tile.rows = {2, 0xE3, 0, 2, 0xE3, 1};
-    beside = tile;
+    tile.rows = {2, 0xE3, 0};
+    pict_bits beside = tile;
     beside.left = 30;
     wmf_test_dib runs;
     runs.width = 3, runs.compression = 1, runs.table = byte_vector(1024), runs.data = {3, 9, 0, 1};
-    targa_builder targa;
-    targa.width = 200, targa.height = 150, targa.type = 10;
-    for (int i = 0; i < 15000; ++i)
-        add_bytes(targa.data, {0x81, uint8_t(i), 0, 0});
     const temp_file file(".img");
     for (const byte_vector& bytes :
          {pict_builder().op(0x98, tile.build()).op(0x98, beside.build()).op(0xFF).bytes,
-          wmf_builder().draw(0x0F43, runs.build()).end().bytes, targa.build(),
+          wmf_builder().draw(0x0F43, runs.build()).end().bytes,
           wpg_builder(2).bitmap_2(3, 2, 4, 1, {0x82, 1, 0x82, 2}).bytes}) {
         write_file(file.name(), bytes);
         sweep_load(file.name());

@@ -1,6 +1,6 @@
 // formats_interop_test.cpp - BMP, GIF, Targa, PCX, DCX, PICT, WPG and WMF files to and from other
 // programs: giflib's tools, ImageMagick, GraphicsMagick (which draws metafiles through libwmf),
-// netpbm, libwpg, ffmpeg and LibreOffice as processes where they are installed.
+// netpbm, libwpg and ffmpeg as processes where they are installed.
 
 #include "tests/support/codec.h"
 #include "tests/support/peer_tools.h"
@@ -164,28 +164,4 @@ TEST(formats_interop, other_programs_read_what_we_write)
             }
     }
     if (tried == 0) GTEST_SKIP() << "no other program is installed";
-}
-
-// LibreOffice reads our file and writes what it read as a metafile, which we read.
-TEST(formats_interop, libreoffice_passes_our_pictures_on_as_metafiles)
-{
-    if (!have_tool("soffice")) GTEST_SKIP() << "LibreOffice is not installed";
-    const mode_scope interchange;
-    for (auto [type, bits, extension] : {std::tuple(6, 1, ".wmf"),
-                                         {6, 24, ".wmf"},
-                                         {5, 8, ".wpg"},
-                                         {2, 24, ".pcx"},
-                                         {3, 8, ".tga"},
-                                         {4, 8, ".gif"}}) {
-        SCOPED_TRACE(testing::Message() << extension << ", " << bits << " bits");
-        const image_guard image(coloured_dib(60, 47, bits).create());
-        const temp_file file(extension);
-        ASSERT_GE(IMG_save_bitmap(image, file.name(), type), 0);
-        const std::string name = file.name();
-        const std::string result = "passed_on/" + name.substr(0, name.rfind('.')) + ".wmf";
-        ASSERT_TRUE(run_tool("soffice --headless --convert-to wmf --outdir passed_on " + name));
-        EXPECT_TRUE(load_pixmap(result) == pixmap_of(copy_image(image)));
-        std::remove(result.c_str());
-    }
-    std::remove("passed_on");
 }
