@@ -126,6 +126,15 @@ int32_t img_tell(HFILE file)
     return _llseek(file, 0, FILE_CURRENT);
 }
 
+int32_t img_overwrite(HFILE file, int32_t at, const void* source, int32_t count)
+{
+    const int32_t position = img_tell(file);
+    img_seek_mem(file, at, seek_from_start);
+    const bool written = img_write_mem(file, source, count) == count;
+    img_seek_mem(file, position, seek_from_start);
+    return written ? 0 : int32_t{err_write};
+}
+
 uint32_t img_extent(HFILE file)
 {
     if (file == memory_file) return state.memory.size;

@@ -37,6 +37,9 @@ const uint8_t* img_take_mem(HFILE file, int32_t count);
 /// Writes count bytes.  Returns how many were written, or -1.
 int32_t img_write_mem(HFILE file, const void* source, int32_t count);
 
+/// Writes count bytes over earlier ones; the position stays.  0, or err_write.
+int32_t img_overwrite(HFILE file, int32_t at, const void* source, int32_t count);
+
 /// Moves the position.  A file gives its new position or -1. Memory gives 0, and INTENDED:
 /// from the end means position 0, because the stream has no end of its own.
 int32_t img_seek_mem(HFILE file, int32_t offset, int origin);

@@ -192,11 +192,7 @@ private:
     {
         uint8_t bytes[2];
         store_u16be(bytes, static_cast<uint32_t>(written - pict_preamble_bytes) & 0xFFFF);
-        const int32_t end = img_tell(file_);
-        img_seek_mem(file_, start + pict_preamble_bytes, seek_from_start);
-        if (img_write_mem(file_, bytes, sizeof bytes) != sizeof bytes) return err_write;
-        img_seek_mem(file_, end, seek_from_start);
-        return 0;
+        return img_overwrite(file_, start + pict_preamble_bytes, bytes, sizeof bytes);
     }
 
     HFILE file_;

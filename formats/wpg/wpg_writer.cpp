@@ -179,11 +179,7 @@ private:
         if (length > INT32_MAX || at > INT32_MAX) return err_write;
         store_u16le(bytes, 0x8000 | static_cast<uint32_t>(length >> 16));
         store_u16le(bytes + 2, static_cast<uint32_t>(length));
-        const int32_t end = img_tell(file_);
-        img_seek_mem(file_, static_cast<int32_t>(at), seek_from_start);
-        if (img_write_mem(file_, bytes, sizeof bytes) != sizeof bytes) return err_write;
-        img_seek_mem(file_, end, seek_from_start);
-        return 0;
+        return img_overwrite(file_, static_cast<int32_t>(at), bytes, sizeof bytes);
     }
 
     HFILE file_;
