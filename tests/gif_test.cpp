@@ -30,10 +30,10 @@ TEST(gif_writer, files_are_exact)
     const struct {
         int32_t width, height;
         int run;
-    } pictures[] = {
-        {1, 1, 1},   {2, 1, 1},      {3, 3, 1},     {17, 13, 4},       {320, 200, 1},
-        {97, 31, 2}, {640, 100, 40}, {1000, 40, 3}, {5000, 90, 100000} // mostly one colour
-    };
+    } pictures[] = {// Some end where the codes grow, some are of one colour for the most part.
+                    {1, 1, 1},      {2, 1, 1},     {3, 3, 1},         {15, 1, 1},    {16, 1, 1},
+                    {17, 1, 1},     {18, 1, 1},    {17, 13, 4},       {320, 200, 1}, {97, 31, 2},
+                    {640, 100, 40}, {1000, 40, 3}, {5000, 90, 100000}};
     for (int mode : {0, 1})
         for (int32_t bits : {1, 4, 8})
             for (const auto& p : pictures) {
@@ -170,6 +170,8 @@ TEST(gif_reader, codes_around_clear_codes)
         {"its own string at once", {4, 1, 6, 2}, {5}, {1, 1, 1, 2}, {1, 1, 1, 2}},
         {"clear in the middle", {4, 1, 6, 4, 3}, {}, {1, 1, 1, 3}, {1, 1, 1, 3}},
         {"end too early", {4, 2, 1, 3}, {5}, {2, 1, 3, 3}, {2, 1, 3, 3}},
+        {"end before the last row", {4, 2, 1, 5}, {}, {2, 1, 1, 1}, {2, 1, 1, 1}},
+        {"end two rows too early", {4, 2, 5}, {}, {2, 2, 0, 0}, {2, 2, 0, 0}},
         {"no end code, all rows", {4, 1, 2, 3}, {1}, {1, 2, 3, 1}, {1, 2, 3, 1}},
         {"no end code, pixels missing", {4, 1, 2, 3}, {4}, {}, {}},
     };

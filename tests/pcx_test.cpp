@@ -123,7 +123,9 @@ TEST(pcx_reader, finds_the_256_colours)
             EXPECT_EQ(colors_in(f)[0], file.color);
         }
     // A marker byte among the pixels, 769 bytes from the end, starts no palette.
-    EXPECT_EQ(colors_in(one_row(byte_vector(900, 0x0C), 900))[0], 0x0C0C0Cu);
+    byte_vector markers(900, 0x0C);
+    markers[0] = 5;
+    EXPECT_EQ(colors_in(one_row(markers, 900))[0], 0x050505u);
 }
 
 TEST(pcx_reader, chooses_the_colours_of_small_depths)
@@ -151,7 +153,7 @@ TEST(pcx_reader, chooses_the_colours_of_small_depths)
         {5, 2, 1, 1, header_colors, {0x1B}, {0x000102, 0x100102, 0x200102, 0x300102}},
         // Two colours count only with nothing behind them; a lighter first one is put last.
         {5, 1, 1, 1, {}, {0x80}, {0xFFFFFF, 0}},
-        {5, 1, 1, 1, byte_vector(48, 0xAA), {0x80}, {0xFFFFFF, 0}},
+        {5, 1, 1, 1, {0, 0, 0, 0, 0, 0xAA, 0, 0xAA}, {0x80}, {0xFFFFFF, 0}},
         {5, 1, 1, 1, {255, 255, 255}, {0x80}, {0, 0xFFFFFF}},
         {5, 1, 1, 1, {1, 2, 3, 4, 5, 6}, {0x80}, {0x040506, 0x010203}},
     };
@@ -195,6 +197,11 @@ TEST(pcx_writer, writes_exact_bytes)
     const byte_vector rows = {0xC3, 5, 0xC1, 0xC8, 1, 0, 0xC6, 0, 12, 0, 0, 0, 1, 1, 1};
     EXPECT_EQ(byte_vector(file.begin() + 128, file.begin() + 143), rows);
     EXPECT_EQ(file.size(), 128u + 8 + 769);
+    // Readers take one plane of bits for black and white: other colours get four.
+    test_dib two(9, 1, 1);
+    EXPECT_EQ(save_bytes(image_guard(two.create()), pcx)[65], 1);
+    two.set_color(0, 200, 10, 20);
+    EXPECT_EQ(save_bytes(image_guard(two.create()), pcx)[65], 4);
 }
 
 TEST(dcx, reads_pages_by_number)

@@ -70,16 +70,13 @@ gif_lzw_decoder::gif_lzw_decoder(gif_code_reader& codes, uint32_t code_size, gif
 {
     if (!table_) return;
     std::memset(table_.bytes(), 0, table_.size());
-    next_code_ = gif_code_count;
     start_table();
     previous_ = entries()[0];
 }
 
-// INTENDED: all 256 pixels get a string, also with code sizes below 8, where the strings
-// from the first free code on replace them one by one.
 void gif_lzw_decoder::start_table()
 {
-    for (uint32_t i = 0; i < 256 && i <= next_code_; ++i)
+    for (uint32_t i = 0; i < clear_code_; ++i)
         entries()[i] = gif_string::pixel(i);
     next_code_ = clear_code_ + 2;
     width_ = code_size_ + 1;
