@@ -44,7 +44,6 @@ TEST(wmf_reader, reads_every_record_that_draws_a_bitmap)
                     wmf_builder file(placeable, kind, version);
                     file.record(0x0626, byte_vector(8192, 9)).record(0x0103, {8, 0});
                     file.record(0x0142, small({3, 3, 3, 0, 3, 3, 3, 0}).build()); // a brush
-                    file.record(0x0B41, byte_vector(22)); // a pattern fill, without a bitmap
                     file.draw(function, small().build(), 0, 0, 3, 2, 0x00CC0020, 0, 2);
                     EXPECT_EQ(colors_in(file.bytes), small_colors); // no end record either
                 }
@@ -166,6 +165,8 @@ TEST(wmf_reader, refuses_records_that_lead_nowhere)
 {
     const byte_vector line(8), enhanced = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(load_code(wmf_builder().record(0x0418, line).end().bytes), -7);
+    EXPECT_EQ(load_code(wmf_builder().record(0x0B41, byte_vector(22)).end().bytes),
+              -7); // a pattern
     for (int words : {0, 2})
         EXPECT_EQ(
             load_code(
