@@ -87,6 +87,18 @@ TEST_F(tool_test, every_operation_reaches_its_function)
     }
 }
 
+TEST_F(tool_test, keeps_tones_true_unless_classic)
+{
+    test_dib white(4, 4, 24);
+    std::memset(white.row(3), 255, 48);
+    const image_guard image(white.create());
+    ASSERT_GE(IMG_save_bitmap(image, path("in.bmp").c_str(), 1), 0);
+    expect_done("convert in.bmp true.bmp --gray");
+    expect_done("convert in.bmp classic.bmp --gray --classic");
+    EXPECT_EQ(load("true.bmp").pixel(0, 0), 253u);
+    EXPECT_EQ(load("classic.bmp").pixel(0, 0), 215u);
+}
+
 TEST_F(tool_test, chooses_types_by_extension_name_and_code)
 {
     use_sample("chart_8.bmp", "in.bmp");
