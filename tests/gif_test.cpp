@@ -31,9 +31,9 @@ TEST(gif_writer, files_are_exact)
         int32_t width, height;
         int run;
     } pictures[] = {// Some end where the codes grow, some are of one colour for the most part.
-                    {1, 1, 1},      {2, 1, 1},     {3, 3, 1},         {15, 1, 1},    {16, 1, 1},
-                    {17, 1, 1},     {18, 1, 1},    {17, 13, 4},       {320, 200, 1}, {97, 31, 2},
-                    {640, 100, 40}, {1000, 40, 3}, {5000, 90, 100000}};
+                    {1, 1, 1},     {2, 1, 1},         {3, 3, 1},   {28541, 1, 1000000000},
+                    {17, 13, 4},   {320, 200, 1},     {97, 31, 2}, {640, 100, 40},
+                    {1000, 40, 3}, {5000, 90, 100000}};
     for (int mode : {0, 1})
         for (int32_t bits : {1, 4, 8})
             for (const auto& p : pictures) {
