@@ -38,7 +38,11 @@ protected:
         EXPECT_EQ(GetModuleHandleA("TWAIN32.DLL"), nullptr) << "the manager stayed loaded";
         // The lowest handle is free.
         EXPECT_EQ(image_guard(test_dib(1, 1, 1).create()), 0) << "an image leaked";
-        // Not the paint requests of other tests' window, which come again and again.
+        forget_events();
+    }
+    // Not the paint requests of other tests' window, which come again and again.
+    static void forget_events()
+    {
         MSG message;
         while (PeekMessageA(&message, nullptr, WM_APP, WM_APP, PM_REMOVE)) {
         }
@@ -155,12 +159,14 @@ TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
         refuse(r.argument, r.message);
         std::copy(std::begin(r.events), std::end(r.events), state->events);
         state->pictures[0] = r.picture;
+        forget_events();
         const image_guard result(IMG_scan_acquire(nullptr, 0));
         EXPECT_EQ(result, r.expected);
         if (result >= 0) expect_page(result, 0);
         EXPECT_TRUE(r.calls.empty() || r.calls == state->calls) << state->calls;
         EXPECT_EQ(state->open, 0);
     }
+    EXPECT_EQ(state->next_event, 1) << "nothing is asked of the source once the program ends";
     // The program's own loop must learn that it is to end.
     MSG message;
     ASSERT_TRUE(PeekMessageA(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
