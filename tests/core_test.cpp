@@ -496,6 +496,14 @@ TEST(save, low_level_clients_supply_rows_and_may_refuse)
     EXPECT_EQ(save(-1), 0);
     EXPECT_EQ(picture_of(out).pixel(3, 2), 2u);
     EXPECT_EQ(save(2), -31);
+    const temp_file file(".bmp");
+    {
+        const open_file opened(file.name(), OF_CREATE);
+        EXPECT_EQ(IMGLOW_save_bitmap(opened.handle(), dib.header(), 1, grey_rows, -1), 0);
+    }
+    const byte_vector bytes = file.bytes();
+    const image_guard image(IMG_decompress_bitmap_mem(bytes.data(), 0));
+    EXPECT_EQ(copy_image(image).bmp, picture_of(out).bmp);
     dib.header()->biBitCount = 16;
     EXPECT_EQ(save(-1), -7);
     dib.header()->biBitCount = 8;
