@@ -52,6 +52,8 @@ use_wine() {
 
 have_wine() {
   command -v wine >/dev/null && command -v xvfb-run >/dev/null || return 1
+  # A new prefix for every run: printers and settings of earlier ones stay behind in it.
+  rm -rf "$here/build/wine"
   (use_wine && timeout 120 xvfb-run -a wine cmd /c exit 7 >"$work/wine.log" 2>&1)
   [ $? = 7 ]
 }
