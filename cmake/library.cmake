@@ -7,6 +7,11 @@ foreach(directory IN LISTS portable_directories)
   list(APPEND sources ${found})
 endforeach()
 
+# Forms for newer processors, called only there.
+set(avx2_sources ${sources})
+list(FILTER avx2_sources INCLUDE REGEX "_avx2\\.cpp$")
+set_source_files_properties(${avx2_sources} PROPERTIES COMPILE_OPTIONS -mavx2)
+
 # The arithmetic of display is portable and tested everywhere.
 file(GLOB display_portable CONFIGURE_DEPENDS display/portable/*.cpp)
 list(APPEND sources ${display_portable})

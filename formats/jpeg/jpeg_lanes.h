@@ -1,23 +1,44 @@
-// jpeg_lanes.h - eight 16-bit numbers at once, with the truncating products of the DCT.
+// jpeg_lanes.h - eight 16-bit numbers at once, with the truncating products of the DCT. The
+// templates also take wider lanes of the same operations.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <emmintrin.h>
 
+/// What takes a next_block is for lanes of two blocks, which lie that many numbers apart.
 struct lanes {
     __m128i v;
+    static lanes filled(int32_t x) { return {_mm_set1_epi16(static_cast<int16_t>(x))}; }
+    template <class T> static lanes load(const T* from, ptrdiff_t)
+    {
+        return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))};
+    }
+    static void store(int16_t* to, ptrdiff_t, lanes a)
+    {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to), a.v);
+    }
     friend lanes operator+(lanes a, lanes b) { return {_mm_add_epi16(a.v, b.v)}; }
     friend lanes operator-(lanes a, lanes b) { return {_mm_sub_epi16(a.v, b.v)}; }
+    friend lanes operator^(lanes a, lanes b) { return {_mm_xor_si128(a.v, b.v)}; }
+    friend lanes operator<<(lanes a, int32_t n) { return {_mm_slli_epi16(a.v, n)}; }
+    friend lanes operator>>(lanes a, int32_t n) { return {_mm_srai_epi16(a.v, n)}; }
+    friend lanes product_high(lanes a, lanes b) { return {_mm_mulhi_epi16(a.v, b.v)}; }
+    friend lanes unsigned_product_high(lanes a, lanes b) { return {_mm_mulhi_epu16(a.v, b.v)}; }
+    friend lanes low_words(lanes a, lanes b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
+    friend lanes high_words(lanes a, lanes b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+    friend lanes low_pairs(lanes a, lanes b) { return {_mm_unpacklo_epi32(a.v, b.v)}; }
+    friend lanes high_pairs(lanes a, lanes b) { return {_mm_unpackhi_epi32(a.v, b.v)}; }
+    friend lanes low_halves(lanes a, lanes b) { return {_mm_unpacklo_epi64(a.v, b.v)}; }
+    friend lanes high_halves(lanes a, lanes b) { return {_mm_unpackhi_epi64(a.v, b.v)}; }
 };
 
 /// (a * factor) >> 16, also for factors beyond 16 bits: whole multiples of 65536 become
 /// additions of a, which change nothing in what the shift truncates.
-template <int32_t factor> lanes scaled(lanes a)
+template <int32_t factor, class L> [[gnu::always_inline]] inline L scaled(L a)
 {
     constexpr int32_t whole = (factor + 32768) >> 16;
-    constexpr auto rest = static_cast<int16_t>(factor - whole * 65536);
-    lanes result = {_mm_mulhi_epi16(a.v, _mm_set1_epi16(rest))};
+    L result = product_high(a, L::filled(factor - whole * 65536));
     for (int32_t i = 0; i < whole; ++i)
         result = result + a;
     return result;
@@ -38,23 +59,23 @@ enum class inputs { all, first_four };
 
 /// Rows become columns. With first_four only lanes 0 to 3 of the input are other than 0, so
 /// only the first four rows of the result are made.
-template <inputs used>
-[[gnu::always_inline]] inline void transpose(const lanes (&in)[8], lanes (&out)[8])
+template <inputs used, class L>
+[[gnu::always_inline]] inline void transpose(const L (&in)[8], L (&out)[8])
 {
     constexpr bool all = used == inputs::all;
-    __m128i pairs[8], quads[4];
+    L pairs[8], quads[4];
     for (size_t i = 0; i < 4; ++i) {
-        pairs[i] = _mm_unpacklo_epi16(in[2 * i].v, in[2 * i + 1].v);
-        if (all) pairs[i + 4] = _mm_unpackhi_epi16(in[2 * i].v, in[2 * i + 1].v);
+        pairs[i] = low_words(in[2 * i], in[2 * i + 1]);
+        if (all) pairs[i + 4] = high_words(in[2 * i], in[2 * i + 1]);
     }
     for (size_t half = 0; half < (all ? 8 : 4); half += 4) {
-        quads[0] = _mm_unpacklo_epi32(pairs[half], pairs[half + 1]);
-        quads[1] = _mm_unpackhi_epi32(pairs[half], pairs[half + 1]);
-        quads[2] = _mm_unpacklo_epi32(pairs[half + 2], pairs[half + 3]);
-        quads[3] = _mm_unpackhi_epi32(pairs[half + 2], pairs[half + 3]);
+        quads[0] = low_pairs(pairs[half], pairs[half + 1]);
+        quads[1] = high_pairs(pairs[half], pairs[half + 1]);
+        quads[2] = low_pairs(pairs[half + 2], pairs[half + 3]);
+        quads[3] = high_pairs(pairs[half + 2], pairs[half + 3]);
         for (size_t i = 0; i < 2; ++i) {
-            out[half + 2 * i].v = _mm_unpacklo_epi64(quads[i], quads[i + 2]);
-            out[half + 2 * i + 1].v = _mm_unpackhi_epi64(quads[i], quads[i + 2]);
+            out[half + 2 * i] = low_halves(quads[i], quads[i + 2]);
+            out[half + 2 * i + 1] = high_halves(quads[i], quads[i + 2]);
         }
     }
 }

@@ -56,7 +56,9 @@ private:
     void convert_row(int32_t plane_row);
     int32_t fill_planes(int32_t first_row);
     void encode_planes();
-    void encode_blocks(component_state& state, int32_t column, int32_t count);
+    void encode_one(component_state& state, int32_t column);
+    void encode_two(component_state& state, component_state& next, int32_t column,
+                    ptrdiff_t next_block);
 
     const BITMAPINFOHEADER& header_;
     const row_source& source_;
@@ -188,27 +190,33 @@ int32_t jpeg_encoder::fill_planes(int32_t first_row)
     return 0;
 }
 
-void jpeg_encoder::encode_blocks(component_state& state, int32_t column, int32_t count)
+void jpeg_encoder::encode_one(component_state& state, int32_t column)
 {
     alignas(16) int16_t coefficients[block_size];
-    for (int32_t i = 0; i < count; ++i) {
-        jpeg_dct_and_quantise(state.plane + column + 8 * i, state.stride, *state.divisors,
+    jpeg_dct_and_quantise({state.plane + column, state.stride, 0}, *state.divisors, coefficients);
+    bits_.put_block(coefficients, state.predictor, *state.dc, *state.ac);
+}
+
+// Two blocks of the same stride and tables.
+void jpeg_encoder::encode_two(component_state& state, component_state& next, int32_t column,
+                              ptrdiff_t next_block)
+{
+    alignas(16) int16_t coefficients[2 * block_size];
+    jpeg_dct_and_quantise_two({state.plane + column, state.stride, next_block}, *state.divisors,
                               coefficients);
-        bits_.put_block(coefficients, state.predictor, *state.dc, *state.ac);
-    }
+    bits_.put_block(coefficients, state.predictor, *state.dc, *state.ac);
+    bits_.put_block(coefficients + block_size, next.predictor, *state.dc, *state.ac);
 }
 
 void jpeg_encoder::encode_planes()
 {
-    if (!color_) {
-        encode_blocks(states_[0], 0, padded_width_ / 8);
-        return;
+    component_state &y = states_[0], &cb = states_[1], &cr = states_[2];
+    int32_t x = 0;
+    for (; x + 16 <= padded_width_; x += 16) {
+        encode_two(y, y, x, 8);
+        if (color_) encode_two(cb, cr, x / 2, cr.plane - cb.plane);
     }
-    for (int32_t x = 0; x < padded_width_; x += 16) {
-        encode_blocks(states_[0], x, 2);
-        encode_blocks(states_[1], x / 2, 1);
-        encode_blocks(states_[2], x / 2, 1);
-    }
+    if (x < padded_width_) encode_one(y, x);
 }
 
 int32_t jpeg_encoder::encode()

@@ -104,15 +104,51 @@ TEST(jpeg_fdct, divides_as_the_mode_says)
             s = static_cast<int16_t>(n % 8 == 7 ? (random() & 1 ? 127 : -128)
                                                 : static_cast<int>(random() % (2u << n % 8)) -
                                                       (1 << n % 8));
-        jpeg_dct_and_quantise(samples, 8, undivided, whole);
-        jpeg_dct_and_quantise(samples, 8, classic, truncated);
-        jpeg_dct_and_quantise(samples, 8, nearest, rounded);
+        jpeg_dct_and_quantise({samples, 8, 0}, undivided, whole);
+        jpeg_dct_and_quantise({samples, 8, 0}, classic, truncated);
+        jpeg_dct_and_quantise({samples, 8, 0}, nearest, rounded);
         for (size_t i = 0; i < 64; ++i) {
             ASSERT_EQ(truncated[i], whole[i] / table[i]);
             double exact = 0; // A.3.3/T.81
             for (size_t s = 0; s < 64; ++s)
                 exact += samples[s] * wave(s % 8, i % 8) * wave(s / 8, i / 8);
             ASSERT_NEAR(rounded[i], exact / table[i], 0.5 + 0.6 / table[i]);
+        }
+    }
+}
+
+TEST(jpeg_fdct, takes_two_blocks_as_one)
+{
+    const struct {
+        const char* name;
+        bool usable;
+        decltype(&jpeg_dct_and_quantise_two) transform;
+    } forms[] = {
+        {"each", true, jpeg_dct_and_quantise_each},
+        {"avx2", __builtin_cpu_supports("avx2") != 0, jpeg_dct_and_quantise_avx2},
+        {"two", true, jpeg_dct_and_quantise_two},
+    };
+    std::mt19937 random(4);
+    for (int n = 0; n < 20 * thousands; ++n) {
+        int16_t samples[8 * 24], expected[128];
+        for (int16_t& s : samples) // as above
+            s = static_cast<int16_t>(n % 8 == 7 ? (random() & 1 ? 127 : -128)
+                                                : static_cast<int>(random() % (2u << n % 8)) -
+                                                      (1 << n % 8));
+        std::array<uint8_t, 64> table;
+        for (uint8_t& q : table)
+            q = static_cast<uint8_t>(random() % (n & 8 ? 8 : 255) + 1);
+        jpeg_divisors divisors;
+        divisors.set(table, n & 16 ? quotient::nearest : quotient::truncated);
+        const int16_t* const first = samples + (n & 32 ? 16 : 0);
+        const ptrdiff_t next = n & 32 ? -13 : 9;
+        jpeg_dct_and_quantise({first, 24, 0}, divisors, expected);
+        jpeg_dct_and_quantise({first + next, 24, 0}, divisors, expected + 64);
+        for (const auto& form : forms) {
+            int16_t actual[128];
+            if (!form.usable) continue;
+            form.transform({first, 24, next}, divisors, actual);
+            ASSERT_TRUE(std::equal(expected, expected + 128, actual)) << form.name << n;
         }
     }
 }
