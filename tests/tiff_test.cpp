@@ -400,6 +400,19 @@ int32_t IMG_STD stop_at_once(IMG_PRIVATE, int32_t)
     return -99;
 }
 
+TEST(tiff_writer, fax_pages_have_the_lighter_colour_for_white)
+{
+    IMGX_set_interchange(1);
+    test_dib dib(8, 1, 1);
+    dib.set_color(0, 250, 250, 200);
+    dib.set_color(1, 200, 0, 0);
+    for (int32_t type : {7, 8, 10}) {
+        byte_vector file;
+        ASSERT_EQ(save_into(file, image_guard(dib.create()), type), 0);
+        EXPECT_EQ(picture_of(file).color(0, 0), 0xFFFFFFu) << type;
+    }
+}
+
 TEST(tiff_writer, packbits_rows_follow_their_rules)
 {
     IMGX_set_interchange(1); // the type is written in this mode only

@@ -3,6 +3,7 @@
 // Standard: TIFF 6.0 sections 2 and 8, always little-endian. The order of the entries and of
 // the data behind them is the one that all files of this library have.
 
+#include "core/dib_rows.h"
 #include "core/row_convert.h"
 #include "core/settings.h"
 #include "formats/tiff/tiff_chain_end.h"
@@ -41,8 +42,12 @@ uint32_t photometric_of(const BITMAPINFOHEADER& header, tiff_compression compres
     case map_kind::none: break;
     }
     const RGBQUAD* colors = dib_colors(&header);
-    // Interchange mode: white may be the first of the two colours.
-    const bool white_first = interchange_mode() && is_black_white(colors) && colors[0].rgbBlue != 0;
+    // Interchange mode: white may be the first of the two colours. Fax pages have no map, so the
+    // lighter colour of any two is their white.
+    const auto grey = [](const RGBQUAD& c) {
+        return weighted_grey(c.rgbRed, c.rgbGreen, c.rgbBlue);
+    };
+    const bool white_first = interchange_mode() && grey(colors[0]) > grey(colors[1]);
     return static_cast<uint32_t>(tiff_is_fax(compression) == white_first);
 }
 
