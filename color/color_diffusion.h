@@ -27,7 +27,7 @@ template <running_values mode> constexpr uint64_t color_shares(int32_t error)
     const int32_t sixteenth = error >> 4;
     if (mode == running_values::keep_sign) {
         eighth ^= (eighth ^ error) & 1;
-        quarter = (error - 3 * eighth - 2 * sixteenth) / 2;
+        quarter = (error - 3 * eighth - 2 * sixteenth) >> 1;
     }
     return uint64_t{static_cast<uint16_t>(quarter)} |
            uint64_t{static_cast<uint16_t>(eighth)} << 16 |

@@ -7,6 +7,8 @@
 #include "core/image.h"
 #include "core/new_dib.h"
 
+#include <array>
+
 namespace {
 
 constexpr uint8_t bright = 8, blue = 4, green = 2, red = 1;
@@ -127,6 +129,20 @@ int32_t mask_above(int32_t value, int32_t limit)
     return (limit - value) >> 31;
 }
 
+// The shares of an error. Errors outside the table come from wrapping only.
+template <running_values mode> uint64_t find_shares(int32_t error)
+{
+    constexpr int32_t table_from = -512, table_size = 1024;
+    static constexpr auto table = [] {
+        std::array<uint64_t, table_size> shares{};
+        for (int32_t i = 0; i < table_size; ++i)
+            shares[static_cast<size_t>(i)] = color_shares<mode>(i + table_from);
+        return shares;
+    }();
+    const auto place = static_cast<uint32_t>(error - table_from);
+    return place < table_size ? table[place] : color_shares<mode>(error);
+}
+
 // The levels of the three channels are chosen together: one above 220 makes all bright.
 // Values are not clamped.
 template <running_values mode>
@@ -139,7 +155,7 @@ quantised_color quantise_sixteen(int32_t blue_value, int32_t green_value, int32_
     const auto shares = [&](int32_t value, int32_t bit) {
         const int32_t set = mask_above(value, 180);
         index |= set & bit;
-        return color_shares<mode>(value - (set & level));
+        return find_shares<mode>(value - (set & level));
     };
     const uint64_t b = shares(blue_value, blue), g = shares(green_value, green),
                    r = shares(red_value, red);
