@@ -129,8 +129,9 @@ int32_t img_tell(HFILE file)
 int32_t img_overwrite(HFILE file, int32_t at, const void* source, int32_t count)
 {
     const int32_t position = img_tell(file);
-    img_seek_mem(file, at, seek_from_start);
-    const bool written = img_write_mem(file, source, count) == count;
+    // A pipe cannot go back: what is meant for earlier bytes would be added to its end.
+    const bool written =
+        img_seek_mem(file, at, seek_from_start) >= 0 && img_write_mem(file, source, count) == count;
     img_seek_mem(file, position, seek_from_start);
     return written ? 0 : int32_t{err_write};
 }

@@ -5,6 +5,8 @@
 #include "tests/support/fault_sweep.h"
 #include "tests/support/images.h"
 
+#include <unistd.h>
+
 namespace {
 
 void sweep_type(const IMGX_TYPE_INFO& type, int32_t bits)
@@ -33,6 +35,29 @@ TEST(file_types_faults, every_type_and_depth_in_both_modes)
                 sweep_type(type, bits);
             }
     }
+}
+
+TEST(file_types_faults, a_pipe_gets_the_bytes_of_a_file_or_a_code)
+{
+    for (const IMGX_TYPE_INFO& type : written_types(0))
+        for (const int32_t bits : depths_of(type)) {
+            SCOPED_TRACE(testing::Message() << type.name << ", " << bits << " bits");
+            const image_guard image(random_dib(40, 30, bits, 3).create());
+            const temp_file file(".img");
+            ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
+            int ends[2];
+            ASSERT_EQ(pipe(ends), 0);
+            const int32_t result = IMG_save_bitmap_fd(image, ends[1], type.code);
+            close(ends[1]);
+            byte_vector got(60000);
+            const ssize_t count = read(ends[0], got.data(), got.size());
+            close(ends[0]);
+            got.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
+            if (result >= 0)
+                EXPECT_EQ(got, file.bytes());
+            else
+                EXPECT_EQ(result, -9);
+        }
 }
 
 TEST(bmp_memory, loading_and_saving_by_name_take_little_more_than_the_picture)
