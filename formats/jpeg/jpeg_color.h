@@ -7,7 +7,7 @@
 #include <cstdint>
 
 /// Bytes that a conversion may write (or read of each sample row) beyond the last pixel.
-inline constexpr int32_t jpeg_row_slack = 64;
+inline constexpr int32_t jpeg_row_slack = 96;
 
 /// Which pixels share a chroma sample.
 enum class chroma_step { one = 1, two = 2 };
@@ -15,6 +15,12 @@ enum class chroma_step { one = 1, two = 2 };
 /// Y, Cb, Cr.
 void jpeg_ycc_row(const int8_t* y, const int8_t* cb, const int8_t* cr, chroma_step step,
                   uint8_t* out, int32_t width);
+
+/// Its forms for any processor and for those with AVX2.
+void jpeg_ycc_row_sse2(const int8_t* y, const int8_t* cb, const int8_t* cr, chroma_step step,
+                       uint8_t* out, int32_t width);
+void jpeg_ycc_row_avx2(const int8_t* y, const int8_t* cb, const int8_t* cr, chroma_step step,
+                       uint8_t* out, int32_t width);
 
 enum class grey_sense { black_is_zero, white_is_zero };
 

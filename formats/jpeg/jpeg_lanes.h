@@ -31,6 +31,38 @@ struct lanes {
     friend lanes high_pairs(lanes a, lanes b) { return {_mm_unpackhi_epi32(a.v, b.v)}; }
     friend lanes low_halves(lanes a, lanes b) { return {_mm_unpacklo_epi64(a.v, b.v)}; }
     friend lanes high_halves(lanes a, lanes b) { return {_mm_unpackhi_epi64(a.v, b.v)}; }
+
+    // For rows of samples and pixels.
+    static constexpr int32_t pixels = 16;
+    static lanes load_bytes(const int8_t* p)
+    {
+        return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))};
+    }
+    static lanes load_widened(const int8_t* p)
+    {
+        const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        return {_mm_srai_epi16(_mm_unpacklo_epi8(bytes, bytes), 8)};
+    }
+    friend lanes low_bytes(lanes a, lanes b) { return {_mm_unpacklo_epi8(a.v, b.v)}; }
+    friend lanes high_bytes(lanes a, lanes b) { return {_mm_unpackhi_epi8(a.v, b.v)}; }
+    friend lanes packed_bytes(lanes a, lanes b) { return {_mm_packus_epi16(a.v, b.v)}; }
+    static void store_pixels(lanes blue, lanes green, lanes red, uint8_t* out)
+    {
+        const __m128i zero = _mm_setzero_si128();
+        const __m128i first = _mm_set_epi32(0, 0xFFFFFF, 0, 0xFFFFFF);
+        const __m128i bg[2] = {_mm_unpacklo_epi8(blue.v, green.v),
+                               _mm_unpackhi_epi8(blue.v, green.v)};
+        const __m128i r0[2] = {_mm_unpacklo_epi8(red.v, zero), _mm_unpackhi_epi8(red.v, zero)};
+        for (size_t i = 0; i < 4; ++i) {
+            const __m128i four = i & 1 ? _mm_unpackhi_epi16(bg[i / 2], r0[i / 2])
+                                       : _mm_unpacklo_epi16(bg[i / 2], r0[i / 2]);
+            const __m128i pairs = _mm_or_si128(_mm_and_si128(four, first),
+                                               _mm_srli_epi64(_mm_andnot_si128(first, four), 8));
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out), pairs);
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 6), _mm_unpackhi_epi64(pairs, pairs));
+            out += 12;
+        }
+    }
 };
 
 /// (a * factor) >> 16, also for factors beyond 16 bits: whole multiples of 65536 become

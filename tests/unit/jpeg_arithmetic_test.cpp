@@ -2,6 +2,7 @@
 // arithmetic, over the inputs that matter and over millions of random ones; the search for a
 // stream.
 
+#include "formats/jpeg/jpeg_color.h"
 #include "formats/jpeg/jpeg_fdct.h"
 #include "formats/jpeg/jpeg_idct.h"
 #include "formats/jpeg/jpeg_reader.h"
@@ -149,6 +150,35 @@ TEST(jpeg_fdct, takes_two_blocks_as_one)
             if (!form.usable) continue;
             form.transform({first, 24, next}, divisors, actual);
             ASSERT_TRUE(std::equal(expected, expected + 128, actual)) << form.name << n;
+        }
+    }
+}
+
+TEST(jpeg_color, equals_the_plain_form)
+{
+    // Every pair of chroma samples, with luminance of all sorts.
+    constexpr int32_t width = 1 << 16;
+    std::vector<int8_t> planes[3];
+    for (auto& plane : planes)
+        plane.resize(width + jpeg_row_slack);
+    for (size_t i = 0; i < width; ++i) {
+        planes[0][i] = static_cast<int8_t>(i * 2654435761u >> 13);
+        planes[1][i] = static_cast<int8_t>(i >> 8);
+        planes[2][i] = static_cast<int8_t>(i);
+    }
+    for (const auto step : {chroma_step::one, chroma_step::two}) {
+        std::vector<uint8_t> expected;
+        for (size_t x = 0; x < width; ++x) {
+            const size_t c = x / static_cast<size_t>(step);
+            const uint32_t color = plain_jpeg::color_of(planes[0][x], planes[1][c], planes[2][c]);
+            for (int shift : {0, 8, 16})
+                expected.push_back(static_cast<uint8_t>(color >> shift));
+        }
+        for (const auto row : {jpeg_ycc_row_sse2, jpeg_ycc_row_avx2}) {
+            if (row == jpeg_ycc_row_avx2 && !__builtin_cpu_supports("avx2")) continue;
+            std::vector<uint8_t> actual(expected.size() + jpeg_row_slack);
+            row(planes[0].data(), planes[1].data(), planes[2].data(), step, actual.data(), width);
+            EXPECT_TRUE(std::equal(expected.begin(), expected.end(), actual.begin()));
         }
     }
 }
