@@ -51,7 +51,10 @@ private:
         if (chosen == end) {
             const wmf_bitmap* const filled = with(raster_or, begin);
             chosen = filled == end ? end : with(raster_and, filled);
-            const bool image_by_and = chosen != end && same_place(*filled, *chosen);
+            // Drawn more than once, a pair by "or" has a mask behind it too, but also before it.
+            const wmf_bitmap* const cleared = with(raster_and, begin);
+            const bool image_by_and = chosen != end && same_place(*filled, *chosen) &&
+                                      (cleared > filled || !same_place(*filled, *cleared));
             if (!image_by_and) chosen = filled;
         }
         return chosen == end ? 0 : static_cast<int32_t>(chosen - begin);
