@@ -80,11 +80,14 @@ public:
         SendMessageA(GetDlgItem(dialog(), field), WM_SETTEXT, 0,
                      reinterpret_cast<LPARAM>(text.c_str()));
     }
-    /// Fills in the file name of a file dialog and presses its first button.
+    /// Fills in the file name of a file dialog and presses its first button. The dialog may
+    /// have been in another directory last, so it gets the whole path.
     bool answer_file(const std::string& name) const
     {
         constexpr int combo_box = 0x47C, edit_field = 0x480; // cmb13 and edt1
-        fill(GetDlgItem(dialog(), combo_box) ? combo_box : edit_field, name);
+        char path[MAX_PATH] = {};
+        GetFullPathNameA(name.c_str(), MAX_PATH, path, nullptr);
+        fill(GetDlgItem(dialog(), combo_box) ? combo_box : edit_field, path);
         return answer(IDOK);
     }
 
