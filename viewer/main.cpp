@@ -7,8 +7,9 @@
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR, int show)
 {
     InitCommonControls();
-    // Files for and from other programs.
+    // Files for and from other programs, tones for the eye.
     IMGX_set_interchange(1);
+    IMGX_set_true_tones(1);
     viewer_frame frame;
     if (!frame.create(show)) return 1;
     if (__argc > 1) frame.open_file(__argv[1]);
