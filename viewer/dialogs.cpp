@@ -162,8 +162,12 @@ std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& sugge
     if (!GetSaveFileNameA(&dialog.open)) return std::nullopt;
     const size_t index = dialog.open.nFilterIndex > 0 ? dialog.open.nFilterIndex - 1 : 0;
     save_choice choice{dialog.path, types[std::min(index, types.size() - 1)]};
-    if (file_name_of(choice.path).find('.') == std::string::npos)
+    if (file_name_of(choice.path).find('.') == std::string::npos) {
         choice.path += "." + choice.type.extension;
+        // The dialog has asked about the name without it.
+        if (purpose == save_purpose::picture && !may_replace(owner, choice.path))
+            return std::nullopt;
+    }
     return choice;
 }
 
@@ -200,10 +204,13 @@ std::optional<print_settings> ask_print_settings(HWND owner, const print_setting
     return settings;
 }
 
-bool may_replace(HWND owner, const std::string& path)
+bool may_replace(HWND owner, const std::string& pattern)
 {
-    if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES) return true;
-    return confirms(owner, file_name_of(path) + " exists. Replace it?");
+    WIN32_FIND_DATAA found;
+    HANDLE search = FindFirstFileA(pattern.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return true;
+    FindClose(search);
+    return confirms(owner, std::string(found.cFileName) + " exists. Replace it?");
 }
 
 void tell(HWND owner, const std::string& text)

@@ -24,8 +24,8 @@ enum class save_purpose {
 std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& suggestion,
                                             save_purpose purpose);
 
-/// False when the file exists and the user rather keeps it.
-bool may_replace(HWND owner, const std::string& path);
+/// False when a file exists that the user rather keeps; ? in the name stands for any letter.
+bool may_replace(HWND owner, const std::string& pattern);
 
 /// Asks for a name with a fixed extension, such as "emf".
 std::optional<std::string> ask_name(HWND owner, const char* title, const char* extension);

@@ -392,8 +392,7 @@ void viewer_frame::scan_pages()
     std::string prefix = choice->path;
     const std::string extension = "." + choice->type.extension;
     if (!one_file && prefix.ends_with(extension)) prefix.resize(prefix.size() - extension.size());
-    const std::string first = one_file ? choice->path : prefix + "00000000.img";
-    if (!may_replace(window_, first)) return;
+    if (!may_replace(window_, one_file ? choice->path : prefix + "????????.img")) return;
 
     const replacement_file file(choice->path);
     const int32_t result =
@@ -402,8 +401,8 @@ void viewer_frame::scan_pages()
     const int32_t arrived = one_file ? IMGLOW_get_pages(file.name()) : 0;
     const int32_t placed = arrived > 0 ? file.put_in_place() : 0;
     if (scan_succeeded(placed < 0 ? placed : result))
-        show_status("Scanned " + (one_file ? std::to_string(arrived) + " pages into " : "from ") +
-                    first);
+        show_status("Scanned " + (one_file ? std::to_string(arrived) + " pages into " + choice->path
+                                           : "from " + prefix + "00000000.img"));
 }
 
 void viewer_frame::scan_command(int id)
