@@ -239,7 +239,9 @@ void describe_commands(command_line& line)
     // "/scans/page.tif" is a file on Windows too; subcommands inherit this.
     line.app.allow_windows_style_options(false);
     line.app.set_help_flag("-h,--help", "explain the options and end");
-    line.app.failure_message(CLI::FailureMessage::simple);
+    line.app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "trevolan: " + std::string(error.what()) + "; see --help\n";
+    });
     add_info(line);
     add_convert(line);
     add_join(line);

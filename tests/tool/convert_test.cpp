@@ -196,6 +196,8 @@ TEST_F(tool_test, refuses_arguments_that_make_no_sense)
     for (const char* arguments : rows) {
         const tool_result result = run(arguments);
         EXPECT_EQ(result.code, 2) << arguments;
+        // One line.
+        EXPECT_EQ(result.error.find('\n') + 1, result.error.size()) << result.error;
         EXPECT_NE(result.error, "") << arguments;
         EXPECT_EQ(result.out, "") << arguments;
     }
