@@ -50,12 +50,22 @@ use_wine() {
   mkdir -p "$HOME"
 }
 
+# Starts a new prefix, since printers and settings of earlier runs stay behind in one, and
+# waits until Wine has written its registry: a server that ends early leaves an empty one, in
+# which no printer can be opened.
+new_prefix() {
+  rm -rf "$here/build/wine"
+  (use_wine && timeout 120 xvfb-run -a sh -c 'wine cmd /c exit 7; code=$?; wineserver -w; exit $code')
+  [ $? = 7 ] && grep -q IniFileMapping "$here/build/wine/system.reg"
+}
+
 have_wine() {
   command -v wine >/dev/null && command -v xvfb-run >/dev/null || return 1
-  # A new prefix for every run: printers and settings of earlier ones stay behind in it.
-  rm -rf "$here/build/wine"
-  (use_wine && timeout 120 xvfb-run -a wine cmd /c exit 7 >"$work/wine.log" 2>&1)
-  [ $? = 7 ]
+  local attempt
+  for attempt in 1 2 3; do
+    new_prefix >"$work/wine.log" 2>&1 && return
+  done
+  return 1
 }
 
 stage_win32() {

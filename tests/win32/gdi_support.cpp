@@ -198,14 +198,7 @@ const char* postscript_printer()
 {
     static char name[] = "Trevolan test printer", driver_file[] = "wineps.drv";
     static char port[] = "FILE:", processor[] = "WinPrint", type[] = "RAW";
-    // Drivers are registered by their bare names, and Wine takes the files themselves from the
-    // program's directory: put the driver where it is looked for.
-    char from[MAX_PATH], to[MAX_PATH], description[MAX_PATH];
-    DWORD needed;
-    GetSystemDirectoryA(from, MAX_PATH);
-    GetPrinterDriverDirectoryA(nullptr, nullptr, 1, reinterpret_cast<BYTE*>(to), MAX_PATH, &needed);
-    CopyFileA((std::string(from) + "\\wineps.drv").c_str(),
-              (std::string(to) + "\\3\\wineps.drv").c_str(), FALSE);
+    char description[MAX_PATH];
     GetFullPathNameA(TREVOLAN_TEST_DATA "/printer.ppd", MAX_PATH, description, nullptr);
     DRIVER_INFO_3A driver{};
     driver.cVersion = 3;
