@@ -29,6 +29,13 @@ bool looks_like_targa(const probe& p)
     return ((type >= 1 && type <= 3) || (type >= 9 && type <= 11)) && p.b[1] < 2;
 }
 
+// A Targa file whose image ID has ten bytes begins like a PCX file. What no PCX file has is an
+// encoding above 1, or version 1.
+bool looks_like_targa_with_id_of_10(const probe& p)
+{
+    return p.b[0] == 10 && looks_like_targa(p) && (p.b[2] > 1 || p.b[1] == 1);
+}
+
 // A metafile without a placement header: kind, nine words of header, version. The classic
 // tests take it for Targa.
 bool looks_like_bare_metafile(const probe& p)
@@ -49,6 +56,8 @@ const char* extension_of(const probe& p)
     if (magic == 0x3ADE68B1) return ".dcx";
     if (p.b[0] == 0xFF && p.b[1] == 0xD8) return ".jpg";
     if (p.starts_with("WPC", 1)) return ".wpg";
+    // INTENDED: classic mode goes by the first byte alone.
+    if (interchange_mode() && looks_like_targa_with_id_of_10(p)) return ".tga";
     if (p.b[0] == 10) return ".pcx";
     if (interchange_mode() && looks_like_bare_metafile(p)) return ".wmf";
     if (looks_like_targa(p)) return ".tga";
