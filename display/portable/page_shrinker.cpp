@@ -76,7 +76,8 @@ int32_t page_shrinker::prepare(const stretch_axis& axis, pixel_span columns)
 {
     column_count_ = columns.end - columns.begin;
     const auto count = static_cast<size_t>(column_count_);
-    if (!edges_.allocate(count * 2 * sizeof(uint32_t)) || !sums_.allocate(count * sizeof(uint32_t)))
+    if (!allocate_rows(edges_, 2 * sizeof(uint32_t), count) ||
+        !allocate_rows(sums_, sizeof(uint32_t), count))
         return err_memory;
     auto* edge = edges_.as<uint32_t>();
     for (int32_t c = columns.begin; c < columns.end; ++c) {

@@ -74,7 +74,7 @@ int32_t row_scaler::prepare(const source_image& image, const stretch_plan& plan,
 int32_t row_scaler::prepare_columns()
 {
     const auto count = static_cast<size_t>(plan_.columns.end - plan_.columns.begin);
-    if (!columns_.allocate(count * sizeof(int32_t))) return err_memory;
+    if (!allocate_rows(columns_, sizeof(int32_t), count)) return err_memory;
     for (size_t i = 0; i < count; ++i)
         columns_.as<int32_t>()[i] =
             source_pixels(plan_.horizontal, plan_.columns.begin + static_cast<int32_t>(i)).begin;
