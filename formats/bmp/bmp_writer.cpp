@@ -53,12 +53,11 @@ void put_headers(byte_sink& out, const BITMAPINFOHEADER& header, uint32_t compre
     out.put(dib_colors(&header), static_cast<size_t>(Palette_Size(&header)));
 }
 
-int32_t write_field(HFILE file, int32_t position, uint32_t value)
+int32_t overwrite_field(HFILE file, int32_t position, uint32_t value)
 {
     uint8_t bytes[4];
     store_u32le(bytes, value);
-    img_seek_mem(file, position, seek_from_start);
-    return img_write_mem(file, bytes, 4) == 4 ? 0 : err_write;
+    return img_overwrite(file, position, bytes, 4);
 }
 
 // Interchange mode: file and data size as they came out.
@@ -67,11 +66,8 @@ int32_t write_true_sizes(HFILE file, int32_t start, const BITMAPINFOHEADER& head
 {
     constexpr int32_t file_size_field = 2, image_size_field = 34;
     const auto size = static_cast<uint32_t>(file_bytes);
-    if (write_field(file, start + file_size_field, size) < 0) return err_write;
-    if (write_field(file, start + image_size_field, size - data_offset(header)) < 0)
-        return err_write;
-    img_seek_mem(file, start + static_cast<int32_t>(size), seek_from_start);
-    return 0;
+    if (int32_t err = overwrite_field(file, start + file_size_field, size); err < 0) return err;
+    return overwrite_field(file, start + image_size_field, size - data_offset(header));
 }
 
 } // namespace
