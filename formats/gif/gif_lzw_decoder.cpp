@@ -64,20 +64,19 @@ bool gif_code_reader::gather(uint32_t width)
 
 gif_lzw_decoder::gif_lzw_decoder(gif_code_reader& codes, uint32_t code_size, gif_stream_rules rules)
     : codes_(codes), rules_(rules), code_size_(code_size), clear_code_(1u << code_size),
-      // One entry more than there are codes: what a full table would add goes there.
-      table_((gif_code_count + 1) * sizeof(gif_string)),
-      behind_clear_(rules == gif_stream_rules::published)
+      table_(sizeof(gif_string_table)), behind_clear_(rules == gif_stream_rules::published)
 {
     if (!table_) return;
     std::memset(table_.bytes(), 0, table_.size());
+    for (uint32_t i = 0; i < clear_code_; ++i)
+        table().shorts[i] = gif_short_string::pixel(i);
     start_table();
-    previous_ = entries()[0];
 }
 
 void gif_lzw_decoder::start_table()
 {
-    for (uint32_t i = 0; i < clear_code_; ++i)
-        entries()[i] = gif_string::pixel(i);
+    if (next_code_ > clear_code_)
+        std::memset(table().shorts + clear_code_, 0, (next_code_ - clear_code_) * sizeof(uint64_t));
     next_code_ = clear_code_ + 2;
     width_ = code_size_ + 1;
 }
@@ -85,46 +84,62 @@ void gif_lzw_decoder::start_table()
 // Puts strings until the limit, a code that needs care, the end of what is gathered, or the
 // code behind which the table changes its state or the codes their width. Everything is in
 // locals: the pixels are bytes, so the compiler must take a store of them for a change of any
-// member.
+// member. Short strings that follow one another, the most of noise and of photographs, take
+// one load and one store of a word each; clear, end and free codes have no short string.
 template <gif_lzw_decoder::table_state state>
 uint8_t* gif_lzw_decoder::put_codes(uint8_t* out, const uint8_t* limit)
 {
-    const gif_code_reader& codes = codes_;
-    gif_string* const table = entries();
+    constexpr bool growing = state == table_state::growing;
+    const uint8_t* const data = codes_.data();
+    uint64_t* const shorts = table().shorts;
+    gif_string* const longs = table().longs;
     const uint32_t clear_code = clear_code_;
     const uint32_t width = width_;
     const uint32_t mask = (1u << width) - 1;
-    uint32_t position = codes.bit_position;
+    uint32_t position = codes_.bit_position;
     uint32_t next_code = next_code_;
     uint32_t previous_code = previous_code_;
-    gif_string previous = previous_;
+    uint64_t previous = previous_;
+    gif_string long_previous = long_previous_;
 
     // Positions at which the loop may still take a code.
-    uint32_t count = (codes.bit_end - position) / width;
-    if (state == table_state::growing) count = std::min(count, mask + 1 - next_code);
+    uint32_t count = (codes_.bit_end - position) / width;
+    if (growing) count = std::min(count, mask + 1 - next_code);
     const uint32_t stop = position + count * width;
     while (position != stop && out < limit) {
-        const uint32_t code = codes.peek(position) & mask;
-        if (code - clear_code <= 1) break;
-        gif_string string;
-        if (code < next_code)
-            string = table[code];
-        else if (state == table_state::growing && code == next_code)
-            // The string that is added now: the previous one and its own first pixel.
-            string = previous.with(previous.first(), previous_code);
-        else
-            break;
-        position += width;
-        if (state == table_state::growing)
-            table[next_code++] = previous.with(string.first(), previous_code);
-        previous = string;
+        const uint32_t code = gif_code_reader::peek(data, position) & mask;
+        const uint64_t string = shorts[code];
+        if (string != 0 && (!growing || gif_short_string::has_room(previous))) {
+            if (growing) shorts[next_code++] = gif_short_string::with(previous, string);
+            store_tail(out, string);
+            out += string >> 56;
+            previous = string;
+        } else {
+            if (code - clear_code <= 1 || code > next_code) break;
+            const gif_string before =
+                previous != 0 ? gif_short_string::widen(previous) : long_previous;
+            if (string != 0)
+                long_previous = gif_short_string::widen(string);
+            else if (code != next_code)
+                long_previous = longs[code];
+            else // the string that is added now: the previous one and its own first pixel
+                long_previous = before.with(before.first(), previous_code);
+            if (growing) {
+                const gif_string added = before.with(long_previous.first(), previous_code);
+                shorts[next_code] = gif_short_string::of(added);
+                longs[next_code++] = added;
+            }
+            out = put_string(out, longs, long_previous);
+            previous = gif_short_string::of(long_previous);
+        }
         previous_code = code;
-        out = put_string(out, table, previous);
+        position += width;
     }
     codes_.bit_position = position;
     next_code_ = next_code;
     previous_code_ = previous_code;
     previous_ = previous;
+    long_previous_ = long_previous;
     return out;
 }
 
@@ -150,7 +165,7 @@ gif_lzw_decoder::status gif_lzw_decoder::put_code_behind_clear(uint8_t*& out)
     }
     const auto pixel = static_cast<uint8_t>(code);
     previous_code_ = pixel;
-    previous_ = gif_string::pixel(pixel);
+    previous_ = gif_short_string::pixel(pixel);
     *out++ = pixel;
     behind_clear_ = false;
     return status::more;

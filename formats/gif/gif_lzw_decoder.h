@@ -34,10 +34,12 @@ public:
     }
 
     /// At least 24 bits from a bit position on, which must lie before bit_end.
-    uint32_t peek(uint32_t position) const
+    uint32_t peek(uint32_t position) const { return peek(data_.bytes(), position); }
+    static uint32_t peek(const uint8_t* data, uint32_t position)
     {
-        return load_u32le(data_.bytes() + (position >> 3)) >> (position & 7);
+        return load_u32le(data + (position >> 3)) >> (position & 7);
     }
+    const uint8_t* data() const { return data_.bytes(); }
 
     // Of the gathered bits; the decoder's inner loop works on them directly.
     uint32_t bit_position = 0;
@@ -62,7 +64,6 @@ struct gif_string {
     uint32_t link() const { return head >> 16 & 0xFFFF; }
     uint64_t first() const { return head >> 32; }
 
-    static gif_string pixel(uint32_t value) { return {value, 1 | uint64_t{value} << 32}; }
     /// This string, which has a code, and one more pixel.
     gif_string with(uint64_t added_pixel, uint32_t code) const
     {
@@ -70,6 +71,36 @@ struct gif_string {
         if (tail_length != 0) return {tail | added_pixel << (tail_length * 8), head + 1};
         return {added_pixel, (head & ~uint64_t{0xFFFF0000}) + 1 + (uint64_t{code} << 16)};
     }
+};
+
+/// A string of up to 7 pixels in one word, first one lowest, with its length in the highest
+/// byte. 0 stands for every other string, and for none.
+struct gif_short_string {
+    static constexpr uint64_t one = uint64_t{1} << 56; // of the length
+
+    static uint64_t pixel(uint64_t value) { return one | value; }
+    static uint64_t of(const gif_string& string)
+    {
+        return string.length() <= 7 ? string.tail | string.length() * one : 0;
+    }
+    static gif_string widen(uint64_t string)
+    {
+        return {string & (one - 1), string >> 56 | (string & 0xFF) << 32};
+    }
+    /// 1 to 6 pixels, so that one more fits in.
+    static bool has_room(uint64_t string) { return string - one < 6 * one; }
+    /// The string, which has room, with the first pixel of another.
+    static uint64_t with(uint64_t string, uint64_t other)
+    {
+        return string + one + ((other & 0xFF) << (string >> 53)); // 8 times the length
+    }
+};
+
+/// The strings of all codes: the short ones in one table, the others in the second.
+struct gif_string_table {
+    // One entry more than there are codes: what a full table would add goes there.
+    uint64_t shorts[gif_code_count + 1];
+    gif_string longs[gif_code_count + 1];
 };
 
 /// One stream of codes.
@@ -99,7 +130,7 @@ private:
     template <table_state state> uint8_t* put_codes(uint8_t* out, const uint8_t* limit);
     uint8_t* put_ordinary_codes(uint8_t* out, const uint8_t* limit);
     status put_code_behind_clear(uint8_t*& out);
-    gif_string* entries() const { return table_.as<gif_string>(); }
+    gif_string_table& table() const { return *table_.as<gif_string_table>(); }
 
     gif_code_reader& codes_;
     gif_stream_rules rules_;
@@ -109,6 +140,8 @@ private:
     uint32_t width_ = 0;
     uint32_t next_code_ = 0; // stays at gif_code_count when the table is full
     uint32_t previous_code_ = 0;
-    gif_string previous_{}; // the string of previous_code_
+    // The string of previous_code_.
+    uint64_t previous_ = gif_short_string::pixel(0);
+    gif_string long_previous_{}; // where that is none of the short ones
     bool behind_clear_;
 };
