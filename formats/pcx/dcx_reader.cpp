@@ -36,7 +36,7 @@ int32_t open_dcx(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE priva
     int64_t end = table.page_end(offset, data_end < 0 ? -1 : int64_t{data_end} - base);
     if (end >= 0) end = std::min(end + base, last);
     in.seek(static_cast<int32_t>(position));
-    return pcx_read_image(in, static_cast<int32_t>(end), pcx_colors_at::pixels_end,
+    return pcx_read_image(in, {static_cast<int32_t>(end), data_end}, pcx_colors_at::pixels_end,
                           {put_raster, set_header, private_data});
 }
 

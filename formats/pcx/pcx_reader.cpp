@@ -17,8 +17,8 @@ namespace {
 
 class pcx_reader {
 public:
-    pcx_reader(byte_source& in, int32_t end, pcx_colors_at colors, const row_sink& sink)
-        : in_(in), end_(end), colors_at_(colors), sink_(sink)
+    pcx_reader(byte_source& in, const pcx_ends& ends, pcx_colors_at colors, const row_sink& sink)
+        : in_(in), ends_(ends), colors_at_(colors), sink_(sink)
     {
     }
 
@@ -38,8 +38,8 @@ private:
     // before anything is allocated for it.
     bool cannot_be_complete(int32_t data) const
     {
-        if (end_ < 0) return false;
-        const uint64_t stored = end_ > data ? static_cast<uint64_t>(end_ - data) : 0;
+        if (ends_.last < 0) return false;
+        const uint64_t stored = ends_.last > data ? static_cast<uint64_t>(ends_.last - data) : 0;
         return stored < header_.total_bytes() / 32;
     }
 
@@ -62,8 +62,8 @@ private:
     {
         if (!pcx_decoder(in_, header_.encoding).skip(header_.total_bytes())) return false;
         const int32_t pixels_end = in_.tell();
-        const int32_t at_end = end_ - static_cast<int32_t>(pcx_vga_palette_bytes);
-        const bool end_possible = end_ > data && at_end >= pixels_end;
+        const int32_t at_end = ends_.stated - static_cast<int32_t>(pcx_vga_palette_bytes);
+        const bool end_possible = ends_.stated > data && at_end >= pixels_end;
         if (end_possible && colors_at_ == pcx_colors_at::data_end && read_vga_colors_at(at_end))
             return true;
         return read_vga_colors_at(pixels_end) || (end_possible && read_vga_colors_at(at_end));
@@ -131,7 +131,7 @@ private:
     }
 
     byte_source& in_;
-    int32_t end_;
+    pcx_ends ends_;
     pcx_colors_at colors_at_;
     row_sink sink_;
     pcx_header header_{};
@@ -141,9 +141,10 @@ private:
 
 } // namespace
 
-int32_t pcx_read_image(byte_source& in, int32_t end, pcx_colors_at colors, const row_sink& sink)
+int32_t pcx_read_image(byte_source& in, const pcx_ends& ends, pcx_colors_at colors,
+                       const row_sink& sink)
 {
-    return pcx_reader(in, end, colors, sink).read();
+    return pcx_reader(in, ends, colors, sink).read();
 }
 
 int32_t open_pcx(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE private_data,
@@ -152,6 +153,7 @@ int32_t open_pcx(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE priva
     img_seek_mem(file, start_offset(start), seek_from_start);
     byte_source in(file);
     if (!in.ok()) return err_memory;
-    return pcx_read_image(in, img_data_end(file), pcx_colors_at::data_end,
+    const int32_t end = img_data_end(file);
+    return pcx_read_image(in, {end, end}, pcx_colors_at::data_end,
                           {put_raster, set_header, private_data});
 }

@@ -11,6 +11,12 @@ int32_t open_pcx(start_value start, IMG_PUT_RASTER put_raster, IMG_PRIVATE priva
 /// last page of a DCX file there can be what a failed save left.
 enum class pcx_colors_at { data_end, pixels_end };
 
+/// Where the data of an image end; -1 when that is not known.
+struct pcx_ends {
+    int32_t stated; // as the file has it: a DCX table may lie
+    int32_t last;   // there is nothing behind it
+};
+
 /// Reads the image at the source's position.
-///   end   where its data end; -1 when that is not known
-int32_t pcx_read_image(byte_source& in, int32_t end, pcx_colors_at colors, const row_sink& sink);
+int32_t pcx_read_image(byte_source& in, const pcx_ends& ends, pcx_colors_at colors,
+                       const row_sink& sink);
