@@ -115,13 +115,15 @@ private:
         for (int32_t i = 0; i < count_; ++i)
             widest_row_bytes = std::max(widest_row_bytes, tiles_[i].row_bytes);
         pict_rows rows(in_);
-        // Bands of rows, so that tiles side by side need not be read in turns for each row.
+        // Bands of rows, so that tiles side by side need not be read in turns for each row. A
+        // tile alone needs one for rows that are not there.
         const int32_t most_rows = count_ == 1 ? 1 : std::max(band_bytes / stride_, 1);
         scratch_block band(static_cast<size_t>(most_rows) * static_cast<size_t>(stride_) +
                            run_slack_bytes);
         if (!band || !rows.allocate(widest_row_bytes, width_)) return err_memory;
         if (int32_t err = sink_.begin(&dib_.info); err < 0) return err;
         std::memset(band.bytes(), 0, band.size());
+        if (count_ == 1) return deliver_alone(rows, band.bytes());
 
         int32_t y = 0;
         for (int32_t first = 0; first < count_;) {
@@ -141,6 +143,23 @@ private:
         return 1;
     }
 
+    // Rows go out as they are decoded, without the way through a band.
+    int32_t deliver_alone(pict_rows& rows, uint8_t* no_row)
+    {
+        rows.start(tiles_[0], tiles_[0].data);
+        for (int32_t y = 0; y < height_; ++y) {
+            uint8_t* row = rows.next();
+            if (in_.failed()) return err_corrupt;
+            if (!row && y == 0) return err_format;
+            if (!row) {
+                std::memset(no_row, 0, static_cast<size_t>(stride_));
+                row = no_row;
+            }
+            if (int32_t err = put(row, y, 1); err < 0) return err;
+        }
+        return 1;
+    }
+
     int32_t row_of_tiles_end(int32_t first) const
     {
         int32_t last = first + 1;
@@ -156,7 +175,7 @@ private:
         for (int32_t i = first; i < last; ++i) {
             pict_tile& tile = tiles_[i];
             const int32_t bits = tile.dib_bits();
-            const int32_t x = count_ == 1 ? 0 : tile.place.left - frame_.left;
+            const int32_t x = tile.place.left - frame_.left;
             const auto bytes = static_cast<size_t>((int64_t{tile.width} * bits + 7) / 8);
             uint8_t* to = band + static_cast<size_t>(int64_t{x} * bits / 8);
             if (!alone || started_ != i) rows.start(tile, tile.data);

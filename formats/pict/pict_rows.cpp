@@ -84,9 +84,9 @@ bool pict_rows::read_stored()
     return in_.read(stored_.bytes(), wanted) == wanted;
 }
 
-const uint8_t* pict_rows::convert()
+uint8_t* pict_rows::convert()
 {
-    const uint8_t* from = stored_.bytes();
+    uint8_t* from = stored_.bytes();
     uint8_t* to = converted_.bytes();
     const auto width = static_cast<size_t>(tile_->width);
     if (tile_->layout == pict_layout::packed_planes) {
@@ -107,7 +107,7 @@ const uint8_t* pict_rows::convert()
     return to;
 }
 
-const uint8_t* pict_rows::next()
+uint8_t* pict_rows::next()
 {
     return read_stored() ? convert() : nullptr;
 }

@@ -14,16 +14,17 @@ public:
     /// Goes to a position in the rows of a tile.
     void start(const pict_tile& tile, int32_t position);
 
-    /// The next row as pixels of the DIB's depth; valid until the next call. Null when the
-    /// data ended in front of its end; what a row's packed bytes leave out is 0.
-    const uint8_t* next();
+    /// The next row as pixels of the DIB's depth; valid until the next call. The caller may
+    /// change it, and there is room for a DIB row's padding. Null when the data ended in front
+    /// of its end; what a row's packed bytes leave out is 0.
+    uint8_t* next();
 
     int32_t position() const { return in_.tell(); }
 
 private:
     bool read_stored();
     bool read_packed();
-    const uint8_t* convert();
+    uint8_t* convert();
 
     byte_source& in_;
     const pict_tile* tile_ = nullptr;

@@ -171,6 +171,7 @@ private:
         uint8_t* const planes = planes_.bytes();
         if (bits_ == 24) {
             const auto plane = static_cast<size_t>(row_bytes(width) / 4);
+            std::memset(planes, 0, 8); // planes of a single pixel have two bytes
             split_planes(row + 3 * left, planes, planes + plane, planes + 2 * plane,
                          static_cast<size_t>(width));
             return planes;
@@ -183,7 +184,7 @@ private:
             return row;
         }
         std::memcpy(planes, row + int64_t{left} * bits_ / 8, bytes);
-        std::memset(planes + bytes, 0, 8);
+        std::memset(planes + bytes, 0, static_cast<size_t>(row_bytes(width)) - bytes);
         clear_row_padding(planes, width, bits_);
         return planes;
     }
