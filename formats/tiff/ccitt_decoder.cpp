@@ -26,6 +26,8 @@ constexpr uint32_t pass_bits = 4;
 constexpr uint32_t modes_per_refill =
     (ccitt_bit_window::refilled_bits - horizontal_bits - ccitt_longest_code) / ccitt_longest_mode;
 static_assert(modes_per_refill >= 1);
+constexpr uint32_t look_ups_per_refill = ccitt_bit_window::refilled_bits / ccitt_longest_code;
+static_assert(look_ups_per_refill >= 1);
 
 } // namespace
 
@@ -213,45 +215,43 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_1d(line_state& result)
     uint32_t color = ccitt_white;
     uint32_t made_up = 0; // of the run being read, at most width + 1
     row_end end = row_end::complete;
-    while (position < width) {
+    while (position < width && end == row_end::complete) {
         if constexpr (keeps_changes) {
-            if (line.count + 2 > coding_.room()) {
-                if (!coding_.grow(line.count + 2)) return row_end::no_memory;
+            if (line.count + 2 * look_ups_per_refill > coding_.room()) {
+                if (!coding_.grow(line.count + 2 * look_ups_per_refill)) return row_end::no_memory;
                 line.elements = coding_.elements();
             }
         }
         window.refill(source_);
-        const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
-        const ccitt_kind kind = entry.kind();
-        if (kind == ccitt_kind::pair) {
-            const uint32_t start = position + made_up + entry.first_run();
-            made_up = 0;
-            if (start >= width) {
-                // The second code belongs to what follows the row.
-                window.consume(entry.first_length());
-                position = start;
-                break;
-            }
-            window.consume(entry.length());
-            line.change<keeps_changes>(start);
-            position = start + entry.second_run();
-            if (position < width) line.change<keeps_changes>(position);
-        } else if (kind == ccitt_kind::single) {
-            window.consume(entry.length());
-            position += made_up + entry.first_run();
-            made_up = 0;
-            color ^= 1;
-            if (position < width) line.change<keeps_changes>(position);
-        } else if (kind == ccitt_kind::make_up) {
-            window.consume(entry.length());
-            made_up = std::min(made_up + entry.first_run(), width + 1);
-        } else {
-            // In front of a Group 3 row stand fill bits and the EOL.
-            if (is_huffman() || position > 0) ++faults_;
-            if (kind == ccitt_kind::eol) {
+        for (uint32_t i = 0; i < look_ups_per_refill && position < width; ++i) {
+            const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
+            const ccitt_kind kind = entry.kind();
+            if (kind >= ccitt_kind::single) [[likely]] {
+                const bool is_pair = kind == ccitt_kind::pair;
+                position += made_up + entry.first_run();
+                made_up = 0;
+                if (position >= width) {
+                    // The second code of a pair belongs to what follows the row.
+                    window.consume(is_pair ? entry.first_length() : entry.length());
+                    break;
+                }
                 window.consume(entry.length());
-            } else if (!source_.skip_unknown(window)) {
-                end = row_end::data_end;
+                line.change<keeps_changes>(position);
+                position += entry.second_run();
+                color ^= is_pair ? 0 : 1;
+                if (is_pair && position < width) line.change<keeps_changes>(position);
+            } else if (kind == ccitt_kind::make_up) {
+                window.consume(entry.length());
+                made_up = std::min(made_up + entry.first_run(), width + 1);
+            } else if (i > 0) {
+                break; // a fault is looked at in a full window
+            } else {
+                // In front of a Group 3 row stand fill bits and the EOL.
+                if (is_huffman() || position > 0) ++faults_;
+                if (kind == ccitt_kind::eol)
+                    window.consume(entry.length());
+                else if (!source_.skip_unknown(window))
+                    end = row_end::data_end;
                 break;
             }
         }
@@ -347,6 +347,7 @@ inline bool ccitt_decoder::read_runs(ccitt_bit_window& window, uint32_t color, u
             runs[1] = entry.second_run();
             return true;
         case ccitt_kind::single:
+        case ccitt_kind::made:
             window.consume(entry.length());
             runs[0] += entry.first_run();
             return read_run(window, color ^ 1, runs[1]);
@@ -372,8 +373,12 @@ inline bool ccitt_decoder::read_run(ccitt_bit_window& window, uint32_t color, ui
         const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
         switch (entry.kind()) {
         case ccitt_kind::pair:
-        case ccitt_kind::single:
             window.consume(entry.first_length());
+            run += entry.first_run();
+            return true;
+        case ccitt_kind::single:
+        case ccitt_kind::made:
+            window.consume(entry.length());
             run += entry.first_run();
             return true;
         case ccitt_kind::make_up:

@@ -81,6 +81,24 @@ inline run_code xltrlength(uint32_t run, uint32_t color)
     return {uint32_t{start.bits} << end.length | end.bits, uint32_t{start.length} + end.length};
 }
 
+// The code words of two runs below 64, the first one of a colour, in one look-up: length in the
+// lowest five bits.
+using pair_table = std::array<uint32_t, 64 * 64>;
+
+constexpr pair_table make_pairs(ccitt_color color)
+{
+    const encoding_table& first = run_words[color];
+    const encoding_table& second = run_words[color ^ 1];
+    pair_table table{};
+    for (uint32_t i = 0; i < table.size(); ++i) {
+        const ccitt_word a = first.terminating[i / 64], b = second.terminating[i % 64];
+        table[i] = (uint32_t{a.bits} << b.length | b.bits) << 5 |
+                   (uint32_t{a.length} + uint32_t{b.length});
+    }
+    return table;
+}
+constexpr std::array<pair_table, 2> pair_words = {make_pairs(ccitt_white), make_pairs(ccitt_black)};
+
 class image_encoder {
 public:
     image_encoder(HFILE sink, const BITMAPINFOHEADER* header, const row_source& rows,
@@ -100,6 +118,8 @@ private:
     void encode_row_g4(ccitt_bit_packer& packer);
     void end_row(ccitt_bit_packer& packer, bool last_row);
     void put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color);
+    void put_runs(ccitt_bit_packer& packer, ccitt_word before, uint32_t first, uint32_t second,
+                  uint32_t color);
     void puteol(ccitt_bit_packer& packer);
 
     bool is_group4() const { return options_.compression == tiff_group4; }
@@ -217,18 +237,32 @@ inline void image_encoder::put_run(ccitt_bit_packer& packer, uint32_t run, uint3
     packer.putbuff(code.bits, code.length, sink_);
 }
 
+// A run of a colour and one of the other, behind a code word or none.
+inline void image_encoder::put_runs(ccitt_bit_packer& packer, ccitt_word before, uint32_t first,
+                                    uint32_t second, uint32_t color)
+{
+    if ((first | second) < 64) [[likely]] {
+        const uint32_t pair = pair_words[color][first * 64 + second];
+        const uint32_t length = pair & 31;
+        packer.putbuff(uint32_t{before.bits} << length | pair >> 5, before.length + length, sink_);
+        return;
+    }
+    if (before.length != 0) packer.putbuff(before.bits, before.length, sink_);
+    put_run(packer, first, color);
+    put_run(packer, second, color ^ 1);
+}
+
 // Runs of both colours in turn, white first, up to the coded width.
 void image_encoder::encode_row_1d(ccitt_bit_packer& result)
 {
     ccitt_bit_packer packer = result;
     const uint32_t* element = coding();
     uint32_t position = 0;
-    uint32_t color = ccitt_white;
-    do {
-        put_run(packer, *element - position, color);
-        position = *element++;
-        color ^= 1;
-    } while (position < width_);
+    for (; element[0] < width_ && position < width_; element += 2) {
+        put_runs(packer, {}, element[0] - position, element[1] - element[0], ccitt_white);
+        position = element[1];
+    }
+    if (position < width_) put_run(packer, width_ - position, ccitt_white);
     result = packer;
 }
 
@@ -261,9 +295,7 @@ void image_encoder::encode_row_g4(ccitt_bit_packer& result)
             else
                 ++b1;
         } else {
-            packer.putbuff(horizontal_word.bits, horizontal_word.length, sink_);
-            put_run(packer, *a1 - a0, color);
-            put_run(packer, a1[1] - *a1, color ^ 1);
+            put_runs(packer, horizontal_word, *a1 - a0, a1[1] - *a1, color);
             a0 = a1[1];
             a1 += 2;
         }

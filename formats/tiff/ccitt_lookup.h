@@ -1,10 +1,18 @@
 // ccitt_lookup.h - the code tables turned for decoding: one look-up with the next 13 bits
-// gives a run code, and where two terminating codes follow each other within them, both.
+// gives a run code, and where it is followed by another one that belongs to it within them,
+// both: a make-up code with its terminating code, or the terminating codes of two runs.
 #pragma once
 
 #include "formats/tiff/ccitt_codes.h"
 
-enum class ccitt_kind : uint32_t { none, single, pair, make_up, eol };
+enum class ccitt_kind : uint32_t {
+    none,
+    eol,
+    make_up,
+    single, // from here on a whole run: of one code
+    made,   // of a make-up code and a terminating code
+    pair,   // of one code, and one of the other colour
+};
 
 /// What a 13-bit look-ahead begins with, packed into 32 bits.
 struct ccitt_run_entry {
@@ -14,15 +22,19 @@ struct ccitt_run_entry {
     constexpr uint32_t length() const { return packed & 15; }
     /// Bits of the first code.
     constexpr uint32_t first_length() const { return packed >> 4 & 15; }
+    /// Of the first run.
     constexpr uint32_t first_run() const { return packed >> 8 & 4095; }
-    /// Of the other colour, kind pair only.
+    /// Of the other colour; 0 where there is none.
     constexpr uint32_t second_run() const { return packed >> 20 & 63; }
     constexpr ccitt_kind kind() const { return static_cast<ccitt_kind>(packed >> 26); }
 };
 
-constexpr ccitt_run_entry ccitt_make_entry(ccitt_kind kind, uint32_t first_length, uint32_t run)
+constexpr ccitt_run_entry ccitt_make_entry(ccitt_kind kind, uint32_t first_run,
+                                           uint32_t first_length, uint32_t length,
+                                           uint32_t second_run = 0)
 {
-    return {static_cast<uint32_t>(kind) << 26 | run << 8 | first_length << 4 | first_length};
+    return {static_cast<uint32_t>(kind) << 26 | second_run << 20 | first_run << 8 |
+            first_length << 4 | length};
 }
 
 inline constexpr uint32_t ccitt_run_entries = 1u << ccitt_longest_code;
@@ -35,8 +47,8 @@ constexpr ccitt_run_table ccitt_single_codes(ccitt_color color)
         const ccitt_kind kind = code.run == ccitt_eol_run ? ccitt_kind::eol
                                 : code.run >= 64          ? ccitt_kind::make_up
                                                           : ccitt_kind::single;
-        const ccitt_run_entry entry =
-            ccitt_make_entry(kind, code.word.length, static_cast<uint32_t>(code.run));
+        const ccitt_run_entry entry = ccitt_make_entry(kind, static_cast<uint32_t>(code.run),
+                                                       code.word.length, code.word.length);
         const uint32_t copies = 1u << (ccitt_longest_code - code.word.length);
         const uint32_t first = code.word.bits * copies;
         for (uint32_t i = 0; i < copies; ++i)
@@ -48,17 +60,22 @@ constexpr ccitt_run_table ccitt_single_codes(ccitt_color color)
 constexpr ccitt_run_table ccitt_paired_codes(ccitt_color color)
 {
     ccitt_run_table table = ccitt_single_codes(color);
+    const ccitt_run_table singles = table;
     const ccitt_run_table others =
         ccitt_single_codes(color == ccitt_white ? ccitt_black : ccitt_white);
     for (uint32_t i = 0; i < ccitt_run_entries; ++i) {
         const ccitt_run_entry first = table[i];
-        if (first.kind() != ccitt_kind::single) continue;
-        const uint32_t used = first.length();
-        const ccitt_run_entry second = others[i << used & (ccitt_run_entries - 1)];
+        const bool is_made = first.kind() == ccitt_kind::make_up;
+        if (!is_made && first.kind() != ccitt_kind::single) continue;
+        const uint32_t behind = i << first.length() & (ccitt_run_entries - 1);
+        const ccitt_run_entry second = is_made ? singles[behind] : others[behind];
         if (second.kind() != ccitt_kind::single) continue;
-        if (used + second.length() > ccitt_longest_code) continue;
-        table[i].packed = static_cast<uint32_t>(ccitt_kind::pair) << 26 | second.first_run() << 20 |
-                          first.first_run() << 8 | used << 4 | (used + second.length());
+        const uint32_t length = first.length() + second.length();
+        if (length > ccitt_longest_code) continue;
+        const uint32_t runs[2] = {first.first_run(), second.first_run()};
+        table[i] =
+            is_made ? ccitt_make_entry(ccitt_kind::made, runs[0] + runs[1], first.length(), length)
+                    : ccitt_make_entry(ccitt_kind::pair, runs[0], first.length(), length, runs[1]);
     }
     return table;
 }
