@@ -21,6 +21,15 @@ bool is_separate(const tiff_struct& d)
     return d.planar_configuration == 2 && d.samples_per_pixel > 1;
 }
 
+// INTENDED: classic mode looks for any curve behind the directory. Interchange mode takes those of
+// grey pages: two densities stand in the entry itself, and of 16 bits only the high ones are kept.
+bool has_gray_curve(const tiff_struct& d)
+{
+    if (d.gray_response_curve == 0 || !interchange_mode()) return d.gray_response_curve != 0;
+    const bool fits = d.bits_per_sample > 1 && d.bits_per_sample <= 8;
+    return fits && d.photometric != photometric_palette;
+}
+
 // Depth of the DIB by the classic rule; 0 where it has none.
 int32_t classic_depth(uint32_t samples, uint32_t bits)
 {
@@ -78,7 +87,8 @@ int32_t plan_grey(const tiff_struct& d, tiff_layout& layout)
     const bool is_palette = d.photometric == photometric_palette;
     if (!is_small_depth(bits) && !has_wide_samples) return err_unsupported;
     if (is_palette && bits == 16) return err_unsupported;
-    layout.inverted = d.photometric == photometric_white_is_zero;
+    // A response curve says itself that 0 is white.
+    layout.inverted = d.photometric == photometric_white_is_zero && !has_gray_curve(d);
     layout.depth = bits == 2 ? 4 : static_cast<int32_t>(std::min(bits, 8u));
     if (d.samples_per_pixel == 1) {
         layout.layout = bits == 2    ? row_layout::widen_pairs
@@ -233,9 +243,10 @@ void tiff_get_palette(const tiff_source& source, const tiff_struct& d, dib_heade
     int32_t entries = palette_entries(header.info.biBitCount);
     // A 2-bit page has a map of four colours and becomes 4-bit pixels.
     if (interchange_mode() && d.bits_per_sample == 2) entries = 4;
-    const uint32_t offset = d.gray_response_curve ? d.gray_response_curve : d.color_map;
+    const bool is_curve = has_gray_curve(d);
+    const uint32_t offset = is_curve ? d.gray_response_curve : d.color_map;
     source.read_at(offset, values, 3 * entries * 2);
-    if (d.gray_response_curve)
+    if (is_curve)
         take_gray_curve(source, d, values, entries, header);
     else
         take_color_map(source, values, entries, header);
@@ -273,7 +284,7 @@ void tiff_make_header(const tiff_source& source, const tiff_page& page, const ti
     const bool has_map = d.color_map != 0 && d.photometric == photometric_palette;
     if (layout.layout == row_layout::ink_nibbles)
         make_ink_palette(header);
-    else if (has_map || d.gray_response_curve != 0)
+    else if (has_map || has_gray_curve(d))
         tiff_get_palette(source, d, header);
     else if (d.samples_per_pixel == 4 && d.bits_per_sample == 1)
         create_dib_palette(&header.info, "dither");
