@@ -43,6 +43,18 @@ void convert_pages(source_file& source, int32_t first, int32_t last, const IMGX_
     output.commit();
 }
 
+// "a.tif" of two pages and "a-001.tif" would both become "a-001.bmp".
+void require_numbers_unclaimed(const std::string& name, int32_t count,
+                               const std::vector<conversion>& items)
+{
+    for (int32_t page = 1; page <= count; ++page) {
+        const std::string numbered = numbered_name(name, page, count);
+        for (const conversion& item : items)
+            if (item.output == numbered)
+                throw failure{numbered, "creating (" + item.input + " becomes it)", code_create};
+    }
+}
+
 void convert_numbered(source_file& source, int32_t count, const IMGX_TYPE_INFO& type,
                       const std::string& name, const tool_settings& settings)
 {
@@ -55,9 +67,10 @@ void convert_numbered(source_file& source, int32_t count, const IMGX_TYPE_INFO& 
     }
 }
 
-void convert_one(const conversion& item, bool keep_type, int32_t page,
+void convert_one(const std::vector<conversion>& items, size_t index, bool keep_type, int32_t page,
                  const tool_settings& settings)
 {
+    const conversion& item = items[index];
     progress_file(item.input);
     source_file source(item.input, settings.offset);
     const IMGX_TYPE_INFO& type = type_for(item, keep_type, settings, source);
@@ -70,8 +83,10 @@ void convert_one(const conversion& item, bool keep_type, int32_t page,
         convert_pages(source, page, page, type, item.output, settings);
     else if (count == 1 || can_add_pages(type))
         convert_pages(source, 1, count, type, item.output, settings);
-    else
+    else {
+        require_numbers_unclaimed(item.output, count, items);
         convert_numbered(source, count, type, item.output, settings);
+    }
 }
 
 // The output's name in a directory: the input's, with the extension of the new type.
@@ -110,7 +125,7 @@ std::vector<conversion> plan(const convert_request& request, const tool_settings
 }
 
 // One worker process per input, at most `jobs` at a time. A worker gets the same arguments
-// and the number of its input.
+// and the number of its input, right behind the command: behind "--" it would be a file.
 int run_workers(const convert_request& request, const std::vector<conversion>& items, int32_t jobs)
 {
     int worst = exit_done;
@@ -122,7 +137,7 @@ int run_workers(const convert_request& request, const std::vector<conversion>& i
         if (next < items.size() && running.size() < static_cast<size_t>(jobs) &&
             !host_cancelled()) {
             std::vector<std::string> arguments = request.arguments;
-            arguments.push_back("--worker-item=" + std::to_string(next));
+            arguments.insert(arguments.begin() + 1, "--worker-item=" + std::to_string(next));
             const host_process process = host_start(arguments);
             if (process == 0) {
                 report({items[next].input, "starting a process for it", code_memory});
@@ -162,7 +177,7 @@ int run_convert(const convert_request& request, const tool_settings& settings)
     if (request.only_item >= 0) {
         const auto index = static_cast<size_t>(request.only_item);
         if (index >= items.size()) return exit_usage;
-        return guarded([&] { convert_one(items[index], keep_type, request.page, settings); });
+        return guarded([&] { convert_one(items, index, keep_type, request.page, settings); });
     }
     if (into_directory)
         if (const int code = guarded([&] { create_directory_for(request.output); })) return code;
@@ -172,8 +187,8 @@ int run_convert(const convert_request& request, const tool_settings& settings)
     if (jobs > 1 && items.size() > 1) return run_workers(request, items, jobs);
 
     int worst = exit_done;
-    for (const conversion& item : items) {
-        const int code = guarded([&] { convert_one(item, keep_type, request.page, settings); });
+    for (size_t i = 0; i < items.size(); ++i) {
+        const int code = guarded([&] { convert_one(items, i, keep_type, request.page, settings); });
         worst = std::max(worst, code);
         if (code == exit_cancelled) break;
     }

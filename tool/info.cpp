@@ -98,6 +98,14 @@ std::string type_text(const page_facts& facts)
     return facts.format + " with compression " + std::to_string(facts.compression);
 }
 
+// A file's texts could steer the terminal, or look like lines of ours.
+std::string printable(std::string text)
+{
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < ' ' || c == 0x7F) c = ' ';
+    return text;
+}
+
 void print_page(int32_t page, const page_facts& facts)
 {
     std::printf("  page %d: %d x %d, %d bit, %s, %s", static_cast<int>(page),
@@ -109,8 +117,10 @@ void print_page(int32_t page, const page_facts& facts)
     if (facts.components != 0)
         std::printf(", %d components%s%s", static_cast<int>(facts.components),
                     facts.sampling.empty() ? "" : ", sampling ", facts.sampling.c_str());
-    if (!facts.texts.name.empty()) std::printf(", name \"%s\"", facts.texts.name.c_str());
-    if (!facts.texts.date.empty()) std::printf(", date \"%s\"", facts.texts.date.c_str());
+    if (!facts.texts.name.empty())
+        std::printf(", name \"%s\"", printable(facts.texts.name).c_str());
+    if (!facts.texts.date.empty())
+        std::printf(", date \"%s\"", printable(facts.texts.date).c_str());
     std::printf("\n");
 }
 

@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -251,6 +252,18 @@ void describe_commands(command_line& line)
     add_show(line);
 }
 
+// The parser takes "[a,b]" for a list, also where a file of that name is meant; a path it
+// leaves alone.
+std::vector<std::string> without_lists(std::vector<std::string> arguments)
+{
+    for (size_t i = 1; i < arguments.size(); ++i) {
+        std::string& one = arguments[i];
+        const bool is_text = arguments[i - 1] == "--name" || arguments[i - 1] == "--date";
+        if (one.starts_with('[') && one.ends_with(']') && !is_text) one.insert(0, "./");
+    }
+    return arguments;
+}
+
 int run_command(command_line& line)
 {
     host_catch_cancel();
@@ -274,9 +287,9 @@ int run_tool(int argc, char** argv)
     describe_commands(line);
     line.convert.arguments = host_arguments(argc, argv);
     try {
-        std::vector<std::string> reversed(line.convert.arguments.rbegin(),
-                                          line.convert.arguments.rend());
-        line.app.parse(reversed);
+        std::vector<std::string> arguments = without_lists(line.convert.arguments);
+        std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+        line.app.parse(arguments);
         return run_command(line);
     } catch (const CLI::ParseError& error) {
         return line.app.exit(error) == 0 ? exit_done : exit_usage;

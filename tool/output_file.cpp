@@ -8,6 +8,7 @@
 #include "tool/progress.h"
 
 #include <filesystem>
+#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -25,9 +26,23 @@ std::string final_target(const std::string& name)
 std::string temporary_beside(const std::string& name)
 {
     const fs::path path = to_path(name);
-    const std::string own =
-        "." + to_text(path.filename()) + "." + std::to_string(host_process_id()) + ".tmp";
+    // Names end at 255 bytes or characters: of a long one a part does, cut between letters.
+    std::string part = to_text(path.filename());
+    constexpr size_t longest = 200;
+    size_t end = std::min(part.size(), longest);
+    while (end > 0 && end < part.size() && (part[end] & 0xC0) == 0x80)
+        --end;
+    part.resize(end);
+    const std::string own = "." + part + "." + std::to_string(host_process_id()) + ".tmp";
     return to_text(path.parent_path() / to_path(own));
+}
+
+// A writer of pages adds none to such a file: it writes over those that are there.
+bool is_big_endian_tiff(const std::string& name)
+{
+    char start[2] = {};
+    std::ifstream(to_path(name), std::ios::binary).read(start, sizeof start);
+    return start[0] == 'M' && start[1] == 'M';
 }
 
 } // namespace
@@ -67,6 +82,8 @@ void output_file::begin(bool with_pages_of_existing) const
     if (std::string(info.extensions) != type_.extensions)
         throw failure{name_, std::string("adding a page of ") + type_.description,
                       code_unsupported};
+    if (is_big_endian_tiff(final_name_))
+        throw failure{name_, "adding a page to a big-endian TIFF", code_unsupported};
     std::error_code error;
     fs::copy_file(to_path(final_name_), to_path(temporary_name_), error);
     if (error) throw failure{name_, "copying", code_write};

@@ -62,7 +62,7 @@ int32_t IMG_C begin_preview(const BITMAPINFOHEADER* header, IMG_PRIVATE private_
 RGBQUAD pixel_at(const preview& p, const uint8_t* row, int32_t x)
 {
     if (p.bits == 24) return {row[3 * x], row[3 * x + 1], row[3 * x + 2], 0};
-    const int32_t first = x * p.bits;
+    const int64_t first = int64_t{x} * p.bits;
     const int32_t index = row[first / 8] >> (8 - p.bits - first % 8) & ((1 << p.bits) - 1);
     return p.colors[static_cast<size_t>(index)];
 }

@@ -24,12 +24,28 @@ volatile std::sig_atomic_t cancel_requests = 0;
 char guarded_name[PATH_MAX];
 std::atomic<bool> guarding{false};
 
+void end_at_once(int signal_number)
+{
+    if (guarding) unlink(guarded_name);
+    _exit(128 + signal_number);
+}
+
 void on_cancel_signal(int)
 {
     cancel_requests = cancel_requests + 1;
-    if (cancel_requests < 2) return;
-    if (guarding) unlink(guarded_name);
-    _exit(130);
+    if (cancel_requests >= 2) end_at_once(SIGINT);
+}
+
+void handle_signal(int signal_number, void (*handler)(int))
+{
+    // What a parent ignores (nohup, a background job) stays ignored.
+    struct sigaction present {};
+    sigaction(signal_number, nullptr, &present);
+    if (present.sa_handler == SIG_IGN) return;
+    struct sigaction action {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal_number, &action, nullptr);
 }
 
 HFILE open_regular(const std::string& name, int flags)
@@ -123,15 +139,10 @@ void host_prepare_console() {}
 
 void host_catch_cancel()
 {
-    struct sigaction action {};
-    action.sa_handler = on_cancel_signal;
-    sigemptyset(&action.sa_mask);
-    // What a parent ignores (nohup, a background job) stays ignored.
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction present {};
-        sigaction(signal_number, nullptr, &present);
-        if (present.sa_handler != SIG_IGN) sigaction(signal_number, &action, nullptr);
-    }
+    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP})
+        handle_signal(signal_number, on_cancel_signal);
+    // Whoever read our lines is gone, as behind "| head".
+    handle_signal(SIGPIPE, end_at_once);
 }
 
 bool host_cancelled()
