@@ -60,6 +60,21 @@ std::string base_name(const std::string& path)
     return name.substr(0, name.find_last_of('.'));
 }
 
+// The extension that was typed counts more than the list, which is often left as it stands:
+// the type of the list where it goes by that extension too, else the first that does.
+const save_type& type_for(const std::string& path, const std::vector<save_type>& types,
+                          size_t listed)
+{
+    const std::string name = file_name_of(path);
+    const std::string extension = name.substr(name.find_last_of('.') + 1);
+    const auto fits = [&](const save_type& type) {
+        return lstrcmpiA(type.extension.c_str(), extension.c_str()) == 0;
+    };
+    if (fits(types[listed])) return types[listed];
+    const auto found = std::find_if(types.begin(), types.end(), fits);
+    return found == types.end() ? types[listed] : *found;
+}
+
 struct file_dialog {
     char path[1024] = {};
     OPENFILENAMEA open{};
@@ -161,7 +176,8 @@ std::optional<save_choice> ask_file_to_save(HWND owner, const std::string& sugge
     dialog.open.lpstrDefExt = "";
     if (!GetSaveFileNameA(&dialog.open)) return std::nullopt;
     const size_t index = dialog.open.nFilterIndex > 0 ? dialog.open.nFilterIndex - 1 : 0;
-    save_choice choice{dialog.path, types[std::min(index, types.size() - 1)]};
+    save_choice choice{dialog.path,
+                       type_for(dialog.path, types, std::min(index, types.size() - 1))};
     if (file_name_of(choice.path).find('.') == std::string::npos) {
         choice.path += "." + choice.type.extension;
         // The dialog has asked about the name without it.

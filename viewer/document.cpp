@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t bmp_file_header_bytes = 14;
+constexpr int32_t bmp_file_header_bytes = 14;
 
 // A file as the library's calls take it. The calls that take names end at 127 characters,
 // as the system's OpenFile does.
@@ -32,14 +32,19 @@ private:
     HFILE handle_;
 };
 
-// Everything that the crop rectangle holds, saved into memory as a bitmap file.
-std::vector<uint8_t> as_bitmap_file(int32_t handle, size_t capacity)
+// Saves the crop rectangle into a block as a bitmap file and takes the file's header away.
+// The bytes that are left, or 0 when it failed.
+size_t save_packed(int32_t handle, HGLOBAL block)
 {
-    std::vector<uint8_t> file(capacity);
-    const int32_t bytes =
-        IMGX_save_bitmap_mem(handle, file.data(), static_cast<uint32_t>(file.size()), 1);
-    file.resize(bytes > 0 ? static_cast<size_t>(bytes) : 0);
-    return file;
+    auto* file = static_cast<uint8_t*>(GlobalLock(block));
+    if (!file) return 0;
+    const int32_t saved =
+        IMGX_save_bitmap_mem(handle, file, static_cast<uint32_t>(GlobalSize(block)), 1);
+    const size_t bytes = static_cast<size_t>(std::max(saved, bmp_file_header_bytes)) -
+                         static_cast<size_t>(bmp_file_header_bytes);
+    std::memmove(file, file + bmp_file_header_bytes, bytes);
+    GlobalUnlock(block);
+    return bytes;
 }
 
 } // namespace
@@ -55,7 +60,7 @@ temporary_file::temporary_file(const std::string& directory)
     GetTempFileNameA(directory.empty() ? "." : directory.c_str(), "tre", 0, name);
     name_ = name;
     // Types that hold pages would add to the file that is there now.
-    DeleteFileA(name);
+    can_be_written_ = DeleteFileA(name) != FALSE;
 }
 
 temporary_file::~temporary_file()
@@ -170,15 +175,13 @@ HGLOBAL document::packed_dib()
     if (!is_open()) return nullptr;
     show_all();
     const size_t stride = (static_cast<size_t>(width_) * static_cast<size_t>(bits_) + 31) / 32 * 4;
-    const std::vector<uint8_t> file =
-        as_bitmap_file(handle_, 2048 + stride * static_cast<size_t>(height_));
-    if (file.size() <= bmp_file_header_bytes) return nullptr;
-    const size_t bytes = file.size() - bmp_file_header_bytes;
-    HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, bytes);
+    // In one block: a large picture finds no room for a copy beside it.
+    HGLOBAL block = GlobalAlloc(GMEM_MOVEABLE, 2048 + stride * static_cast<size_t>(height_));
     if (!block) return nullptr;
-    std::memcpy(GlobalLock(block), file.data() + bmp_file_header_bytes, bytes);
-    GlobalUnlock(block);
-    return block;
+    const size_t bytes = save_packed(handle_, block);
+    HGLOBAL fitted = bytes ? GlobalReAlloc(block, bytes, GMEM_MOVEABLE) : nullptr;
+    if (!fitted) GlobalFree(block);
+    return fitted;
 }
 
 void document::set_print_settings(const print_settings& settings)

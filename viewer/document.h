@@ -29,9 +29,12 @@ public:
     temporary_file(const temporary_file&) = delete;
     temporary_file& operator=(const temporary_file&) = delete;
     const char* name() const { return name_.c_str(); }
+    /// False where the directory cannot be written.
+    bool can_be_written() const { return can_be_written_; }
 
 private:
     std::string name_;
+    bool can_be_written_;
 };
 
 /// A file that is written under a name beside its own, so that what lies there is replaced
@@ -41,6 +44,7 @@ public:
     explicit replacement_file(const std::string& path);
     /// The name to write.
     const char* name() const { return written_.name(); }
+    bool can_be_written() const { return written_.can_be_written(); }
     /// Gives it its own name.  0 or code_create.
     int32_t put_in_place() const;
 

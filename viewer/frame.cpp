@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* class_name = "TrevolanViewer";
 constexpr const char* program_name = "Trevolan Viewer";
+constexpr const char* cannot_scan = "Scanning did not succeed";
 constexpr double zoom_step = 1.25;
 constexpr int part_text = 0, part_zoom = 1, part_progress = 2;
 
@@ -183,7 +184,10 @@ void viewer_frame::save(save_purpose purpose)
 void viewer_frame::print()
 {
     int32_t code = 0;
-    switch (print_document(window_, picture_, code)) {
+    const auto on_page = [this](int32_t page) {
+        show_status("Printing page " + std::to_string(page + 1) + ". Esc cancels.");
+    };
+    switch (print_document(window_, picture_, on_page, code)) {
     case print_result::done: show_status("Printed."); break;
     case print_result::cancelled: show_status("Printing was cancelled."); break;
     case print_result::no_printer:
@@ -368,7 +372,7 @@ bool viewer_frame::scan_succeeded(int32_t result) const
     if (result == code_scan_cancelled)
         show_status("Scanning was cancelled.");
     else if (result < 0)
-        tell_error(window_, "Scanning did not succeed", result);
+        tell_error(window_, cannot_scan, result);
     return result >= 0;
 }
 
@@ -395,6 +399,8 @@ void viewer_frame::scan_pages()
     if (!may_replace(window_, one_file ? choice->path : prefix + "????????.img")) return;
 
     const replacement_file file(choice->path);
+    // Told before the scanner runs, not after its last page.
+    if (!file.can_be_written()) return tell_error(window_, cannot_scan, code_create);
     const int32_t result =
         IMG_scan_pages(window_, one_file ? file.name() : prefix.c_str(), choice->type.code, 1);
     // Pages that came before a failure are kept.

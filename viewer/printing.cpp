@@ -17,6 +17,12 @@ BOOL CALLBACK abort_procedure(HDC, int)
 {
     MSG message;
     while (PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) {
+        if (message.message == WM_QUIT) {
+            // The program's own loop must learn that it is to end.
+            PostQuitMessage(static_cast<int>(message.wParam));
+            job_cancelled = true;
+            break;
+        }
         if (message.message == WM_KEYDOWN && message.wParam == VK_ESCAPE) job_cancelled = true;
         TranslateMessage(&message);
         DispatchMessageA(&message);
@@ -72,14 +78,16 @@ int32_t print_page_number(HDC dc, document& picture, int32_t page)
     return result < 0 ? result : print_page(dc, other);
 }
 
-int32_t print_pages(HDC dc, document& picture, int32_t first, int32_t last)
+int32_t print_pages(HDC dc, document& picture, int32_t first, int32_t last,
+                    const std::function<void(int32_t)>& on_page)
 {
     for (int32_t page = first; page <= last; ++page) {
+        on_page(page);
         // Not every system asks within a page.
         if (!abort_procedure(dc, 0) || StartPage(dc) <= 0) return code_unsupported;
         const int32_t result = print_page_number(dc, picture, page);
         if (result < 0) return result;
-        if (EndPage(dc) <= 0) return code_unsupported;
+        if (!abort_procedure(dc, 0) || EndPage(dc) <= 0) return code_unsupported;
     }
     return 0;
 }
@@ -107,7 +115,8 @@ struct chosen_printer {
     bool has(DWORD flag) const { return (dialog.Flags & flag) != 0; }
 };
 
-int32_t print_job(const chosen_printer& printer, document& picture, const char* output)
+int32_t print_job(const chosen_printer& printer, document& picture, const char* output,
+                  const std::function<void(int32_t)>& on_page)
 {
     HDC dc = printer.dialog.hDC;
     const bool range = printer.has(PD_PAGENUMS);
@@ -120,7 +129,7 @@ int32_t print_job(const chosen_printer& printer, document& picture, const char* 
     job_cancelled = false;
     SetAbortProc(dc, abort_procedure);
     if (StartDocA(dc, &info) <= 0) return code_unsupported;
-    const int32_t result = print_pages(dc, picture, first, last);
+    const int32_t result = print_pages(dc, picture, first, last, on_page);
     if (result < 0)
         AbortDoc(dc);
     else
@@ -130,7 +139,8 @@ int32_t print_job(const chosen_printer& printer, document& picture, const char* 
 
 } // namespace
 
-print_result print_document(HWND owner, document& picture, int32_t& code)
+print_result print_document(HWND owner, document& picture,
+                            const std::function<void(int32_t)>& on_page, int32_t& code)
 {
     chosen_printer printer;
     if (!printer.ask(owner, picture))
@@ -141,7 +151,7 @@ print_result print_document(HWND owner, document& picture, int32_t& code)
         if (!file) return print_result::cancelled;
     }
     EnableWindow(owner, FALSE);
-    code = print_job(printer, picture, file ? file->c_str() : nullptr);
+    code = print_job(printer, picture, file ? file->c_str() : nullptr, on_page);
     EnableWindow(owner, TRUE);
     if (job_cancelled) return print_result::cancelled;
     return code < 0 ? print_result::failed : print_result::done;
