@@ -15,6 +15,9 @@ find_package(Threads REQUIRED)
 target_link_libraries(trevolan_gtest PUBLIC Threads::Threads)
 
 file(GLOB support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
+# Places go into one source: what carries the path of this tree is compiled anew in every clone.
+set_source_files_properties(tests/support/places.cpp PROPERTIES COMPILE_DEFINITIONS
+  "TREVOLAN_TEST_DATA=\"${PROJECT_SOURCE_DIR}/tests/data\";TREVOLAN_TOOL=\"$<TARGET_FILE:trevolan_tool>\"")
 
 function(trevolan_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
@@ -22,9 +25,7 @@ function(trevolan_add_test name)
     return()
   endif()
   add_executable(${name} ${ARG_SOURCES} ${support_sources})
-  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} trevolan_gtest trevolan_options)
-  target_compile_definitions(${name} PRIVATE
-    TREVOLAN_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data")
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} trevolan_gtest trevolan_test_options)
   add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
@@ -57,7 +58,6 @@ else()
   file(GLOB tool_tests CONFIGURE_DEPENDS tests/tool/*.cpp)
   if(TARGET trevolan_tool)
     trevolan_add_test(tool_tests SOURCES ${tool_tests} LIBRARIES trevolan_static)
-    target_compile_definitions(tool_tests PRIVATE TREVOLAN_TOOL="$<TARGET_FILE:trevolan_tool>")
     add_dependencies(tool_tests trevolan_tool)
   endif()
 endif()

@@ -18,10 +18,10 @@ byte_vector ramp_file(int32_t width, int32_t height)
     bmp.width = width;
     bmp.height = height;
     for (int i = 0; i < 256; ++i)
-        bmp.colors.push_back(static_cast<uint32_t>(i * 0x010101));
+        bmp.colors.push_back(i * 0x010101);
     for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < (width + 3) / 4 * 4; ++x)
-            bmp.data.push_back(static_cast<uint8_t>(10 * (height - 1 - y) + x));
+            bmp.data.push_back(10 * (height - 1 - y) + x);
     return bmp.build();
 }
 
@@ -79,13 +79,21 @@ private:
 
 TEST(image_table, gives_the_lowest_free_handle)
 {
-    for (const int32_t handle : {0, 1, 2})
-        EXPECT_EQ(make_image(), handle);
-    EXPECT_EQ(IMG_delete_bitmap(1), 0);
-    EXPECT_EQ(IMG_delete_bitmap(1), -13);
-    EXPECT_EQ(make_image(), 1);
-    for (const int32_t handle : {2, 0, 1})
-        EXPECT_EQ(IMG_delete_bitmap(handle), 0);
+    std::vector<bool> taken(5000); // so many that the table has grown all its levels
+    std::mt19937 random(11);
+    for (int step = 0; step < 30000; ++step) {
+        const int32_t lowest = std::find(taken.begin(), taken.end(), false) - taken.begin();
+        const int32_t handle = random() % taken.size();
+        if (lowest < 5000 && random() % 16 < (step / 10000 == 1 ? 4 : 13)) {
+            ASSERT_EQ(make_image(1, 1, 1), lowest) << "step " << step;
+            taken[lowest] = true;
+        } else {
+            ASSERT_EQ(IMG_delete_bitmap(handle), taken[handle] ? 0 : -13);
+            taken[handle] = false;
+        }
+    }
+    for (int32_t handle = 0; handle < 5000; ++handle)
+        EXPECT_EQ(IMG_delete_bitmap(handle), taken[handle] ? 0 : -13);
     EXPECT_EQ(image_guard(make_image()), 0);
 }
 
@@ -218,7 +226,7 @@ TEST(load, low_level_clients_get_header_then_rows_and_may_refuse)
     std::vector<int32_t> order;
     row_client client;
     client.on_header = [&](const BITMAPINFOHEADER& header) {
-        order.push_back(static_cast<int32_t>(header.biSizeImage));
+        order.push_back(header.biSizeImage);
         return 1;
     };
     client.on_row = [&](int32_t y, const uint8_t*) {
@@ -379,61 +387,46 @@ TEST(crop_bitmap, refuses_what_does_not_lie_inside)
     EXPECT_EQ(IMGX_crop_bitmap(image, 0, 0, 33, 9), 0);
 }
 
-TEST(save, crop_counts_from_the_top_in_files_and_from_the_bottom_in_memory)
-{
-    const image_guard image(load_bytes(ramp_file(12, 10)));
-    IMG_set_croprect(image, 2, 3, 4, 5);
-    const temp_file file(".bmp");
-    EXPECT_EQ(IMG_save_bitmap(image, file.name(), -1), 0);
-    const image_copy top = picture_of(file.bytes());
-    EXPECT_EQ(top.width, 4);
-    EXPECT_EQ(top.height, 5);
-    EXPECT_EQ(top.pixel(0, 0), 32u);
-    EXPECT_EQ(top.pixel(3, 4), 75u);
-
-    byte_vector memory(5000);
-    EXPECT_EQ(IMG_save_bitmap_mem(image, memory.data(), 1), 0);
-    memory.resize(static_cast<size_t>(get_save_filesize()));
-    const image_copy bottom = picture_of(memory);
-    EXPECT_EQ(bottom.pixel(0, 0), 22u); // rows 2 to 6: three are left below
-    EXPECT_EQ(bottom.pixel(3, 4), 65u);
-}
-
-TEST(save, crop_columns_round_up_to_bytes)
-{
-    test_dib dib(32, 1, 1);
-    for (int x = 0; x < 32; ++x)
-        dib.set_pixel(x, 0, static_cast<uint32_t>(x / 8 & 1));
-    const image_guard image(dib.create());
-    IMG_set_croprect(image, 1, 0, 9, 1);
-    const image_copy cropped = picture_of(save_bytes(image, 1));
-    EXPECT_EQ(cropped.pixel(0, 0), 1u); // column 8
-    EXPECT_EQ(cropped.pixel(8, 0), 0u); // column 16
-}
-
-TEST(save, crop_is_cut_to_the_image)
+TEST(save, crop_is_cut_to_the_image_and_counts_from_the_bottom_in_memory)
 {
     const image_guard image(load_bytes(ramp_file(12, 10)));
     const int32_t big = INT32_MAX;
-    const int32_t rows[][6] = {
-        {8, 8, 100, 100, 4, 2},
-        {-3, -2, 5, 4, 2, 2},
-        {INT32_MIN, INT32_MIN, big, big, 0, 0},
-        {0, 0, big, big, 12, 10},
-        {12, 0, 1, 1, 0, 0},
-        {0, 0, 0, 5, 0, 0},
-        {3, 3, -1, 5, 0, 0},
-        {big, big, big, big, 0, 0},
+    const struct {
+        int32_t x, y, width, height, cut_width, cut_height;
+        uint32_t in_file, in_memory; // the first pixel: ten times its row, and its column
+    } rows[] = {
+        {2, 3, 4, 5, 4, 5, 32, 22},
+        {8, 8, 100, 100, 4, 2, 88, 8},
+        {-3, -2, 5, 4, 2, 2, 0, 80},
+        {0, 0, big, big, 12, 10, 0, 0},
+        {INT32_MIN, INT32_MIN, big, big, 0, 0, 0, 0},
+        {12, 0, 1, 1, 0, 0, 0, 0},
+        {0, 0, 0, 5, 0, 0, 0, 0},
+        {3, 3, -1, 5, 0, 0, 0, 0},
+        {big, big, big, big, 0, 0, 0, 0},
     };
-    for (const auto& [x, y, width, height, expected_width, expected_height] : rows) {
-        IMG_set_croprect(image, x, y, width, height);
+    for (const auto& r : rows) {
+        SCOPED_TRACE(testing::Message() << r.x << ", " << r.y);
+        IMG_set_croprect(image, r.x, r.y, r.width, r.height);
         const temp_file file(".bmp");
-        EXPECT_EQ(IMG_save_bitmap(image, file.name(), 1), expected_width == 0 ? -1 : 0);
-        if (expected_width == 0) continue;
-        const image_copy cut = picture_of(file.bytes());
-        EXPECT_EQ(cut.width, expected_width);
-        EXPECT_EQ(cut.height, expected_height);
+        EXPECT_EQ(IMG_save_bitmap(image, file.name(), -1), r.cut_width == 0 ? -1 : 0);
+        if (r.cut_width == 0) continue;
+        const image_copy top = picture_of(file.bytes());
+        EXPECT_EQ(top.width, r.cut_width);
+        EXPECT_EQ(top.height, r.cut_height);
+        EXPECT_EQ(top.pixel(0, 0), r.in_file);
+        byte_vector memory(5000);
+        EXPECT_EQ(IMG_save_bitmap_mem(image, memory.data(), 1), 0);
+        memory.resize(get_save_filesize());
+        EXPECT_EQ(picture_of(memory).pixel(0, 0), r.in_memory);
     }
+    test_dib dib(32, 1, 1); // columns round up to bytes
+    dib.row(0)[1] = dib.row(0)[3] = 0xFF;
+    const image_guard bits(dib.create());
+    IMG_set_croprect(bits, 1, 0, 9, 1);
+    const image_copy cropped = picture_of(save_bytes(bits, 1));
+    EXPECT_EQ(cropped.pixel(0, 0), 1u); // column 8
+    EXPECT_EQ(cropped.pixel(8, 0), 0u); // column 16
 }
 
 TEST(save, type_follows_the_last_three_letters)

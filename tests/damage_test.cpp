@@ -20,20 +20,18 @@ byte_vector gif_file()
     return gif_builder("89a", {0, 0xFF, 0xFF00, 0xFFFFFF})
         .extension(0xFE, "comment")
         .pixels(3, 2, 2, {1, 2, 3, 0, 1, 2}, {1, 2, 3, 4})
-        .end();
+        .finish();
 }
 
 byte_vector wmf_runs()
 {
-    wmf_test_dib d;
-    d.width = 3, d.compression = 1, d.table = byte_vector(1024), d.data = {3, 9, 0, 1};
-    return wmf_builder().draw(0x0F43, d.build()).end().bytes;
+    return wmf_builder().draw(0x0F43, wmf_runs_of_nine()).finish();
 }
 
 byte_vector wpg_2()
 {
     const byte_vector runs = {0x7D, 3, 0x82, 1, 2, 3, 0x7E, 2, 9, 9, 9, 8, 8, 8, 7, 7, 7};
-    return wpg_builder(2).bitmap_2(3, 2, 8, 1, runs).bytes;
+    return wpg_builder(2).bitmap_2(3, 2, 8, 1, runs);
 }
 
 // A documented code, or a picture of the right size with 0 for every bit that is not there.
@@ -59,25 +57,15 @@ void expect_code_or_part(const byte_vector& file)
 
 TEST(damage, files_cut_anywhere_give_a_code_or_their_first_rows)
 {
+    constexpr std::pair<int, int> kinds[] = {{1, 4},  {1, 24}, {12, 4}, {12, 8}, {3, 8},
+                                             {3, 24}, {2, 4},  {2, 8},  {2, 24}, {5, 8},
+                                             {6, 4},  {11, 8}, {15, 8}, {15, 24}};
     for (int mode : {0, 1}) {
         const mode_scope scope(mode);
         expect_code_or_part(gif_file());
         expect_code_or_part(wmf_runs());
         expect_code_or_part(wpg_2());
-        for (auto [type, bits] : {std::pair(1, 4),
-                                  {1, 24},
-                                  {12, 4},
-                                  {12, 8},
-                                  {3, 8},
-                                  {3, 24},
-                                  {2, 4},
-                                  {2, 8},
-                                  {2, 24},
-                                  {5, 8},
-                                  {6, 4},
-                                  {11, 8},
-                                  {15, 8},
-                                  {15, 24}}) {
+        for (auto [type, bits] : kinds) {
             SCOPED_TRACE(testing::Message() << type << ", " << bits << " bits");
             expect_code_or_part(saved(type, bits));
         }
@@ -87,6 +75,7 @@ TEST(damage, files_cut_anywhere_give_a_code_or_their_first_rows)
 TEST(damage, fields_that_lie_give_their_code)
 {
     const byte_vector pcx = saved(2, 8), wmf = saved(6, 8), wpg = saved(5, 8), pict = saved(15, 8);
+    const byte_vector gif = gif_builder("89a", {}, 7).pixels(1, 1, 2, {1}), targa = targa_builder();
     const struct {
         const char* lie;
         byte_vector file;
@@ -94,17 +83,13 @@ TEST(damage, fields_that_lie_give_their_code)
         byte_vector bytes;
         int32_t code;
     } rows[] = {
-        {"GIF: no width", gif_builder("89a").pixels(1, 1, 2, {1}).end(), 18, {0}, -3},
-        {"GIF: no height", gif_builder("89a").pixels(1, 1, 2, {1}).end(), 20, {0}, -3},
-        {"GIF: too large",
-         gif_builder("89a", {}, 7).pixels(1, 1, 2, {1}).end(),
-         18,
-         {255, 255, 255, 255, 7},
-         -1},
-        {"Targa: no width", targa_builder().build(), 12, {0}, -3},
-        {"Targa: no height", targa_builder().build(), 14, {0}, -3},
-        {"Targa: too large", targa_builder().build(), 12, {255, 255, 255, 255}, -1},
-        {"Targa: 12 bits", targa_builder().build(), 16, {12}, -7},
+        {"GIF: no width", gif, 18, {0}, -3},
+        {"GIF: no height", gif, 20, {0}, -3},
+        {"GIF: too large", gif, 18, {255, 255, 255, 255, 7}, -1},
+        {"Targa: no width", targa, 12, {0}, -3},
+        {"Targa: no height", targa, 14, {0}, -3},
+        {"Targa: too large", targa, 12, {255, 255, 255, 255}, -1},
+        {"Targa: 12 bits", targa, 16, {12}, -7},
         {"PCX: version", pcx, 1, {1}, -3},
         {"PCX: encoding", pcx, 2, {2}, -3},
         {"PCX: 3 bits", pcx, 3, {3}, -3},
@@ -139,14 +124,13 @@ TEST(damage, fields_that_lie_give_their_code)
         {"WPG: more than there can be", wpg, 806, {0xFF, 0xFF, 0xFF, 0xEF}, -3},
     };
     for (const auto& r : rows) {
-        SCOPED_TRACE(r.lie);
         EXPECT_EQ(load_code(r.file), r.lie[0] == 'T' ? -12 : 0); // no pixels behind the header
         byte_vector file = r.file;
         std::copy(r.bytes.begin(), r.bytes.end(), file.begin() + ptrdiff_t(r.at));
-        EXPECT_EQ(load_code(file), r.code);
+        EXPECT_EQ(load_code(file), r.code) << r.lie;
     }
     // Enough data for a picture of that height, but no memory holds it.
-    EXPECT_EQ(load_code(wpg_builder().bitmap(65535, 65535, 8, byte_vector(600, 0)).bytes), -1);
+    EXPECT_EQ(load_code(wpg_builder().bitmap(65535, 65535, 8, byte_vector(600, 0))), -1);
 }
 
 TEST(damage, two_colours_of_any_kind_come_back)
@@ -165,24 +149,16 @@ TEST(damage, two_colours_of_any_kind_come_back)
 
 TEST(damage, clients_and_sides_that_do_not_fit_end_the_call)
 {
-    const IMG_SET_HEADER accept = [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t { return 0; };
-    const IMG_SET_HEADER refuse = [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t {
-        return -66;
+    const IMG_SET_HEADER accept = [](const BITMAPINFOHEADER*, IMG_PRIVATE) { return 0; };
+    const IMG_SET_HEADER refuse = [](const BITMAPINFOHEADER*, IMG_PRIVATE) { return -66; };
+    const auto stop = [](const void*, IMG_PRIVATE, int32_t row, int32_t) {
+        return -55 * (row == 2);
     };
-    const IMG_PUT_RASTER stop = [](const void*, IMG_PRIVATE, int32_t row, int32_t) -> int32_t {
-        return row == 2 ? -55 : 0;
-    };
-    const IMG_GET_RASTER no_row = [](IMG_PRIVATE, void*, int32_t row, int32_t) -> int32_t {
-        return row == 4 ? -77 : 0;
-    };
+    const auto no_row = [](IMG_PRIVATE, void*, int32_t row, int32_t) { return -77 * (row == 4); };
     byte_vector room(70000);
-    for (auto [type, side] : {std::pair(2, 65537),
-                              {3, 65536},
-                              {4, 65536},
-                              {5, 65536},
-                              {6, 32768},
-                              {11, 65537},
-                              {15, 32768}}) {
+    constexpr std::pair<int, int> sides[] = {{2, 65537}, {3, 65536},  {4, 65536}, {5, 65536},
+                                             {6, 32768}, {11, 65537}, {15, 32768}};
+    for (auto [type, side] : sides) {
         SCOPED_TRACE(type);
         const byte_vector file = saved(type, 8);
         const auto size = uint32_t(file.size());

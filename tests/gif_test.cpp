@@ -6,8 +6,8 @@
 namespace {
 
 constexpr int32_t gif = 4;
-using colors = gif_builder::colors;
 using values = std::vector<uint32_t>;
+using colors = gif_builder::colors;
 
 // Entry i is red i, green 255 - i, blue n.
 colors table_of(size_t entries, uint32_t blue = 7)
@@ -18,43 +18,33 @@ colors table_of(size_t entries, uint32_t blue = 7)
     return table;
 }
 
-values pixels_in(const byte_vector& file, int32_t page = 0)
-{
-    return values_of(picture_of(file, page));
-}
-
 } // namespace
 
 TEST(gif_writer, files_are_exact)
 {
-    const struct {
-        int32_t width, height;
-        int run;
-    } pictures[] = {// Some end where the codes grow, some are of one colour for the most part.
-                    {1, 1, 1},     {2, 1, 1},         {3, 3, 1},   {28541, 1, 1000000000},
-                    {17, 13, 4},   {320, 200, 1},     {97, 31, 2}, {640, 100, 40},
-                    {1000, 40, 3}, {5000, 90, 100000}};
+    // Width, height, run: some end where the codes grow, some are of one colour for the most part.
+    constexpr int pictures[][3] = {
+        {1, 1, 1},     {2, 1, 1},   {3, 3, 1},      {28541, 1, 1000000000}, {17, 13, 4},
+        {320, 200, 1}, {97, 31, 2}, {640, 100, 40}, {1000, 40, 3},          {5000, 90, 100000}};
     for (int mode : {0, 1})
         for (int32_t bits : {1, 4, 8})
-            for (const auto& p : pictures) {
+            for (const auto& [width, height, run] : pictures) {
                 if (bits == 1 && mode == 0) continue;
-                SCOPED_TRACE(testing::Message() << "mode " << mode << ", " << bits << " bits, "
-                                                << p.width << " x " << p.height);
+                SCOPED_TRACE(testing::Message() << mode << " " << bits << " " << width);
                 const mode_scope scope(mode);
-                const image_guard image(random_dib(p.width, p.height, bits, p.run).create());
+                const image_guard image(random_dib(width, height, bits, run).create());
                 const image_copy picture = copy_image(image);
                 const uint8_t flags = uint8_t(bits - 1), code_size = bits == 1 ? 2 : uint8_t(bits);
-                byte_vector expected = {'G', 'I', 'F', '8', '7', 'a'}, pixels;
-                add_le(expected, uint64_t(p.width | p.height << 16), 4);
-                add_bytes(expected, {uint8_t(0x80 | flags), 0, 0});
+                byte_vector expected = {'G', 'I', 'F', '8', '7', 'a'};
+                add_le(expected, {width, height, 0x80 | flags}, 2);
+                expected.push_back(0);
                 for (size_t i = 0; i < size_t{1} << bits; ++i)
                     for (size_t component : {2, 1, 0})
                         expected.push_back(picture.head[40 + 4 * i + component]);
-                add_bytes(expected, {0x2C, 0, 0, 0, 0});
-                add_le(expected, uint64_t(p.width | p.height << 16), 4);
-                add_bytes(expected, {flags, code_size});
-                for (uint32_t value : values_of(picture))
-                    pixels.push_back(uint8_t(value));
+                expected.push_back(0x2C);
+                add_le(expected, {0, 0, width, height, flags | code_size << 8}, 2);
+                const values numbers = values_of(picture);
+                const byte_vector pixels(numbers.begin(), numbers.end());
                 add_bytes(expected, gif_plain_lzw(pixels, code_size, mode == 1));
                 expected.push_back(0x3B);
                 EXPECT_TRUE(save_bytes(image, gif) == expected);
@@ -73,35 +63,32 @@ TEST(gif_reader, depth_follows_the_table)
                 pixels.push_back(uint8_t(i * 5 % table.size()));
             const uint32_t code_size = std::max(size, 2u);
             const image_copy picture =
-                picture_of(gif_builder("87a", table).pixels(7, 5, code_size, pixels).end());
+                picture_of(gif_builder("87a", table).pixels(7, 5, code_size, pixels));
             EXPECT_EQ(picture.bits, size == 1 ? 1 : size <= 4 ? 4 : 8);
             EXPECT_EQ(values_of(picture), values(pixels.begin(), pixels.end()));
             EXPECT_EQ(picture.color(6, 4), table[pixels[34]]);
-            const image_copy local =
-                picture_of(gif_builder("89a").pixels(7, 5, code_size, pixels, table).end());
-            EXPECT_EQ(colors_of(local), colors_of(picture));
+            EXPECT_EQ(colors_in(gif_builder("89a").pixels(7, 5, code_size, pixels, table)),
+                      colors_of(picture));
             // Without any table the colours are greys.
-            const byte_vector file =
-                gif_builder("89a", {}, 0).pixels(2, 1, 8, {1, 200}, {}, 7).end();
-            EXPECT_EQ(colors_of(picture_of(file)), (values{0x010101, 0xC8C8C8}));
+            EXPECT_EQ(colors_in(gif_builder("89a").pixels(2, 1, 8, {1, 200}, {}, 7)),
+                      (values{0x010101, 0xC8C8C8}));
         }
 }
 
 TEST(gif_reader, a_local_table_counts_in_interchange_mode_only)
 {
     // Same size bits, so that classic mode passes over the right number of bytes.
-    const byte_vector file =
-        gif_builder("89a", table_of(16, 1)).pixels(3, 1, 4, {3, 9, 15}, table_of(16, 2)).end();
+    const auto file =
+        gif_builder("89a", table_of(16, 1)).pixels(3, 1, 4, {3, 9, 15}, table_of(16, 2));
     EXPECT_EQ(picture_of(file).color(1, 0), table_of(16, 1)[9]);
     // A smaller local table under a larger global one: classic mode takes the size bits of
     // both, so the depth is the global table's and the codes are looked for in the wrong place.
-    const byte_vector mixed =
-        gif_builder("89a", table_of(256)).pixels(3, 1, 2, {3, 0, 1}, table_of(4)).end();
+    const auto mixed = gif_builder("89a", table_of(256)).pixels(3, 1, 2, {3, 0, 1}, table_of(4));
     EXPECT_LT(load_code(mixed), 0);
     const mode_scope interchange;
     EXPECT_EQ(picture_of(file).color(1, 0), table_of(16, 2)[9]);
     EXPECT_EQ(picture_of(mixed).bits, 4);
-    EXPECT_EQ(pixels_in(mixed), (values{3, 0, 1}));
+    EXPECT_EQ(values_in(mixed), (values{3, 0, 1}));
 }
 
 TEST(gif_reader, finds_the_picture_behind_extensions)
@@ -110,30 +97,42 @@ TEST(gif_reader, finds_the_picture_behind_extensions)
         return gif_builder(version, table_of(4))
             .extension(0xFE, comment)
             .extension(0xF9, "abcd")
-            .pixels(2, 2, 2, {1, 2, 3, 0})
-            .end();
+            .pixels(2, 2, 2, {1, 2, 3, 0});
     };
     const values expected = {1, 2, 3, 0};
-    EXPECT_EQ(pixels_in(with("89a", "one, two")), expected);
-    EXPECT_EQ(pixels_in(with("89a", std::string(700, 'x'))), expected);
-    EXPECT_EQ(pixels_in(with("87a", "hello")), expected);
+    EXPECT_EQ(values_in(with("89a", "one, two")), expected);
+    EXPECT_EQ(values_in(with("89a", std::string(700, 'x'))), expected);
+    EXPECT_EQ(values_in(with("87a", "hello")), expected);
     // In classic mode any byte ends the extensions.
-    byte_vector file = gif_builder("89a", table_of(4)).extension(0xFE, "x").raw({'Q'}).bytes;
-    const byte_vector rest = gif_builder("89a").pixels(2, 1, 2, {1, 2}).end();
-    file.insert(file.end(), rest.begin() + 14, rest.end());
-    EXPECT_EQ(pixels_in(file), (values{1, 2}));
+    gif_builder file = gif_builder("89a", table_of(4)).extension(0xFE, "x").pixels(2, 1, 2, {1, 2});
+    *std::find(file.begin() + 13, file.end(), 0x2C) = 'Q';
+    EXPECT_EQ(values_in(file), (values{1, 2}));
     // Classic mode scans an 87a file for a comma; interchange mode walks its blocks.
     const mode_scope interchange;
-    EXPECT_EQ(pixels_in(with("87a", "one, two")), expected);
+    EXPECT_EQ(values_in(with("87a", "one, two")), expected);
+}
+
+TEST(gif_reader, tells_where_the_data_end)
+{
+    const byte_vector file = gif_builder("89a", table_of(4))
+                                 .extension(0xFE, "xyz")
+                                 .pixels(2, 2, 2, {1, 2, 3, 0})
+                                 .finish();
+    // Header, colours, extension; separator and descriptor; code size and codes.
+    for (auto [size, code] :
+         {std::pair(12, -12), {13, -3}, {32, -3}, {33, -12}, {42, -12}, {43, -3}})
+        for (int mode : {0, 1}) {
+            const mode_scope scope(mode);
+            EXPECT_EQ(load_code({file.begin(), file.begin() + size}), code) << size;
+        }
 }
 
 TEST(gif_reader, an_impossible_code_size_comes_from_the_table)
 {
     const byte_vector pixels = {1, 2, 3, 0, 3, 3};
     for (uint8_t code_size : {0, 9, 255})
-        EXPECT_EQ(pixels_in(gif_builder("89a", table_of(4))
-                                .picture(3, 2, code_size, gif_plain_lzw(pixels, 2, true))
-                                .end()),
+        EXPECT_EQ(values_in(gif_builder("89a", table_of(4))
+                                .picture(3, 2, code_size, gif_plain_lzw(pixels, 2, true))),
                   values(pixels.begin(), pixels.end()));
 }
 
@@ -146,9 +145,7 @@ TEST(gif_reader, interlaced_rows_come_in_place)
                 pixels.push_back(uint8_t(y));
         values expected(pixels.begin(), pixels.end());
         std::sort(expected.begin(), expected.end());
-        const gif_builder file =
-            gif_builder("89a", table_of(256)).pixels(1, height, 8, pixels, {}, 0x40);
-        EXPECT_EQ(pixels_in(file.bytes), expected);
+        EXPECT_EQ(values_in(gif_builder("89a").pixels(1, height, 8, pixels, {}, 0x47)), expected);
     }
 }
 
@@ -179,15 +176,12 @@ TEST(gif_reader, codes_around_clear_codes)
         for (int mode : {0, 1}) {
             SCOPED_TRACE(testing::Message() << r.what << ", mode " << mode);
             const mode_scope scope(mode);
-            const byte_vector codes =
-                gif_code_bits().put(r.three_bits, 3).put(r.four_bits, 4).bytes();
+            const auto bits = gif_code_bits().put(r.three_bits, 3).put(r.four_bits, 4);
             const byte_vector file =
-                gif_builder("89a", table_of(4)).picture(2, 2, 2, gif_sub_blocks(codes)).end();
+                gif_builder("89a", table_of(4)).picture(2, 2, 2, gif_sub_blocks(bits.bytes()));
             const values& expected = mode ? r.published : r.classic;
-            if (expected.empty())
-                EXPECT_EQ(load_code(file), -3);
-            else
-                EXPECT_EQ(pixels_in(file), expected);
+            ASSERT_EQ(load_code(file), expected.empty() ? -3 : 0);
+            EXPECT_TRUE(expected.empty() || values_in(file) == expected);
         }
 }
 
@@ -200,20 +194,19 @@ TEST(gif_pages, are_an_affair_of_interchange_mode)
                                  .extension(0xF9, ",;!,")
                                  .pixels(3, 1, 2, {3, 0, 3}, table_of(4, 9))
                                  .raw({0, 0}) // stray bytes between blocks
-                                 .pixels(1, 1, 2, {2})
-                                 .end();
+                                 .pixels(1, 1, 2, {2});
     const temp_file on_disk(".gif");
     write_file(on_disk.name(), file);
     EXPECT_EQ(IMGLOW_get_pages(on_disk.name()), 1);
-    EXPECT_EQ(pixels_in(file, 2), (values{1, 2}));
+    EXPECT_EQ(values_in(file, 2), (values{1, 2}));
 
     const mode_scope interchange;
     EXPECT_EQ(IMGLOW_get_pages(on_disk.name()), 3);
-    EXPECT_EQ(pixels_in(file, 0), (values{1, 2}));
-    EXPECT_EQ(colors_of(picture_of(file, 1)),
+    EXPECT_EQ(values_in(file, 0), (values{1, 2}));
+    EXPECT_EQ(colors_in(file, 1),
               (values{table_of(4, 9)[3], table_of(4, 9)[0], table_of(4, 9)[3]}));
-    EXPECT_EQ(pixels_in(file, 2), (values{2}));
+    EXPECT_EQ(values_in(file, 2), (values{2}));
     for (int32_t page : {3, 1000})
         EXPECT_EQ(load_code(file, page), -11);
-    EXPECT_EQ(load_code(gif_builder("89a", table_of(4)).end()), -3);
+    EXPECT_EQ(load_code(gif_builder("89a", table_of(4)).finish()), -3);
 }

@@ -2,7 +2,6 @@
 
 #include "tests/builders/jpeg_tiff_builder.h"
 #include "tests/builders/plain_jpeg.h"
-#include "tests/support/settings.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ TEST(jpeg_tiff, reads_strips_by_the_rules_of_the_mode)
     expect_strips({.strips = strips_of(3, 3, 2, 1), .more = {{530, 3, 1, 2}}});
     expect_strips({.strips = strips_of(1, 2, 1, 1), .more = {{262, 3, 0}}});
 
-    const interchange on;
+    const mode_scope on;
     expect_strips({.strips = strips_of(3, 3, 2, 1), .prefix = {}, .more = {{530, 3, 2, 1}}});
     // Without a tag it is 2x2.
     expect_strips({strips_of(3, 2, 2, 2, 2), true, true, {}, {{515, 3, 2}}});
@@ -57,7 +56,7 @@ TEST(jpeg_tiff, refuses_or_survives_what_does_not_fit)
         const int32_t result = load_code(file);
         EXPECT_TRUE(result == 0 || result == -3 || result == -7) << zeros << ": " << result;
     }
-    const interchange on;
+    const mode_scope on;
     EXPECT_EQ(code({284, 3, 2}), -7); // strips of one component each
 }
 
@@ -68,7 +67,7 @@ TEST(jpeg_tiff, reads_a_page_that_is_one_stream)
     for (const bool standard : {false, true}) {
         picture p(33, 21, 2, 2);
         p.components.resize(standard ? 1 : 3);
-        const interchange mode(standard);
+        const mode_scope mode(standard);
         tiff_builder tiff;
         tiff.shape(5, 5, 8, 1, 6, 0).set(282, 5, {200, 1}).set(283, 5, {100, 1});
         tiff.strip(jpeg_builder::stream(p)).set(513, 4, {8});

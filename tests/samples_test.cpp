@@ -2,6 +2,7 @@
 // the pixels as those programs decode their files (tests/data/README.md).
 
 #include "tests/support/codec.h"
+#include "tests/support/places.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ struct sample {
     const char* name;
     int32_t classic_type, interchange_type, bits;
     uint64_t sum;
+    int32_t width = 61;
 };
 
 // clang-format off
@@ -56,6 +58,8 @@ constexpr sample samples[] = {
     {"chart_gm.pct",     15, 15, 24, 0xC0B684ED54B8F20D},
     {"chart_1.wmf",      6,  6,  1,  0xF60002851EE881A3},
     {"chart_8.wmf",      6,  6,  8,  0x1BB3A2F981A28A28},
+    {"icon_4.wpg",       5,  5,  4,  0x7A83BCDA1FC556DA, 31},
+    {"rose_8.wpg",       5,  5,  8,  0x6FD1DFAA3DF26A27, 71},
 };
 // clang-format on
 
@@ -65,10 +69,10 @@ TEST(samples, are_read_as_the_programs_that_made_them_read_them)
 {
     for (const sample& s : samples) {
         SCOPED_TRACE(s.name);
-        const std::string path = std::string(TREVOLAN_TEST_DATA "/") + s.name;
+        const std::string path = sample_path(s.name);
         const image_guard image(IMG_decompress_bitmap(path.c_str()));
         const image_copy copy = copy_image(image);
-        EXPECT_EQ(copy.width, 61);
+        EXPECT_EQ(copy.width, s.width);
         EXPECT_EQ(copy.bits, s.bits);
         EXPECT_EQ(pixel_sum(copy), s.sum);
         EXPECT_EQ(IMGLOW_get_filetype(path.c_str()), s.classic_type);

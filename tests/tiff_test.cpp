@@ -3,6 +3,7 @@
 
 #include "platform/win32.h"
 #include "tests/builders/plain_ccitt.h"
+#include "tests/builders/plain_lzw.h"
 #include "tests/builders/tiff_builder.h"
 
 namespace {
@@ -22,6 +23,11 @@ tiff_builder grey_page(bool big = false, uint32_t compression = 1)
 }
 
 const colors grey_colors = {0x0A0A0A, 0x141414, 0x1E1E1E, 0x282828};
+
+uint32_t number_at(const byte_vector& file, size_t at)
+{
+    return file[at] | file[at + 1] << 8 | file[at + 2] << 16 | uint32_t{file[at + 3]} << 24;
+}
 
 // Saves behind what the block holds.
 int32_t save_into(byte_vector& block, int32_t handle, int32_t type)
@@ -70,30 +76,43 @@ TEST(tiff_reader, ends_chains_that_have_no_end)
     EXPECT_EQ(count_pages(circle), -3);
     EXPECT_EQ(count_pages({'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 8, 0, 0, 0}), -3);
 
-    // Directories of 60000 entries every 6 bytes, and small ones that share an array of 100000
-    // strips. To read all of them would take minutes.
+    // Directories of 60000 entries every 6 bytes, all of which nobody waits for; and small ones
+    // that share arrays of 100000 strips, the counts from the first one on or from others. The
+    // last strip ends 99993 bytes behind the arrays, the longest one has 1000.
     const image_guard image(test_dib(1, 1, 1).create());
-    for (bool overlap : {true, false}) {
+    const struct {
+        uint32_t step, entries, shifts;
+        int32_t code;
+        uint32_t end;
+    } cases[] = {{6, 60000, 1, -3, 0}, {30, 2, 1, 0, 99993}, {30, 2, 60, 0, 100992}};
+    for (const auto& c : cases) {
+        const uint32_t arrays = 8 + c.step * 30000 + 12 * c.entries + 10, size = arrays + 800400;
         byte_vector file = {'I', 'I', 42, 0, 8, 0, 0, 0};
-        const size_t step = overlap ? 6 : 30, entries = overlap ? 60000 : 2;
-        const auto put = [&](size_t at, uint32_t value, int bytes) {
-            for (int i = 0; i < bytes; ++i)
-                file[at + size_t(i)] = static_cast<uint8_t>(value >> 8 * i);
+        file.resize(size);
+        const auto put = [&](uint32_t at, std::initializer_list<uint32_t> values) {
+            for (uint32_t v : values)
+                for (int shift : {0, 8, 16, 24})
+                    file[at++] = static_cast<uint8_t>(v >> shift);
         };
-        file.resize(8 + step * 30000 + 12 * entries + 10);
-        for (size_t i = 0; i < 30000; ++i) {
-            const size_t at = 8 + step * i;
-            put(at, uint32_t(entries), 2);
-            for (size_t k = 0; !overlap && k < 2; ++k) { // StripOffsets and StripByteCounts
-                put(at + 2 + 12 * k, uint32_t(273 + 6 * k) | 4 << 16, 4);
-                put(at + 6 + 12 * k, 100000, 4);
-                put(at + 10 + 12 * k, 8, 4);
-            }
-            put(at + 2 + 12 * entries, i < 29999 ? uint32_t(at + step) : 0, 4);
+        uint32_t link = 0;
+        for (uint32_t i = 0, at = 8; i < 30000; ++i, at += c.step) {
+            put(at, {c.entries});
+            if (c.entries == 2) put(at + 2, {273 | 4 << 16, 100000, arrays});
+            const uint32_t counts = arrays + 4 * (100000 + i % c.shifts);
+            if (c.entries == 2) put(at + 14, {279 | 4 << 16, 100000, counts});
+            link = at + 2 + 12 * c.entries;
+            put(link, {i < 29999 ? at + c.step : 0});
+        }
+        for (uint32_t i = 0; i < 100000; ++i) {
+            put(arrays + 4 * i, {size - 700000 + 8 * i});
+            put(arrays + 400000 + 4 * i, {1000 - i % 1000});
         }
         EXPECT_EQ(load_code(file, 29999), -3);
-        EXPECT_EQ(count_pages(file), overlap ? -3 : 30000);
-        EXPECT_EQ(save_into(file, image, 0), -3);
+        EXPECT_EQ(count_pages(file), c.code < 0 ? -3 : 30000);
+        ASSERT_EQ(save_into(file, image, 0), c.code);
+        if (c.code < 0) continue;
+        EXPECT_EQ(number_at(file, link), size + c.end);
+        EXPECT_EQ(count_pages(file), 30001);
     }
 }
 
@@ -118,6 +137,7 @@ TEST(tiff_reader, classic_and_standard_rows)
     fax.set(257, 3, {2}).set(278, 3, {1});
     tiff_builder curve = page(2, 4, 1, 1, {0x0F}).set(290, 3, {2});
     curve.set(291, 3, {200, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 60});
+    const tiff_builder white_curve = tiff_builder(curve).set(262, 3, {0});
     const struct {
         tiff_builder file;
         colors classic, standard;
@@ -130,6 +150,9 @@ TEST(tiff_reader, classic_and_standard_rows)
         {planes(4, 5), {0x0000C8, 0}, {0x00FFFF, 0}},
         // predictor (the standard has it with LZW only) and WhiteIsZero; ramp; fill order
         {page(2, 8, 1, 0, {10, 20}).set(317, 3, {2}), {0xF5F5F5, 0xE0E0E0}, {0xF5F5F5, 0xEBEBEB}},
+        {page(2, 8, 3, 2, {1, 2, 3, 4, 5, 6}).set(317, 3, {2}),
+         {0x010203, 0x050709},
+         {0x010203, 0x040506}},
         {page(2, 4, 1, 1, {0x8F}), {0x808080, 0xF0F0F0}, {0x888888, 0xFFFFFF}},
         {page(2, 1, 1, 1, {0x02}).set(266, 3, {2}), {0, 0}, {0, 0xFFFFFF}},
         // colour maps of bytes, and with a small value; grey response curve
@@ -140,6 +163,8 @@ TEST(tiff_reader, classic_and_standard_rows)
          {0x0A0000, 0x140000},
          {0, 0x140000}},
         {curve, {0x191919, 0x7F7F7F}, {0x191919, 0x7F7F7F}},
+        {white_curve, {0x7F7F7F, 0x191919}, {0x191919, 0x7F7F7F}},
+        {page(2, 1, 1, 1, {0x40}).set(291, 3, {0, 9000}), colors(2, 0xFFFFFF), {0, 0xFFFFFF}},
         // The low byte of a big-endian BYTE is the second one: one bit, and 10 is 00001010.
         {grey_page(true).add({258, 1, 1, {8, 1}}), colors(4, 0), grey_colors},
         {two_shorts, {0x010101, 0x010101}, {0x010101, 0x030303}},
@@ -240,7 +265,6 @@ TEST(tiff_reader, refuses_what_it_cannot_lay_out)
         {"data cut short", grey_page().set(256, 3, {4000}).set(257, 3, {3000}).build(), -12, -12},
         {"two planes", planes, -7, 0},
         {"byte order", {'I', 'M', 42, 0, 8, 0, 0, 0, 0, 0}, -7, -7},
-        {"half a header", {'I', 'I', 42}, -3, -3},
     };
     for (const auto& c : cases)
         for (int on : {0, 1}) {
@@ -252,39 +276,43 @@ TEST(tiff_reader, refuses_what_it_cannot_lay_out)
 
 namespace {
 
+// LZW pages have strips of about 8000 bytes of DIB rows.
+int32_t classic_strip_rows(const image_copy& image, int32_t type)
+{
+    const int32_t rows = 8000 / test_stride(image.width, image.bits);
+    return type == 9 ? std::clamp(rows, 1, image.height) : image.height;
+}
+
 // A classic page from its layout as documented for users of the files. The first one of a file
 // has base 8.
 byte_vector classic_page(const image_copy& image, int32_t type, uint32_t base,
-                         const byte_vector& data, uint32_t width, const colors& resolution)
+                         const std::vector<byte_vector>& strips, const colors& resolution)
 {
     const bool rgb = image.bits == 24, map = image.bits == 4 || image.bits == 8;
     const bool fax = type == 7 || type == 8 || type == 10;
-    const uint32_t compression = type == 7    ? 2
-                                 : type == 8  ? 3
-                                 : type == 10 ? 4
-                                 : type == 16 ? 32773
-                                              : 1;
+    const uint32_t compression[] = {1, 0, 0, 0, 0, 0, 0, 2, 3, 5, 4};
     const uint32_t map_entries = map ? 1u << image.bits : 0;
     const uint32_t map_bytes = rgb ? 6 : 6 * map_entries;
     const uint32_t n = 18u + map + (type == 8), extra = base + 12 * n + 6;
+    const uint32_t data = extra + 16 + map_bytes + 240, count = uint32_t(strips.size());
     byte_vector out;
     add_le(out, n, 2);
-    const auto entry = [&](uint32_t tag, uint32_t kind, uint32_t count, uint32_t value) {
-        for (auto [v, bytes] : {std::pair(tag, 2), {kind, 2}, {count, 4}, {value, 4}})
+    const auto entry = [&](uint32_t tag, uint32_t kind, uint32_t values, uint32_t value) {
+        for (auto [v, bytes] : {std::pair(tag, 2), {kind, 2}, {values, 4}, {value, 4}})
             add_le(out, v, bytes);
     };
     entry(254, 4, 1, 0);
-    entry(256, 3, 1, width);
+    entry(256, 3, 1, type == 8 ? 1728 : uint32_t(image.width));
     entry(257, 3, 1, uint32_t(image.height));
     entry(258, 3, rgb ? 3 : 1, rgb ? extra + 16 : uint32_t(image.bits));
-    entry(259, 3, 1, compression);
+    entry(259, 3, 1, compression[type]);
     entry(262, 3, 1, rgb ? 2 : map ? 3 : !fax);
     entry(266, 3, 1, type == 8 || type == 10 ? 2 : 1);
-    entry(273, 4, 1, extra + 16 + map_bytes + 240);
+    entry(273, 4, count, data);
     entry(274, 3, 1, 1);
     entry(277, 3, 1, rgb ? 3 : 1);
-    entry(278, 4, 1, uint32_t(image.height));
-    entry(279, 4, 1, uint32_t(data.size()));
+    entry(278, 4, 1, uint32_t(classic_strip_rows(image, type)));
+    entry(279, 4, count, count > 1 ? data + 4 * count : uint32_t(strips[0].size()));
     entry(282, 5, 1, extra);
     entry(283, 5, 1, extra + 8);
     entry(284, 3, 1, 1);
@@ -303,7 +331,14 @@ byte_vector classic_page(const image_copy& image, int32_t type, uint32_t base,
     const char date[40] = "11-24-1992", name[200] = "Trevolan imaging library 4.0";
     out.insert(out.end(), date, date + 40);
     out.insert(out.end(), name, name + 200);
-    add_bytes(out, data);
+    // Several strips: where they lie and how many bytes they have, then they themselves.
+    size_t at = data + 8 * strips.size();
+    for (size_t i = 0; count > 1 && i < count; at += strips[i++].size())
+        add_le(out, at, 4);
+    for (size_t i = 0; count > 1 && i < count; ++i)
+        add_le(out, strips[i].size(), 4);
+    for (const byte_vector& strip : strips)
+        add_bytes(out, strip);
     return out;
 }
 
@@ -332,60 +367,64 @@ byte_vector plain_packbits(byte_vector r)
     return out;
 }
 
-// The image data of a page.
-byte_vector coded_rows(test_dib& dib, const image_copy& image, int32_t type)
+// The image data of a page, strip by strip.
+std::vector<byte_vector> coded_rows(test_dib& dib, const image_copy& image, int32_t type)
 {
-    byte_vector out;
+    std::vector<byte_vector> strips;
     std::vector<plain::pixels> rows;
     for (int32_t y = 0; y < image.height; ++y) {
         const uint8_t* r = dib.row(y);
         byte_vector bytes(r, r + (image.width * image.bits + 7) / 8);
         for (size_t i = 0; image.bits == 24 && i < bytes.size(); i += 3)
             std::swap(bytes[i], bytes[i + 2]);
-        add_bytes(out, bytes);
+        if (y % classic_strip_rows(image, type) == 0) strips.emplace_back();
+        add_bytes(strips.back(), bytes);
         rows.emplace_back();
         for (int32_t x = 0; x < image.width; ++x)
             rows.back().push_back(image.pixel(x, y) == 0);
     }
-    if (type == 0) return out;
+    for (size_t i = 0; type == 9 && i < strips.size(); ++i)
+        strips[i] = plain_lzw::encode(strips[i]);
+    if (type == 0 || type == 9) return strips;
     const uint32_t compression = type == 7 ? tiff_huffman : type == 8 ? tiff_group3 : tiff_group4;
     const size_t width = type == 8 ? 1728 : rows[0].size();
-    return plain::bytes_of(plain::written(rows, compression, width, 4), type != 7);
+    return {plain::bytes_of(plain::written(rows, compression, width, 4), type != 7)};
 }
 
 } // namespace
 
 TEST(tiff_writer, classic_bytes_of_one_page_and_two)
 {
-    for (int32_t type : {0, 7, 8, 10})
+    for (int32_t type : {0, 7, 8, 9, 10})
         for (int bits : {1, 4, 8, 24})
-            for (int width : {1, 13, 300, 2049}) {
-                if (type != 0 && bits != 1) continue;
+            for (int width : {1, 13, 300, 2731}) {
+                if (type != 0 && type != 9 && bits != 1) continue;
                 SCOPED_TRACE(testing::Message()
                              << "type " << type << ", " << bits << " bits, width " << width);
-                test_dib dib(width, 7, bits);
-                dib.fill_random(uint32_t(width), width > 300 ? 200 : 5);
-                const bool has_resolution = width == 13;
-                dib.header()->biXPelsPerMeter = has_resolution ? 300 : 0;
-                dib.header()->biYPelsPerMeter = has_resolution ? 200 : 0;
-                const colors resolution = has_resolution ? colors{300, 1, 200, 1}
-                                          : type == 8    ? colors{200, 1, 200, 1}
-                                                         : colors{640, 9, 480, 7};
+                test_dib dib = random_dib(width, 31, bits, width > 300 ? 200 : 3, uint32_t(width));
+                const bool has_both = width == 13, has_one = width == 300;
+                dib.header()->biXPelsPerMeter = has_both || has_one ? 300 : 0;
+                dib.header()->biYPelsPerMeter = has_both ? 200 : 0;
+                const colors resolution = has_both                ? colors{300, 1, 200, 1}
+                                          : type == 8 && !has_one ? colors{200, 1, 200, 1}
+                                                                  : colors{640, 9, 480, 7};
                 const image_guard image(dib.create());
                 const image_copy copy = copy_image(image);
-                const byte_vector data = coded_rows(dib, copy, type);
+                const auto strips = coded_rows(dib, copy, type);
                 byte_vector expected = {'I', 'I', 42, 0, 8, 0, 0, 0};
-                const uint32_t stored = type == 8 ? 1728 : uint32_t(width);
-                add_bytes(expected, classic_page(copy, type, 8, data, stored, resolution));
+                add_bytes(expected, classic_page(copy, type, 8, strips, resolution));
                 byte_vector block;
                 ASSERT_EQ(save_into(block, image, type), 0);
                 ASSERT_EQ(block, expected);
-                // A second page goes to the end of the first, which is linked to it.
-                byte_vector base;
-                add_le(base, expected.size(), 4);
-                std::copy(base.begin(), base.end(), expected.begin() + 10 + 12 * expected[8]);
-                add_bytes(expected, classic_page(copy, type, uint32_t(expected.size()), data,
-                                                 stored, resolution));
+                // A second page goes to the end of the first, which is linked to it. An LZW page
+                // takes the first one's place.
+                const auto base = uint32_t(expected.size());
+                if (type != 9) {
+                    byte_vector link;
+                    add_le(link, base, 4);
+                    std::copy(link.begin(), link.end(), expected.begin() + 10 + 12 * expected[8]);
+                    add_bytes(expected, classic_page(copy, type, base, strips, resolution));
+                }
                 ASSERT_EQ(save_into(block, image, type), 0);
                 ASSERT_EQ(block, expected) << "in memory";
                 const temp_file file(".tif");
@@ -410,6 +449,9 @@ TEST(tiff_writer, fax_pages_have_the_lighter_colour_for_white)
         byte_vector file;
         ASSERT_EQ(save_into(file, image_guard(dib.create()), type), 0);
         EXPECT_EQ(picture_of(file).color(0, 0), 0xFFFFFFu) << type;
+        // Horizontal, white 0, black 8, then two EOLs, all from the lowest bit on.
+        const byte_vector codes = {0x64, 0x45, 1, 16, 0, 1};
+        EXPECT_EQ(std::equal(codes.rbegin(), codes.rend(), file.rbegin()), type == 10);
     }
 }
 
@@ -485,15 +527,18 @@ TEST(tiff_writer, appends_only_to_sound_little_endian_chains)
     }
 }
 
-// Cuts of all files that are written: round_trip_test.cpp. No writer makes separate planes.
-TEST(tiff_damage, every_cut_of_separate_planes_ends_in_a_code)
+TEST(tiff_damage, every_cut_ends_in_a_code)
 {
-    tiff_builder planes;
+    tiff_builder planes; // which no writer makes
     planes.shape(3, 2, 8, 3, 5, 2).set(284, 3, {2}).set(317, 3, {2});
     for (int i = 0; i < 3; ++i)
         planes.strip({0x80, 0x0B, 0x60, 0x50, 0x22, 0x0C, 0x0D, 0x05});
     for (int on : {0, 1}) {
         IMGX_set_interchange(on);
         expect_cuts_are_survived(planes.build());
+        for (int32_t type : {0, 7, 8, 9, 10, 16}) {
+            const image_guard image(random_dib(29, 9, type == 9 ? 24 : 1, 3).create());
+            if (type != 16 || on) expect_cuts_are_survived(save_bytes(image, type));
+        }
     }
 }

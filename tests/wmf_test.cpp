@@ -8,27 +8,18 @@ namespace {
 constexpr int32_t wmf = 6;
 using values = std::vector<uint32_t>;
 
-values colors_in(const byte_vector& file)
-{
-    return colors_of(picture_of(file));
-}
-
 const byte_vector four_colors = {3, 2, 1, 0, 6, 5, 4, 0, 9, 8, 7, 0, 12, 11, 10, 0};
 
 // 3 x 2 pixels of 8 bits with four colours; stored from the bottom.
 wmf_test_dib small(byte_vector pixels = {1, 2, 3, 0, 0, 1, 2, 0})
 {
-    wmf_test_dib d;
-    d.width = 3, d.height = 2, d.colors_used = 4;
-    d.table = four_colors;
-    d.data = std::move(pixels);
-    return d;
+    return {3, 2, 8, 0, 4, false, four_colors, std::move(pixels)};
 }
 const values small_colors = {0x010203, 0x040506, 0x070809, 0x040506, 0x070809, 0x0A0B0C};
 
 byte_vector drawn(const wmf_test_dib& d)
 {
-    return wmf_builder().draw(0x0F43, d.build()).end().bytes;
+    return wmf_builder().draw(0x0F43, d).finish();
 }
 
 } // namespace
@@ -43,77 +34,68 @@ TEST(wmf_reader, reads_every_record_that_draws_a_bitmap)
                     SCOPED_TRACE(testing::Message() << placeable << kind << " " << function);
                     wmf_builder file(placeable, kind, version);
                     file.record(0x0626, byte_vector(8192, 9)).record(0x0103, {8, 0});
-                    file.record(0x0142, small({3, 3, 3, 0, 3, 3, 3, 0}).build()); // a brush
-                    file.draw(function, small().build(), 0, 0, 3, 2, 0x00CC0020, 0, 2);
-                    EXPECT_EQ(colors_in(file.bytes), small_colors); // no end record either
+                    file.record(0x0142, small({3, 3, 3, 0, 3, 3, 3, 0})); // a brush
+                    file.draw(function, small(), 0, 0, 3, 2, 0x00CC0020, 0, 2);
+                    EXPECT_EQ(colors_in(file), small_colors); // no end record either
                 }
     byte_vector device = {0, 0, 9, 0, 2, 0, 2, 0, 1, 1, 0x80, 0x80, 0, 0};
     for (int function : {0x0922, 0x0B23})
-        EXPECT_EQ(colors_in(wmf_builder().draw(function, device).end().bytes)[0], 0xFFFFFFu);
+        EXPECT_EQ(colors_in(wmf_builder().draw(function, device).finish())[0], 0xFFFFFFu);
 }
 
 TEST(wmf_reader, reads_bitmaps_of_every_format)
 {
-    EXPECT_EQ(colors_in(drawn(small())), small_colors);
-    wmf_test_dib d = small();
-    d.height = -2; // from the top
-    EXPECT_EQ(colors_in(drawn(d)),
-              (values{0x040506, 0x070809, 0x0A0B0C, 0x010203, 0x040506, 0x070809}));
-    d = small();
-    d.core = true;
-    d.bits = 1, d.table = {1, 2, 3, 4, 5, 6}, d.data = {0x40, 0, 0, 0, 0xA0, 0, 0, 0};
-    EXPECT_EQ(colors_in(drawn(d)),
-              (values{0x060504, 0x030201, 0x060504, 0x030201, 0x060504, 0x030201}));
-    d.core = false, d.colors_used = 0, d.table = {255, 255, 255, 0, 0, 0, 0, 0}; // white first
-    EXPECT_EQ(colors_in(drawn(d)), (values{0, 0xFFFFFF, 0, 0xFFFFFF, 0, 0xFFFFFF}));
-    d.bits = 4, d.colors_used = 4, d.table = four_colors,
-    d.data = {0x12, 0x30, 0, 0, 0x01, 0x20, 0, 0};
-    EXPECT_EQ(colors_in(drawn(d)), small_colors);
-    d.bits = 24, d.table = {}, d.colors_used = 0;
-    d.data = {6, 5, 4, 9, 8, 7, 12, 11, 10, 0, 0, 0, 3, 2, 1, 6, 5, 4, 9, 8, 7, 0, 0, 0};
-    EXPECT_EQ(colors_in(drawn(d)), small_colors);
-    d.core = true;
-    EXPECT_EQ(colors_in(drawn(d)), small_colors);
-
-    d = small();
-    d.compression = 1, d.data = {1, 1, 1, 2, 1, 3, 0, 0, 0, 3, 0, 1, 2, 0, 0, 1};
-    EXPECT_EQ(colors_in(drawn(d)), small_colors);
-    d.bits = 4, d.compression = 2, d.data = {2, 0x12, 1, 0x30, 0, 0, 0, 3, 0x01, 0x20, 0, 1};
-    EXPECT_EQ(colors_in(drawn(d)), small_colors);
-
-    d = {};
-    d.width = 2, d.bits = 16, d.data = {0x00, 0x7C, 0xE1, 0x03};
-    EXPECT_EQ(colors_in(drawn(d)), (values{0xFF0000, 0x00FF08}));
-    d.compression = 3, d.table = {0, 0xF8, 0, 0, 0xE0, 0x07, 0, 0, 0x1F, 0, 0, 0},
-    d.data = {0xFF, 0x07, 0, 0xF8};
-    EXPECT_EQ(colors_in(drawn(d)), (values{0x00FFFF, 0xFF0000}));
-    d.bits = 32, d.compression = 0, d.table = {}, d.data = {1, 2, 3, 9, 4, 5, 6, 9};
-    EXPECT_EQ(colors_in(drawn(d)), (values{0x030201, 0x060504}));
-    d.compression = 3, d.table = {0xFF, 0, 0, 0, 0, 0xFF, 0, 0, 0, 0, 0xFF, 0};
-    EXPECT_EQ(colors_in(drawn(d)), (values{0x010203, 0x040506}));
+    wmf_test_dib from_the_top = small();
+    from_the_top.height = -2;
+    const byte_vector bits = {0x40, 0, 0, 0, 0xA0, 0, 0, 0},
+                      white_first = {255, 255, 255, 0, 0, 0, 0, 0};
+    const byte_vector bgr = {6, 5, 4, 9, 8, 7, 12, 11, 10, 0, 0, 0,
+                             3, 2, 1, 6, 5, 4, 9,  8,  7,  0, 0, 0};
+    const byte_vector masks_565 = {0, 0xF8, 0, 0, 0xE0, 0x07, 0, 0, 0x1F, 0, 0, 0};
+    const byte_vector masks_888 = {0xFF, 0, 0, 0, 0, 0xFF, 0, 0, 0, 0, 0xFF, 0};
+    // Width, height, bits, compression, colours used, the old header; table; pixels.
+    const std::pair<wmf_test_dib, values> rows[] = {
+        {small(), small_colors},
+        {from_the_top, {0x040506, 0x070809, 0x0A0B0C, 0x010203, 0x040506, 0x070809}},
+        {{3, 2, 1, 0, 0, true, {1, 2, 3, 4, 5, 6}, bits},
+         {0x060504, 0x030201, 0x060504, 0x030201, 0x060504, 0x030201}},
+        {{3, 2, 1, 0, 0, false, white_first, bits}, {0, 0xFFFFFF, 0, 0xFFFFFF, 0, 0xFFFFFF}},
+        {{3, 2, 4, 0, 4, false, four_colors, {0x12, 0x30, 0, 0, 0x01, 0x20, 0, 0}}, small_colors},
+        {{3, 2, 24, 0, 0, false, {}, bgr}, small_colors},
+        {{3, 2, 24, 0, 0, true, {}, bgr}, small_colors},
+        {{3, 2, 8, 1, 4, false, four_colors, {1, 1, 1, 2, 1, 3, 0, 0, 0, 3, 0, 1, 2, 0, 0, 1}},
+         small_colors},
+        {{3, 2, 4, 2, 4, false, four_colors, {2, 0x12, 1, 0x30, 0, 0, 0, 3, 0x01, 0x20, 0, 1}},
+         small_colors},
+        {{2, 1, 16, 0, 0, false, {}, {0x00, 0x7C, 0xE1, 0x03}}, {0xFF0000, 0x00FF08}},
+        {{2, 1, 16, 3, 0, false, masks_565, {0xFF, 0x07, 0, 0xF8}}, {0x00FFFF, 0xFF0000}},
+        {{2, 1, 32, 0, 0, false, {}, {1, 2, 3, 9, 4, 5, 6, 9}}, {0x030201, 0x060504}},
+        {{2, 1, 32, 3, 0, false, masks_888, {1, 2, 3, 9, 4, 5, 6, 9}}, {0x010203, 0x040506}},
+    };
+    for (const auto& [dib, expected] : rows)
+        EXPECT_EQ(colors_in(drawn(dib)), expected) << dib.bits << ", " << dib.compression;
 }
 
 TEST(wmf_reader, takes_colours_from_the_palette)
 {
-    wmf_builder palette;
-    palette.record(0x00F7, {0, 3, 3, 0, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0});
-    wmf_test_dib d = small();
-    d.table = {2, 0, 1, 0, 0, 0, 0, 0};
-    wmf_builder file = palette;
-    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 1).bytes)[0],
-              0x070809u);
-    d.table = {};
-    file = palette;
-    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 2).bytes)[1],
-              0x040506u);
-    file = wmf_builder(); // no palette: shades of grey
-    EXPECT_EQ(colors_in(file.draw(0x0F43, d.build(), 0, 0, 3, 2, 0x00CC0020, 2).bytes)[1],
-              0x010101u);
+    byte_vector three = {0, 3, 0xE8, 4, 1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0};
+    three.resize(4 + 4 * 0x4E8); // more than pixels can name
+    const auto pixels = [&](byte_vector table, int usage, const byte_vector& palette) {
+        wmf_test_dib d = small();
+        d.table = table;
+        wmf_builder file;
+        if (!palette.empty()) file.record(0x00F7, palette);
+        const values all = colors_in(file.draw(0x0F43, d, 0, 0, 3, 2, 0x00CC0020, usage));
+        return values(all.begin(), all.begin() + 2);
+    };
+    EXPECT_EQ(pixels({2, 0, 1, 0, 0, 0, 0, 0}, 1, three), (values{0x070809, 0x040506}));
+    EXPECT_EQ(pixels({}, 2, three), (values{0x010203, 0x040506}));
+    EXPECT_EQ(pixels({}, 2, {}), (values{0, 0x010101})); // no palette: shades of grey
 }
 
 TEST(wmf_reader, chooses_and_joins)
 {
-    const byte_vector one = small().build(), other = small({3, 3, 3, 0, 3, 3, 3, 0}).build();
+    const byte_vector one = small(), other = small({3, 3, 3, 0, 3, 3, 3, 0});
     constexpr uint32_t copy = 0x00CC0020, and_ = 0x008800C6, or_ = 0x00EE0086, xor_ = 0x00660046;
     // Masks in front of or behind the image, and a copy, which is nobody's mask.
     const std::pair<uint32_t, bool> pairs[][2] = {
@@ -126,60 +108,51 @@ TEST(wmf_reader, chooses_and_joins)
         for (int times : {1, 2}) {
             for (const auto& [raster, is_image] : pair)
                 file.draw(0x0F43, is_image ? one : other, 0, 0, 3, 2, raster);
-            EXPECT_EQ(colors_in(file.bytes), small_colors) << times;
+            EXPECT_EQ(colors_in(file), small_colors) << times;
         }
     }
-    wmf_builder apart; // pictures side by side: the first; not halves of a pair either
-    EXPECT_EQ(colors_in(apart.draw(0x0F43, one, 0, 0, 3, 2).draw(0x0F43, other, 9, 2, 3, 2).bytes),
-              small_colors);
-    wmf_builder halves;
-    EXPECT_EQ(
-        colors_in(
-            halves.draw(0x0F43, one, 0, 0, 3, 2, or_).draw(0x0F43, other, 9, 0, 3, 2, and_).bytes),
-        small_colors);
-
-    wmf_builder bands; // out of order, the middle one first
-    bands.draw(0x0F43, one, 5, 22, 3, 2)
-        .draw(0x0F43, other, 5, 24, 3, 2)
-        .draw(0x0F43, other, 5, 20, 3, 2);
-    const values joined = colors_in(bands.bytes);
+    const auto at = [](const byte_vector& image, int x, int y, uint32_t raster, wmf_builder file) {
+        return file.draw(0x0F43, image, x, y, 3, 2, raster);
+    };
+    const wmf_builder none, first = at(one, 0, 0, copy, none);
+    // Pictures side by side: the first; not halves of a pair either.
+    EXPECT_EQ(colors_in(at(other, 9, 2, copy, first)), small_colors);
+    EXPECT_EQ(colors_in(at(other, 9, 0, and_, at(one, 0, 0, or_, none))), small_colors);
+    // Bands out of order, the middle one first.
+    const values joined =
+        colors_in(at(other, 5, 20, copy, at(other, 5, 24, copy, at(one, 5, 22, copy, none))));
     ASSERT_EQ(joined.size(), 18u);
     EXPECT_EQ(values(joined.begin() + 6, joined.begin() + 12), small_colors);
-    wmf_test_dib recoloured = small();
+    wmf_test_dib recoloured = small(), tall = small();
     recoloured.table[0] = 99;
-    wmf_builder unlike;
-    EXPECT_EQ(
-        picture_of(
-            unlike.draw(0x0F43, one, 0, 0, 3, 2).draw(0x0F43, recoloured.build(), 0, 2, 3, 2).bytes)
-            .height,
-        2);
+    EXPECT_EQ(picture_of(at(recoloured, 0, 2, copy, first)).height, 2);
 
-    wmf_builder mirrored;
-    EXPECT_EQ(colors_in(mirrored.draw(0x0F43, one, 0, 0, -3, -2).bytes),
+    wmf_builder many; // more bands than are joined
+    for (int i = 0; i < 600; ++i)
+        many.draw(0x0F43, one, 0, 2 * i, 3, 2);
+    EXPECT_EQ(picture_of(many).height, 2 * 512);
+    // A bitmap that fills the picture has its resolution.
+    const BITMAPINFOHEADER header =
+        header_of(picture_of(wmf_builder().draw(0x0F43, one, 0, 0, 100, 50)));
+    EXPECT_EQ(header.biXPelsPerMeter, 6);
+    EXPECT_EQ(header.biYPelsPerMeter, 8);
+    EXPECT_EQ(header_of(picture_of(drawn(small()))).biXPelsPerMeter, 0);
+    EXPECT_EQ(colors_in(wmf_builder().draw(0x0F43, one, 0, 0, -3, -2)), // mirrored
               (values{0x0A0B0C, 0x070809, 0x040506, 0x070809, 0x040506, 0x010203}));
-    wmf_test_dib tall = small();
     tall.height = 50; // the header speaks of the whole picture, of which two rows are here
-    wmf_builder part;
-    EXPECT_EQ(colors_in(part.draw(0x0D33, tall.build(), 0, 0, 3, 2, 0, 0, 2).bytes), small_colors);
+    EXPECT_EQ(colors_in(wmf_builder().draw(0x0D33, tall, 0, 0, 3, 2, 0, 0, 2)), small_colors);
 }
 
 TEST(wmf_reader, refuses_records_that_lead_nowhere)
 {
     const byte_vector line(8), enhanced = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(load_code(wmf_builder().record(0x0418, line).end().bytes), -7);
-    EXPECT_EQ(load_code(wmf_builder().record(0x0B41, byte_vector(22)).end().bytes),
-              -7); // a pattern
+    EXPECT_EQ(load_code(wmf_builder().record(0x0418, line).finish()), -7);
+    EXPECT_EQ(load_code(wmf_builder().record(0x0B41, byte_vector(22)).finish()), -7); // a pattern
     for (int words : {0, 2})
-        EXPECT_EQ(
-            load_code(
-                wmf_builder().record(0x0418, line, words).draw(0x0F43, small().build()).bytes),
-            -3);
-    EXPECT_EQ(load_code(wmf_builder().record(0x0418, line, -2).bytes), -7); // far beyond the end
+        EXPECT_EQ(load_code(wmf_builder().record(0x0418, line, words).draw(0x0F43, small())), -3);
+    EXPECT_EQ(load_code(wmf_builder().record(0x0418, line, -2)), -7); // far beyond the end
     EXPECT_EQ(load_code(enhanced), -7);
-    wmf_test_dib bomb;
-    bomb.width = 40000, bomb.height = 40000, bomb.compression = 1, bomb.table = byte_vector(1024),
-    bomb.data = {0, 1};
-    EXPECT_EQ(load_code(drawn(bomb)), -3);
+    EXPECT_EQ(load_code(drawn({40000, 40000, 8, 1, 0, false, byte_vector(1024), {0, 1}})), -3);
 }
 
 TEST(wmf_writer, writes_exact_bytes)

@@ -4,6 +4,7 @@
 
 #include "tests/support/codec.h"
 
+#include <bit>
 #include <map>
 #include <span>
 
@@ -99,8 +100,7 @@ inline byte_vector gif_plain_lzw(std::span<const uint8_t> pixels, uint32_t code_
 }
 
 /// A file put together from its start; every call appends.
-class gif_builder {
-public:
+struct gif_builder : byte_vector {
     using colors = std::vector<uint32_t>; // 0xRRGGBB, a power of two of them
 
     /// Signature and screen; no colours: no global table, size bits as given.
@@ -117,9 +117,7 @@ public:
     gif_builder& picture(int width, int height, uint8_t code_size, const byte_vector& data,
                          const colors& local = {}, int flags = 0)
     {
-        raw({0x2C, 0, 0, 0, 0});
-        add_le(bytes, uint64_t(width), 2);
-        add_le(bytes, uint64_t(height), 2);
+        add_le(raw({0x2C}), {0, 0, width, height}, 2);
         raw({uint8_t(local.empty() ? flags : flags | 0x80 | table_bits(local))});
         return table(local).raw({code_size}).raw(data);
     }
@@ -132,25 +130,17 @@ public:
     }
     gif_builder& raw(const byte_vector& more)
     {
-        add_bytes(bytes, more);
+        add_bytes(*this, more);
         return *this;
     }
-    byte_vector end() { return raw({0x3B}).bytes; }
-
-    byte_vector bytes;
+    gif_builder& finish() { return raw({0x3B}); }
 
 private:
     gif_builder& table(const colors& table)
     {
         for (uint32_t c : table)
-            add_be(bytes, c, 3);
+            add_be(*this, c, 3);
         return *this;
     }
-    static int table_bits(const colors& table)
-    {
-        int bits = 0;
-        while (2u << bits < table.size())
-            ++bits;
-        return bits;
-    }
+    static int table_bits(const colors& table) { return std::bit_width(table.size() - 1) - 1; }
 };

@@ -22,7 +22,7 @@ inline byte_vector joined(std::initializer_list<byte_vector> parts)
 
 inline byte_vector word(size_t value)
 {
-    return {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+    return {uint8_t(value >> 8), uint8_t(value)};
 }
 
 inline byte_vector segment(uint8_t marker, const byte_vector& body)
@@ -81,7 +81,7 @@ struct coder {
         for (char bit : bits) {
             byte_ = byte_ * 2 + (bit == '1');
             if (++total % 8) continue;
-            bytes.push_back(static_cast<uint8_t>(byte_));
+            bytes.push_back(byte_);
             if (bytes.back() == 0xFF) bytes.push_back(0);
         }
     }
@@ -90,9 +90,9 @@ struct coder {
         size_t size = 0;
         while (std::abs(value) >> size)
             ++size;
-        put(table.codes[static_cast<size_t>(run) * 16 + size]);
-        const auto bits = static_cast<uint32_t>(value < 0 ? value - 1 : value);
-        put(std::bitset<16>(bits).to_string().substr(16 - size));
+        put(table.codes[run * 16 + size]);
+        const std::bitset<16> bits(value < 0 ? value - 1 : value);
+        put(bits.to_string().substr(16 - size));
     }
     /// A block in zig-zag order.
     void put_block(const block& b, int& predictor, const huffman& dc, const huffman& ac)
@@ -144,39 +144,59 @@ struct picture {
     {
         for (size_t t = 1; t <= 4; ++t)
             for (size_t k = quant.emplace_back().size(); k < 64; ++k)
-                quant.back().push_back(static_cast<uint8_t>(2 + t * k / 6));
+                quant.back().push_back(2 + t * k / 6);
     }
     int mcus_across() const { return (width + 8 * components[0].h - 1) / (8 * components[0].h); }
     int mcus() const
     {
         return mcus_across() * ((height + 8 * components[0].v - 1) / (8 * components[0].v));
     }
+    /// Blocks of an MCU that come before those of a component.
+    int blocks_before(size_t component) const
+    {
+        int blocks = 0;
+        for (size_t i = 0; i < component; ++i)
+            blocks += components[i].h * components[i].v;
+        return blocks;
+    }
 };
 
-inline byte_vector entropy_data(const picture& p)
+/// The blocks of a picture in the order of the stream, their coefficients in zig-zag order.
+inline std::vector<block> blocks_of(const picture& p)
+{
+    std::vector<block> blocks;
+    std::mt19937 random(p.seed);
+    const auto below = [&](int n) { return int(random() % uint32_t(n)); };
+    for (int n = p.mcus() * p.blocks_before(p.components.size()); n > 0; --n) {
+        size_t k = 0;
+        block& b = blocks.emplace_back();
+        for (int left = below(2 * p.nonzero + 1); left >= 0; --left) {
+            const int range = k == 0 || below(3) == 0 ? p.amplitude : 3;
+            b[k] = below(2 * range + 1) - range;
+            k = 1 + below(below(2) ? 7 : 63);
+        }
+    }
+    return blocks;
+}
+
+/// block_ends: gets the number of whole bytes up to each block's end.
+inline byte_vector entropy_data(const picture& p, std::vector<size_t>* block_ends = nullptr)
 {
     coder out;
-    std::mt19937 random(p.seed);
-    const auto below = [&](int n) { return static_cast<int>(random() % static_cast<uint32_t>(n)); };
+    const std::vector<block> blocks = blocks_of(p);
     std::vector<int> predictors(p.components.size());
+    auto next = blocks.begin();
     for (int mcu = 0; mcu < p.mcus(); ++mcu) {
         if (p.restart_interval && mcu && mcu % p.restart_interval == 0) {
             out.pad('1');
-            const int number = (mcu / p.restart_interval - 1) % 8;
-            add_bytes(out.bytes, {0xFF, static_cast<uint8_t>(0xD0 + number)});
+            add_bytes(out.bytes, {0xFF, uint8_t(0xD0 + (mcu / p.restart_interval - 1) % 8)});
             predictors.assign(predictors.size(), 0);
         }
         for (size_t i = 0; i < p.components.size(); ++i)
             for (int n = p.components[i].h * p.components[i].v; n > 0; --n) {
-                block b{};
-                size_t k = 0;
-                for (int left = below(2 * p.nonzero + 1); left >= 0; --left) {
-                    const int range = k == 0 || below(3) == 0 ? p.amplitude : 3;
-                    b[k] = below(2 * range + 1) - range;
-                    k = static_cast<size_t>(1 + below(below(2) ? 7 : 63));
-                }
                 const uint8_t table = p.components[i].table;
-                out.put_block(b, predictors[i], p.dc[table], p.ac[table]);
+                out.put_block(*next++, predictors[i], p.dc[table], p.ac[table]);
+                if (block_ends) block_ends->push_back(out.bytes.size());
             }
     }
     out.pad('1');
@@ -186,23 +206,21 @@ inline byte_vector entropy_data(const picture& p)
 /// Everything up to the entropy-coded data; the scan header comes last.
 inline byte_vector headers(const picture& p)
 {
-    const auto count = static_cast<uint8_t>(p.components.size());
+    const auto count = uint8_t(p.components.size());
     byte_vector out = {0xFF, 0xD8}, frame, scan{count};
     for (uint8_t t = 0; t < 4; ++t)
         add_bytes(out, segment(0xDB, joined({{t}, p.quant[t]})));
     for (uint8_t i = 0; i < count; ++i) {
         const component& c = p.components[i];
-        const auto id = static_cast<uint8_t>(i + 1);
-        add_bytes(frame, {id, static_cast<uint8_t>(c.h * 16 + c.v), c.quant});
-        add_bytes(scan, {id, static_cast<uint8_t>(c.table * 0x11)});
+        const auto id = uint8_t(i + 1);
+        add_bytes(frame, {id, uint8_t(c.h * 16 + c.v), c.quant});
+        add_bytes(scan, {id, uint8_t(c.table * 0x11)});
     }
-    const auto height = static_cast<size_t>(p.height), width = static_cast<size_t>(p.width);
-    add_bytes(out, segment(0xC0, joined({{8}, word(height), word(width), {count}, frame})));
+    add_bytes(out, segment(0xC0, joined({{8}, word(p.height), word(p.width), {count}, frame})));
     for (uint8_t t = 0; t < 2; ++t) // two tables in one segment
         add_bytes(out,
                   segment(0xC4, joined({{t}, p.dc[t].bytes, {uint8_t(0x10 + t)}, p.ac[t].bytes})));
-    if (p.restart_interval)
-        add_bytes(out, segment(0xDD, word(static_cast<size_t>(p.restart_interval))));
+    if (p.restart_interval) add_bytes(out, segment(0xDD, word(p.restart_interval)));
     add_bytes(out, segment(0xDA, joined({scan, {0, 63, 0}})));
     return out;
 }

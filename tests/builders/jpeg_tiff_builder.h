@@ -24,13 +24,13 @@ struct page {
         const picture& p = strips[0];
         tiff_builder tiff;
         tiff.big = big;
-        tiff_builder::field sizes{279, 4, static_cast<uint32_t>(strips.size()), {}};
+        tiff_builder::field sizes{279, 4, uint32_t(strips.size()), {}};
         uint32_t height = 0;
         size_t end = 8; // of the strips, which come first
         for (const picture& strip : strips) {
             const byte_vector data = joined({prefix, entropy_data(strip)});
-            tiff.put(sizes.bytes, static_cast<uint32_t>(data.size()), 4);
-            height += static_cast<uint32_t>(strip.height);
+            tiff.put(sizes.bytes, uint32_t(data.size()), 4);
+            height += uint32_t(strip.height);
             end += data.size();
             tiff.strip(data);
         }
@@ -39,22 +39,19 @@ struct page {
         for (int tag : {519, 520, 521}) {
             uint32_t offsets[2];
             for (size_t t : {0, 1}) {
-                const uint32_t offset = static_cast<uint32_t>(end);
-                offsets[t] = big == big_tables ? offset : __builtin_bswap32(offset);
-                const byte_vector& table = tag == 519   ? p.quant[t]
-                                           : tag == 520 ? p.dc[t].bytes
-                                                        : p.ac[t].bytes;
-                add_bytes(tables, table);
-                end += table.size();
+                offsets[t] = big == big_tables ? uint32_t(end) : __builtin_bswap32(uint32_t(end));
+                const byte_vector all[] = {p.quant[t], p.dc[t].bytes, p.ac[t].bytes};
+                add_bytes(tables, all[tag - 519]);
+                end += all[tag - 519].size();
             }
             if (inline_tables)
                 tiff.set(tag, 4, {offsets[0]});
             else
                 tiff.set(tag, 4, {offsets[0], offsets[1], offsets[1]});
         }
-        const auto samples = static_cast<uint32_t>(p.components.size());
-        tiff.shape(static_cast<uint32_t>(p.width), height, 8, samples, 6, samples == 3 ? 6 : 1);
-        tiff.set(278, 4, {static_cast<uint32_t>(p.height)});
+        const auto samples = uint32_t(p.components.size());
+        tiff.shape(uint32_t(p.width), height, 8, samples, 6, samples == 3 ? 6 : 1);
+        tiff.set(278, 4, {uint32_t(p.height)});
         for (const entry& e : more)
             if (e.second)
                 tiff.set(e.tag, e.type, {e.first, e.second});
@@ -71,7 +68,7 @@ inline std::vector<picture> strips_of(size_t components, size_t count, int h, in
     std::vector<picture> strips(count, picture(45, 16, h, v, interval));
     for (picture& p : strips) {
         p.components.resize(components);
-        p.seed = static_cast<uint32_t>(&p - strips.data() + 1);
+        p.seed = uint32_t(&p - strips.data() + 1);
     }
     if (count > 1) strips.back().height = 9;
     return strips;

@@ -15,18 +15,14 @@ struct pcx_builder {
 
     int plane() const { return plane_bytes < 0 ? (width * bits + 7) / 8 : plane_bytes; }
 
-    byte_vector build() const
+    operator byte_vector() const
     {
         byte_vector f = {10, uint8_t(version), uint8_t(encoding), uint8_t(bits)};
-        for (int v : {x, y, x + width - 1, y + height - 1, x_dpi, y_dpi})
-            add_le(f, uint64_t(v), 2);
-        byte_vector colors = palette;
-        colors.resize(48);
-        add_bytes(f, colors);
-        f.push_back(0);
+        add_le(f, {x, y, x + width - 1, y + height - 1, x_dpi, y_dpi}, 2);
+        add_bytes(f, palette);
+        f.resize(65);
         f.push_back(uint8_t(planes));
-        add_le(f, uint64_t(plane()), 2);
-        add_le(f, uint64_t(palette_info), 2);
+        add_le(f, {plane(), palette_info}, 2);
         f.resize(128);
         add_bytes(f, data);
         add_bytes(f, tail);

@@ -5,12 +5,9 @@
 
 #include <array>
 
-inline byte_vector pict_box(int left, int top, int width, int height)
+inline void add_box(byte_vector& to, int left, int top, int width, int height)
 {
-    byte_vector bytes;
-    for (int v : {top, left, top + height, left + width})
-        add_be(bytes, uint64_t(v), 2);
-    return bytes;
+    add_be(to, {top, left, top + height, left + width}, 2);
 }
 
 /// What a bitmap operation holds.
@@ -18,41 +15,31 @@ struct pict_bits {
     int width = 1, height = 1, bits = 1, row_bytes = 8;
     bool pixmap = true;
     int pack_type = 0, planes = 1;
-    int left = 0, top = 0; // where it is drawn
-    int drawn_width = -1;  // -1: as wide as it is
-    byte_vector region;    // of an operation with a region
+    int left = 0, top = 0;   // where it is drawn
+    int drawn_width = -1;    // -1: as wide as it is
+    byte_vector region = {}; // of an operation with a region
     int table_flags = 0;
-    std::vector<std::array<int, 4>> colors; // value, red, green, blue
-    byte_vector rows;                       // as stored, counts included
+    std::vector<std::array<int, 4>> colors = {}; // value, red, green, blue
+    byte_vector rows = {};                       // as stored, counts included
 
-    byte_vector build() const
+    operator byte_vector() const
     {
         const bool direct = bits > 8;
         byte_vector b;
         if (direct) add_be(b, 0xFF, 4);
-        add_be(b, uint64_t(row_bytes) | (pixmap ? 0x8000 : 0), 2);
-        add_bytes(b, pict_box(0, 0, width, height));
+        add_be(b, {row_bytes | (pixmap ? 0x8000 : 0)}, 2);
+        add_box(b, 0, 0, width, height);
         if (pixmap) {
-            add_be(b, 0, 2);
-            add_be(b, uint64_t(pack_type), 2);
-            add_be(b, 0, 4);
-            add_be(b, 100u << 16, 4);
-            add_be(b, 100u << 16, 4);
-            add_be(b, direct ? 16 : 0, 2);
-            for (int v : {bits, planes, 8})
-                add_be(b, uint64_t(v), 2);
+            add_be(b, {0, pack_type, 0, 0, 100, 0, 100, 0, direct ? 16 : 0, bits, planes, 8}, 2);
             add_be(b, 0, 12);
         }
         if (pixmap && !direct) {
-            add_be(b, 0, 4);
-            add_be(b, uint64_t(table_flags), 2);
-            add_be(b, colors.size() - 1, 2);
-            for (const auto& color : colors)
-                for (int i = 0; i < 4; ++i)
-                    add_be(b, uint64_t(i == 0 ? color[0] : color[size_t(i)] * 257), 2);
+            add_be(b, {0, 0, table_flags, int(colors.size()) - 1}, 2);
+            for (const auto& [value, red, green, blue] : colors)
+                add_be(b, {value, red * 257, green * 257, blue * 257}, 2);
         }
-        add_bytes(b, pict_box(0, 0, width, height));
-        add_bytes(b, pict_box(left, top, drawn_width < 0 ? width : drawn_width, height));
+        add_box(b, 0, 0, width, height);
+        add_box(b, left, top, drawn_width < 0 ? width : drawn_width, height);
         add_be(b, 0, 2);
         add_bytes(b, region);
         add_bytes(b, rows);
@@ -60,34 +47,25 @@ struct pict_bits {
     }
 };
 
-struct pict_builder {
-    explicit pict_builder(int version = 2) : version_(version)
+struct pict_builder : byte_vector {
+    explicit pict_builder(int version = 2) : byte_vector(514), version_(version)
     {
-        bytes.resize(512);
-        add_be(bytes, 0, 2);
-        add_bytes(bytes, pict_box(0, 0, 100, 100));
-        if (version == 1)
-            add_bytes(bytes, {0x11, 0x01});
-        else
-            add_bytes(bytes, {0x00, 0x11, 0x02, 0xFF});
+        add_box(*this, 0, 0, 100, 100);
+        add_be(*this, version == 1 ? 0x1101 : 0x001102FF, 2 * version);
     }
     pict_builder& op(int opcode, const byte_vector& data = {})
     {
-        if (version_ == 2 && bytes.size() % 2 != 0) bytes.push_back(0);
-        add_be(bytes, uint64_t(opcode), version_);
-        add_bytes(bytes, data);
+        if (version_ == 2) resize((size() + 1) / 2 * 2);
+        add_be(*this, uint64_t(opcode), version_);
+        add_bytes(*this, data);
         return *this;
     }
     pict_builder& header(int x_dpi, int y_dpi)
     {
-        byte_vector b = {0xFF, 0xFE, 0, 0};
-        add_be(b, uint64_t(x_dpi) << 16, 4);
-        add_be(b, uint64_t(y_dpi) << 16, 4);
-        add_be(b, 0, 12);
+        byte_vector b;
+        add_be(b, {0xFFFE, 0, x_dpi, 0, y_dpi, 0, 0, 0, 0, 0, 0, 0}, 2);
         return op(0x0C00, b);
     }
-
-    byte_vector bytes;
 
 private:
     int version_;

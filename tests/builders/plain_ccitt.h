@@ -14,7 +14,7 @@
 
 namespace plain {
 
-using pixels = std::vector<bool>; // true: black
+using pixels = std::vector<uint8_t>; // 1: black; bits packed into words are slow in debug builds
 using byte_string = std::vector<uint8_t>;
 
 inline constexpr uint32_t all_codes[] = {tiff_huffman, tiff_group3, tiff_group3_2d, tiff_group4};

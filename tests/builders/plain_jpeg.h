@@ -1,5 +1,5 @@
-// plain_jpeg.h - a JPEG decoder and the classic encoder as plainly as they can be written: one
-// bit, one sample, one formula at a time. What the library computes quickly must equal them.
+// plain_jpeg.h - the pixels of JPEG streams and the classic encoder as plainly as they can be
+// written: one sample, one formula at a time. What the library computes quickly must equal them.
 #pragma once
 
 #include "tests/builders/jpeg_builder.h"
@@ -89,161 +89,53 @@ inline block inverse_dct(const block& coefficients)
     return samples;
 }
 
-/// 0xRRGGBB of a pixel by its samples without level shift; with black, of four components.
-inline uint32_t color_of(int y, int cb, int cr, const int* black = nullptr)
+/// 0xRRGGBB of a pixel by the samples of its one, three or four components, not level-shifted.
+inline uint32_t color_of(std::vector<int> samples)
 {
+    const bool inks = samples.size() == 4;
+    samples.resize(4);
+    const auto [y, cb, cr, black] = std::array{samples[0], samples[1], samples[2], samples[3]};
     const auto part = [](int s, double f) { return static_cast<int>(std::trunc(s * f)); };
     uint32_t color = 0;
     for (int add : {part(cr, 1.402), -(part(cb, 0.34414) + part(cr, 0.71414)), part(cb, 1.772)}) {
-        const int value = black ? *black - y - add : y + 128 + add;
+        const int value = inks ? black - y - add : y + 128 + add;
         color = color << 8 | static_cast<uint32_t>(std::clamp(value, 0, 255));
     }
     return color;
 }
 
-/// Decodes a picture's entropy-coded data by the classic rules. Data that end early go on with
-/// what is left in the buffer.
-class decoder {
-public:
-    decoder(const picture& p, byte_vector data) : picture_(p), data_(std::move(data)) {}
-
-    /// 0xRRGGBB row by row; nothing where the data are damaged.
-    std::vector<uint32_t> colors()
-    {
-        load(0);
-        for (const auto& c : picture_.components)
-            planes_.push_back({c.h * 8 * picture_.mcus_across(), 0, {}});
-        for (int mcu = 0; mcu < picture_.mcus() && !damaged_; ++mcu) {
-            const int interval = picture_.restart_interval;
-            if (interval && mcu && mcu % interval == 0) restart();
-            read_mcu(mcu / picture_.mcus_across(), mcu % picture_.mcus_across());
-        }
-        std::vector<uint32_t> out;
-        for (int i = 0; i < picture_.width * picture_.height && !damaged_; ++i)
-            out.push_back(color(i % picture_.width, i / picture_.width));
-        return out;
-    }
-
-private:
-    struct plane {
-        int stride, predictor;
-        std::vector<int> samples;
-    };
-    static constexpr size_t buffer_bytes = 10000;
-
-    void load(size_t to)
-    {
-        for (; to < buffer_bytes && next_ < data_.size(); ++to)
-            buffer_[to] = data_[next_++];
-        at_ = 0;
-    }
-    void top_up()
-    {
-        if (at_ + 200 < buffer_bytes) return;
-        const auto begin = buffer_.begin();
-        std::copy(begin + static_cast<ptrdiff_t>(at_), begin + buffer_bytes, begin);
-        load(buffer_bytes - at_);
-    }
-    int bit()
-    {
-        const int b = buffer_[at_] >> (7 - bit_) & 1;
-        if (++bit_ == 8) {
-            bit_ = 0;
-            if (buffer_[at_++] == 0xFF && buffer_[at_] == 0) ++at_;
-        }
-        return b;
-    }
-    int symbol(const huffman& table)
-    {
-        int code = 0, index = 16;
-        for (size_t length = 1; length <= 16; ++length) {
-            const int count = table.bytes[length - 1];
-            code = code * 2 + bit();
-            if (code < count) return table.bytes[static_cast<size_t>(index + code)];
-            index += count;
-            code -= count;
-        }
-        damaged_ = true;
-        return 0;
-    }
-    int value(int size)
-    {
-        int v = 0;
-        for (int i = 0; i < size; ++i)
-            v = v * 2 + bit();
-        return size == 0 || v >> (size - 1) ? v : v + 1 - (1 << size);
-    }
-    block read_block(int& predictor, const jpeg_builder::component& c)
-    {
-        const byte_vector& quant = picture_.quant[c.quant];
-        block b{};
-        predictor = as16(predictor + value(symbol(picture_.dc[c.table]) & 15));
-        b[0] = as16(predictor * quant[0]);
-        for (size_t k = 1; k < 64; ++k) {
-            const int rs = symbol(picture_.ac[c.table]);
-            if (rs == 0) break;
-            k += static_cast<size_t>(rs >> 4);
-            damaged_ |= k > 64;
-            const int v = value(rs & 15);
-            if (k < 64 && (rs & 15)) b[order_[k]] = as16(v * quant[k]);
-        }
-        return b;
-    }
-    void read_mcu(int mcu_row, int mcu_column)
-    {
-        for (size_t i = 0; i < planes_.size(); ++i) {
-            const auto& c = picture_.components[i];
-            plane& to = planes_[i];
-            to.samples.resize(static_cast<size_t>((mcu_row + 1) * c.v * 8 * to.stride));
-            for (int b = 0; b < c.h * c.v; ++b) {
-                const block samples = inverse_dct(read_block(to.predictor, c));
-                const int at =
-                    8 * ((mcu_row * c.v + b / c.h) * to.stride + mcu_column * c.h + b % c.h);
-                for (int s = 0; s < 64; ++s)
-                    to.samples[static_cast<size_t>(at + s / 8 * to.stride + s % 8)] =
-                        samples[static_cast<size_t>(s)];
-                top_up();
-            }
-        }
-    }
-    void restart()
-    {
-        for (int last = 0; (last & 0xFFF0) != 0xFFD0;)
-            last = (last * 2 + bit()) & 0xFFFF;
-        for (plane& p : planes_)
-            p.predictor = 0;
-    }
-    // Chroma lies over the pixels at factors 1x1, black as the luminance.
-    int sample(size_t i, int x, int y) const
-    {
-        const auto& luma = picture_.components[0];
-        if (i == 1 || i == 2) {
-            y = y / (8 * luma.v) * 8 * picture_.components[i].v + y % (8 * luma.v) / luma.v;
-            x /= luma.h;
-        }
-        return planes_[i].samples[static_cast<size_t>(y * planes_[i].stride + x)];
-    }
-    uint32_t color(int x, int y) const
-    {
-        if (planes_.size() == 1) return color_of(sample(0, x, y), 0, 0);
-        const int black = planes_.size() == 4 ? sample(3, x, y) : 0;
-        return color_of(sample(0, x, y), sample(1, x, y), sample(2, x, y),
-                        planes_.size() == 4 ? &black : nullptr);
-    }
-
-    const picture& picture_;
-    byte_vector data_, buffer_ = byte_vector(buffer_bytes + 1000);
-    size_t next_ = 0, at_ = 0;
-    int bit_ = 0;
-    bool damaged_ = false;
-    std::vector<plane> planes_;
-    std::array<size_t, 64> order_ = jpeg_builder::zigzag();
-};
-
-/// What the stream of a picture shows.
+/// What the stream of a picture shows, 0xRRGGBB row by row. Luminance and black have the factors
+/// of the first component, chroma has 1x1.
 inline std::vector<uint32_t> colors(const picture& p)
 {
-    return decoder(p, jpeg_builder::entropy_data(p)).colors();
+    const auto order = jpeg_builder::zigzag();
+    const int count = p.blocks_before(p.components.size());
+    std::vector<block> blocks = jpeg_builder::blocks_of(p);
+    for (size_t n = 0; n < blocks.size(); ++n) {
+        size_t i = 0;
+        while (p.blocks_before(i + 1) <= static_cast<int>(n) % count)
+            ++i;
+        block values{};
+        for (size_t k = 0; k < 64; ++k)
+            values[order[k]] = as16(blocks[n][k] * p.quant[p.components[i].quant][k]);
+        blocks[n] = inverse_dct(values);
+    }
+    const auto [h, v, quant, table] = p.components[0];
+    const auto sample = [&](size_t i, int x, int y) {
+        const bool chroma = i == 1 || i == 2;
+        const int mcu = y / (8 * v) * p.mcus_across() + x / (8 * h);
+        const int column = chroma ? x / h : x, row = chroma ? y / v : y;
+        const int n = chroma ? 0 : row / 8 % v * h + column / 8 % h;
+        return blocks[mcu * count + p.blocks_before(i) + n][row % 8 * 8 + column % 8];
+    };
+    std::vector<uint32_t> out;
+    for (int n = 0; n < p.width * p.height; ++n) {
+        std::vector<int> samples;
+        for (size_t i = 0; i < p.components.size(); ++i)
+            samples.push_back(sample(i, n % p.width, n / p.width));
+        out.push_back(color_of(samples));
+    }
+    return out;
 }
 
 /// A sample that the classic encoder codes; beyond the row's end all bytes are 0, below the
@@ -275,8 +167,7 @@ inline byte_vector classic_data(const image_copy& image, bool grey, const byte_v
     const auto put_block = [&](int c, int x, int y, int step) {
         block samples{}, quantised{};
         for (int i = 0; i < 64; ++i)
-            samples[static_cast<size_t>(i)] =
-                sample_of(image, c, x + i % 8 * step, y + i / 8, grey);
+            samples[i] = sample_of(image, c, x + i % 8 * step, y + i / 8, grey);
         const block coefficients = pass(pass(samples, forward_8<false>), forward_8<true>);
         for (size_t k = 0; k < 64; ++k)
             quantised[k] = as16(coefficients[order[k]]) / quant[c > 0][k];

@@ -10,16 +10,13 @@ struct targa_builder {
     byte_vector map;
     byte_vector data;
 
-    byte_vector build() const
+    operator byte_vector() const
     {
-        byte_vector out = {uint8_t(id.size()), map.empty() ? uint8_t{0} : uint8_t{1},
-                           uint8_t(type)};
-        for (int v : {map_first, map_length})
-            add_le(out, uint64_t(v), 2);
-        out.push_back(uint8_t(map_bits));
-        for (int v : {0, 0, width, height})
-            add_le(out, uint64_t(v), 2);
-        add_bytes(out, {uint8_t(depth), uint8_t(descriptor)});
+        byte_vector out = {uint8_t(id.size()), uint8_t(!map.empty()), uint8_t(type)};
+        add_le(out, {map_first, map_length}, 2);
+        add_le(out, {map_bits}, 1);
+        add_le(out, {0, 0, width, height}, 2);
+        add_le(out, {depth, descriptor}, 1);
         for (const byte_vector* part : {&id, &map, &data})
             add_bytes(out, *part);
         return out;

@@ -48,13 +48,11 @@ TEST(format_faults, loading_what_we_do_not_write)
     tile.rows = {2, 0xE3, 0};
     pict_bits beside = tile;
     beside.left = 30;
-    wmf_test_dib runs;
-    runs.width = 3, runs.compression = 1, runs.table = byte_vector(1024), runs.data = {3, 9, 0, 1};
     const temp_file file(".img");
-    for (const byte_vector& bytes :
-         {pict_builder().op(0x98, tile.build()).op(0x98, beside.build()).op(0xFF).bytes,
-          wmf_builder().draw(0x0F43, runs.build()).end().bytes,
-          wpg_builder(2).bitmap_2(3, 2, 4, 1, {0x82, 1, 0x82, 2}).bytes}) {
+    for (const byte_vector& bytes : std::initializer_list<byte_vector>{
+             pict_builder().op(0x98, tile).op(0x98, beside).op(0xFF),
+             wmf_builder().draw(0x0F43, wmf_runs_of_nine()).finish(),
+             wpg_builder(2).bitmap_2(3, 2, 4, 1, {0x82, 1, 0x82, 2})}) {
         write_file(file.name(), bytes);
         sweep_load(file.name());
     }
@@ -67,7 +65,7 @@ TEST(format_faults, a_failed_append_keeps_the_pages_that_were_there)
     page.width = 40, page.data = {0xE8, 7}, page.tail = vga_palette(1);
     const image_guard image(random_dib(20, 5, 8, 4).create());
     for (size_t entries : {size_t{2}, size_t{1024}}) {
-        const byte_vector before = build_dcx({page.build()}, entries);
+        const byte_vector before = build_dcx({page}, entries);
         const image_copy first = picture_of(before);
         sweep_faults(
             {fault_kind::allocation, fault_kind::lock, fault_kind::failed_read,
@@ -86,18 +84,10 @@ TEST(format_faults, a_failed_append_keeps_the_pages_that_were_there)
 // Loading takes the DIB and at most a megabyte, whatever the format keeps beside it.
 TEST(format_faults, loading_stays_near_the_size_of_the_image)
 {
-    for (auto [type, bits] : {std::pair(2, 8),
-                              {2, 24},
-                              {3, 8},
-                              {3, 24},
-                              {4, 4},
-                              {4, 8},
-                              {5, 8},
-                              {6, 8},
-                              {6, 24},
-                              {11, 8},
-                              {15, 8},
-                              {15, 24}}) {
+    constexpr std::pair<int, int> kinds[] = {{0, 24}, {2, 8},  {2, 24}, {3, 8},  {3, 24}, {4, 4},
+                                             {4, 8},  {5, 8},  {6, 8},  {6, 24}, {7, 1},  {9, 1},
+                                             {9, 24}, {10, 1}, {11, 8}, {15, 8}, {15, 24}};
+    for (auto [type, bits] : kinds) {
         SCOPED_TRACE(testing::Message() << type << " " << bits);
         const int32_t width = 5000, height = 600; // two tiles of a picture
         const temp_file file(".img");
@@ -120,12 +110,12 @@ TEST(format_faults, a_huge_picture_without_data_costs_nothing)
     getrusage(RUSAGE_SELF, &before);
     targa_builder targa;
     targa.width = 65535, targa.height = 10000, targa.data = {0, 1, 2};
-    EXPECT_EQ(load_code(targa.build()), -12);
+    EXPECT_EQ(load_code(targa), -12);
     targa.type = 10;
-    EXPECT_EQ(load_code(targa.build()), -12);
+    EXPECT_EQ(load_code(targa), -12);
     const gif_builder gif =
         gif_builder("89a", gif_builder::colors(256)).picture(65535, 30000, 8, {3, 0, 1, 2, 0});
-    EXPECT_EQ(load_code(gif.bytes), -3);
+    EXPECT_EQ(load_code(gif), -3);
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LE(after.ru_maxrss - before.ru_maxrss, 100 * 1024);
 }

@@ -18,7 +18,7 @@ bool strike(const operation& operation, const picture& p, fault_kind kind, uint3
     const int32_t result = operation.run(image);
     const platform_counts after = platform_get_counts();
     platform_set_faults({});
-    const bool struck = n <= fault_points(kind, after);
+    const bool struck = n <= after.*row_of(kind).places;
     EXPECT_EQ(result, struck ? -1 : clean_result);
     if (!struck) return false;
     EXPECT_EQ(after.live_blocks, held.live_blocks) << "a block leaked";
@@ -40,7 +40,7 @@ TEST(process_faults, leave_the_image_as_it_was)
                 for (fault_kind kind : memory_faults)
                     for (uint32_t n = 1; n < 100; ++n) {
                         SCOPED_TRACE(testing::Message() << operation.name << " x " << bits << ", "
-                                                        << fault_name(kind) << " " << n);
+                                                        << row_of(kind).name << " " << n);
                         if (!strike(operation, random_picture(45, 30, bits, n, colors), kind, n))
                             break;
                         if (HasFailure()) return;

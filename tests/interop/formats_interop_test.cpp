@@ -1,6 +1,6 @@
-// formats_interop_test.cpp - BMP, GIF, Targa, PCX, DCX, PICT, WPG and WMF files to and from other
-// programs: giflib's tools, ImageMagick, GraphicsMagick (which draws metafiles through libwmf),
-// netpbm, libwpg and ffmpeg as processes where they are installed.
+// formats_interop_test.cpp - BMP, GIF, Targa, PCX, DCX, PICT, WPG, WMF and EPS files to and from
+// other programs: giflib's tools, ImageMagick, GraphicsMagick (which draws metafiles through
+// libwmf), netpbm, libwpg and ffmpeg as processes where they are installed.
 
 #include "tests/support/codec.h"
 #include "tests/support/peer_tools.h"
@@ -76,6 +76,7 @@ constexpr struct {
     {"convert-im6.q16 %i -type Palette PICT:%o", ".pct", 200},
     {"gm convert %i PICT:%o", ".pct", 0xFFFFFF},
     {"ppmtopict %i > %o", ".pct", 200},
+    {"gm convert %i EPT:%o", ".eps", 3000}, // a preview in TIFF
 };
 
 // File %i to pixmap %o. What these programs are known to read otherwise is left out:

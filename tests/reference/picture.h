@@ -12,14 +12,11 @@ struct picture {
     picture(int w, int h, int b) : width(w), height(h), bits(b)
     {
         colors.resize(b == 24 ? 0 : size_t{1} << b);
-        rows.assign(static_cast<size_t>(h), byte_vector(static_cast<size_t>(stride())));
+        rows.assign(static_cast<size_t>(h), byte_vector(stride()));
     }
 
     int stride() const { return test_stride(width, bits); }
-    uint8_t& at(int byte, int row)
-    {
-        return rows[static_cast<size_t>(row)][static_cast<size_t>(byte)];
-    }
+    uint8_t& at(int byte, int row) { return rows[row][byte]; }
     int at(int byte, int row) const { return const_cast<picture*>(this)->at(byte, row); }
 
     /// An index, or 0xRRGGBB at 24 bits.
@@ -31,16 +28,13 @@ struct picture {
     void set(int x, int row, int value)
     {
         for (int k = 0; bits == 24 && k < 3; ++k)
-            at(3 * x + k, row) = static_cast<uint8_t>(value >> 8 * k);
+            at(3 * x + k, row) = value >> 8 * k;
         if (bits == 24) return;
         uint8_t& byte = at(x * bits / 8, row);
         const int shift = 8 - bits - x * bits % 8, mask = ((1 << bits) - 1) << shift;
-        byte = static_cast<uint8_t>((byte & ~mask) | (value << shift & mask));
+        byte = (byte & ~mask) | (value << shift & mask);
     }
-    int color(int x, int row) const
-    {
-        return bits == 24 ? pixel(x, row) : colors[static_cast<size_t>(pixel(x, row))];
-    }
+    int color(int x, int row) const { return bits == 24 ? pixel(x, row) : colors[pixel(x, row)]; }
 };
 
 /// Blue, green or red of 0xRRGGBB.
@@ -59,6 +53,14 @@ picture each_pixel(int width, int height, int bits, const std::vector<int>& colo
         for (int x = 0; x < width; ++x)
             out.set(x, r, value(x, r));
     return out;
+}
+
+inline std::vector<int> grey_ramp()
+{
+    std::vector<int> ramp(256);
+    for (int i = 0; i < 256; ++i)
+        ramp[i] = i * 0x10101;
+    return ramp;
 }
 
 /// Random pixels in runs, random or grey colours; padding 0. Dark and light runs lie side by
@@ -88,8 +90,7 @@ inline int32_t create_image(const picture& p)
         dib.set_color(static_cast<int>(i), channel(p.colors[i], 2), channel(p.colors[i], 1),
                       channel(p.colors[i], 0));
     for (int r = 0; r < p.height; ++r)
-        std::memcpy(dib.row(p.height - 1 - r), p.rows[static_cast<size_t>(r)].data(),
-                    static_cast<size_t>(p.stride()));
+        std::memcpy(dib.row(p.height - 1 - r), p.rows[r].data(), static_cast<size_t>(p.stride()));
     return dib.create();
 }
 

@@ -34,10 +34,7 @@ inline int grey_weighted(int color, int bits)
 
 inline picture gray(const picture& p)
 {
-    std::vector<int> ramp;
-    for (int i = 0; i < 256; ++i)
-        ramp.push_back(i * 0x10101);
-    return each_pixel(p.width, p.height, 8, ramp,
+    return each_pixel(p.width, p.height, 8, grey_ramp(),
                       [&](int x, int r) { return grey_weighted(p.color(x, r), p.bits); });
 }
 
@@ -67,8 +64,8 @@ struct running_grid {
     int width;
     std::vector<uint16_t> values;
 
-    running_grid(int w, int h) : width(w + 4), values(static_cast<size_t>((w + 4) * (h + 3))) {}
-    uint16_t& at(int x, int row) { return values[static_cast<size_t>(row * width + x + 2)]; }
+    running_grid(int w, int h) : width(w + 4), values((w + 4) * (h + 3)) {}
+    uint16_t& at(int x, int row) { return values[row * width + x + 2]; }
     void add(int x, int row, int v) { at(x, row) = static_cast<uint16_t>(at(x, row) + v); }
 };
 
@@ -107,7 +104,7 @@ picture diffused(const picture& p, picture out, bool serpentine, SourceRow sourc
     for (int i = 0; i < p.width * p.height * count; ++i) {
         const int k = i % count, x = i / count % p.width, r = i / count / p.width;
         const int c = p.color(x, source_row(r));
-        grids[static_cast<size_t>(k)].add(x, r, count == 1 ? grey_percent(c) : channel(c, k));
+        grids[k].add(x, r, count == 1 ? grey_percent(c) : channel(c, k));
     }
     for (int i = 0; i < p.width * p.height; ++i) {
         const int r = i / p.width, step = serpentine && r % 2 ? -1 : 1;
@@ -117,7 +114,7 @@ picture diffused(const picture& p, picture out, bool serpentine, SourceRow sourc
             v[k] = true_tones ? static_cast<int16_t>(grids[k].at(x, r)) : grids[k].at(x, r);
         out.set(x, r, quantise(v));
         for (int k = 0; k < count; ++k) {
-            running_grid& grid = grids[static_cast<size_t>(k)];
+            running_grid& grid = grids[k];
             const int e = v[k] - channel(out.color(x, r), k);
             const auto [a, b, c, d] = count == 1 ? mono_shares(e) : color_shares(e);
             grid.add(x + step, r, a);
@@ -153,7 +150,7 @@ inline picture popularity(const picture& p)
     };
     const auto color_of = [](int b) { return (b & 0xF00) << 12 | (b & 0xF0) << 8 | b % 16 * 16; };
     for (int i = 0; i < p.width * p.height; ++i)
-        ++counts[static_cast<size_t>(bin(i % p.width, i / p.width))];
+        ++counts[bin(i % p.width, i / p.width)];
     for (int& n : counts)
         n = true_tones ? n : n % 65536;
     while (colors.size() < 256) {
@@ -180,8 +177,7 @@ inline picture fixed_palette(const picture& p)
 {
     picture out(p.width, p.height, 8);
     for (int i = 0; i < 256; ++i)
-        out.colors[static_cast<size_t>(i)] =
-            i / 32 * 255 / 7 << 16 | i / 4 % 8 * 255 / 7 << 8 | i % 4 * 85;
+        out.colors[i] = i / 32 * 255 / 7 << 16 | i / 4 % 8 * 255 / 7 << 8 | i % 4 * 85;
     return diffused(p, out, true, same_row, [](const int* v) {
         const auto top = [](int value, int levels) {
             return std::clamp(value, 0, 255) * levels / 256;

@@ -50,7 +50,7 @@ inline picture resized(const picture& p, int width, int height)
     for (int r = 0; r < height; ++r) {
         const int row = from_row(r);
         if (p.bits == 24 && width % 4)
-            out.at(3 * width, r) = static_cast<uint8_t>(last < p.stride() ? p.at(last, row) : 0);
+            out.at(3 * width, r) = last < p.stride() ? p.at(last, row) : 0;
         if (p.bits > 4 || width * p.bits % (p.bits == 1 ? 32 : 8) == 0) continue;
         const int index = behind * p.bits < 8 * p.stride() ? p.pixel(behind, row) : 0;
         const bool sticks = p.bits == 1 && width % 8 == 0 && r > 0 && out.pixel(width, r - 1);
@@ -63,15 +63,16 @@ inline picture resized(const picture& p, int width, int height)
 inline picture toned(const picture& p, int contrast, int brightness)
 {
     const auto tone = [&](int in) {
-        const int k = (2 * contrast + 256) & 0xFFFFFF;
-        return std::clamp((k * in >> 8) - contrast + 2 * brightness, 0, 255);
+        const int64_t k = (int64_t{2} * contrast + 256) & 0xFFFFFF;
+        const int64_t out = (k * in >> 8) - contrast + int64_t{2} * brightness;
+        return static_cast<int>(std::clamp<int64_t>(out, 0, 255));
     };
     picture out = p;
     for (int& c : out.colors)
         c = tone(channel(c, 2)) << 16 | tone(channel(c, 1)) << 8 | tone(channel(c, 0));
     for (auto& row : out.rows)
         for (uint8_t& v : row)
-            if (p.bits == 24) v = static_cast<uint8_t>(tone(v));
+            if (p.bits == 24) v = tone(v);
     return out;
 }
 
@@ -80,7 +81,7 @@ inline picture inverted(const picture& p)
     picture out = p;
     for (auto& row : out.rows)
         for (uint8_t& v : row)
-            v = static_cast<uint8_t>(255 - v);
+            v = 255 - v;
     return out;
 }
 
@@ -93,14 +94,14 @@ struct slot_buffer {
 
     slot_buffer(const picture& p, int slots)
         : length(p.stride() * (p.bits == 4 ? 2 : 1)), nibbles(p.bits == 4),
-          samples(static_cast<size_t>(length * (slots + 4)))
+          samples(length * (slots + 4))
     {
     }
-    int& at(int slot, int x) { return samples[static_cast<size_t>(slot * length + x)]; }
+    int& at(int slot, int x) { return samples[slot * length + x]; }
     void put(int slot, const byte_vector& row)
     {
         for (int x = 0; x < length; ++x) {
-            const int byte = row[static_cast<size_t>(nibbles ? x / 2 : x)];
+            const int byte = row[nibbles ? x / 2 : x];
             at(slot, x) = !nibbles ? byte : x % 2 ? byte % 16 : byte / 16;
         }
     }
@@ -123,7 +124,7 @@ template <class Filter> picture in_strips(const picture& p, int spare, Filter fi
     if (n < 2) n = p.height;
     n = std::min(n, p.height);
     slot_buffer source(p, n);
-    const auto put = [&](int slot, int row) { source.put(slot, p.rows[static_cast<size_t>(row)]); };
+    const auto put = [&](int slot, int row) { source.put(slot, p.rows[row]); };
     put(0, 0);
     for (int first = 0; first < p.height; first += n, n = std::min(n, p.height - first)) {
         for (int k = 0; k < n; ++k)
@@ -135,7 +136,7 @@ template <class Filter> picture in_strips(const picture& p, int spare, Filter fi
         slot_buffer work = source;
         filter(source, work, n);
         for (int k = 0; k < n; ++k)
-            out.rows[static_cast<size_t>(first + k)] = work.get(k + 1);
+            out.rows[first + k] = work.get(k + 1);
         if (first + n < p.height) source.put(0, source.get(n - 2));
     }
     return out;
@@ -172,8 +173,7 @@ inline picture convolved(const picture& p, const std::array<signed char, 9>& k)
             for (int x = step; x < end; ++x) {
                 int sum = 0;
                 for (int i = 0; i < 9; ++i)
-                    sum +=
-                        k[static_cast<size_t>(i)] * a.at(slot + i / 3 - 1, x + step * (i % 3 - 1));
+                    sum += k[i] * a.at(slot + i / 3 - 1, x + step * (i % 3 - 1));
                 b.at(slot, x) = std::clamp(sum, 0, 255);
             }
     });

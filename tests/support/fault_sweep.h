@@ -28,15 +28,7 @@ inline constexpr fault_row fault_rows[] = {
 
 inline const fault_row& row_of(fault_kind kind)
 {
-    return fault_rows[static_cast<int>(kind)];
-}
-inline const char* fault_name(fault_kind kind)
-{
-    return row_of(kind).name;
-}
-inline uint32_t fault_points(fault_kind kind, const platform_counts& counts)
-{
-    return counts.*row_of(kind).places;
+    return fault_rows[int(kind)];
 }
 inline platform_faults fault_at(fault_kind kind, uint32_t number)
 {
@@ -100,11 +92,11 @@ void sweep_faults(std::initializer_list<fault_kind> kinds, Operation operation, 
     const auto [clean_result, counts] = run(fault_at(kinds.begin()[0], 0));
     EXPECT_GE(clean_result, 0) << "the operation fails without a fault";
     for (const fault_kind kind : kinds) {
-        const uint32_t points = fault_points(kind, counts);
+        const uint32_t points = counts.*row_of(kind).places;
         const uint32_t step = std::max(1u, points / most_points);
         for (uint32_t n = 1; n <= points; n += step) {
             SCOPED_TRACE(testing::Message()
-                         << fault_name(kind) << " number " << n << " of " << points);
+                         << row_of(kind).name << " number " << n << " of " << points);
             check(kind, run(fault_at(kind, n)).first);
             if (testing::Test::HasFailure()) return;
         }

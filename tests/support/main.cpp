@@ -15,6 +15,7 @@ public:
     {
         IMGX_set_interchange(0);
         IMGX_set_true_tones(0);
+        IMGLOW_set_comp_quality(50);
         IMGLOW_set_bitmap_name(name_, date_);
         IMG_set_statusbar(0, nullptr, 0);
     }

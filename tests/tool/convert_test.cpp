@@ -91,8 +91,7 @@ TEST_F(tool_test, keeps_tones_true_unless_classic)
 {
     test_dib white(4, 4, 24);
     std::memset(white.row(3), 255, 48);
-    const image_guard image(white.create());
-    ASSERT_GE(IMG_save_bitmap(image, path("in.bmp").c_str(), 1), 0);
+    make_bmp("in.bmp", white);
     expect_done("convert in.bmp true.bmp --gray");
     expect_done("convert in.bmp classic.bmp --gray --classic");
     EXPECT_EQ(load("true.bmp").pixel(0, 0), 253u);
@@ -130,7 +129,7 @@ TEST_F(tool_test, fits_the_depth_and_says_so)
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.to);
-        const std::string in = std::string(TREVOLAN_TEST_DATA "/") + r.in;
+        const std::string in = sample_path(r.in);
         const std::string arguments = "convert " + in + " out --to " + r.to;
         EXPECT_EQ(run(arguments + " --exact").code, 1);
         EXPECT_EQ(listing(), "");
@@ -156,7 +155,12 @@ TEST_F(tool_test, several_inputs_become_files_in_a_directory)
     EXPECT_EQ(clash.code, 2);
     EXPECT_NE(clash.error.find("would both become"), std::string::npos);
     EXPECT_EQ(run("convert a.bmp b.bmp a.bmp").code, 1) << "OUT is a file";
-    EXPECT_EQ(listing(), "a.bmp b.bmp out single");
+    // Nor does a numbered page take the place of another input's file.
+    expect_done("join a.bmp b.bmp out/a.dcx");
+    expect_done("convert a.bmp out/a-001.bmp");
+    EXPECT_EQ(run("convert out/a-001.bmp out/a.dcx numbers --to pcx").code, 1);
+    EXPECT_EQ(listing("numbers"), "a-001.pcx");
+    EXPECT_EQ(listing(), "a.bmp b.bmp numbers out single");
 }
 
 TEST_F(tool_test, workers_convert_side_by_side_and_report_each_failure)
@@ -170,7 +174,7 @@ TEST_F(tool_test, workers_convert_side_by_side_and_report_each_failure)
     }
     write_file(path("broken.bmp"), {'B', 'M', 1, 2, 3});
     const tool_result result =
-        run("convert " + inputs + "broken.bmp out --jobs 3 --to pcx --rotate 90");
+        run("convert --jobs 3 --to pcx --rotate 90 -- " + inputs + "broken.bmp out");
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.error.find("broken.bmp: reading page 1: "), 0u) << result.error;
     EXPECT_EQ(listing("out"), outputs);

@@ -1,5 +1,6 @@
 // pages_test.cpp - join, split, fax, and pages in convert and info.
 
+#include "tests/builders/tiff_builder.h"
 #include "tests/tool/driver.h"
 
 namespace {
@@ -65,7 +66,7 @@ TEST_F(tool_pages_test, are_all_converted_or_one)
     expect_done("convert two.tif two.tif --flip-y");
     EXPECT_EQ(load("two.tif", 1).color(0, 0), load("b.bmp").color(0, 20));
     // The pictures of an animation are pages; classic mode knows the first only.
-    const std::string animation = "convert " TREVOLAN_TEST_DATA "/chart_animated.gif ";
+    const std::string animation = "convert " + sample_path("chart_animated.gif") + " ";
     expect_done(animation + "frames.tif");
     expect_info("frames.tif", ", 2 pages,");
     expect_done(animation + "frames.tif --classic");
@@ -83,7 +84,11 @@ TEST_F(tool_pages_test, are_appended_to_a_copy)
     write_file(path("bad.bmp"), {'B', 'M'});
     EXPECT_EQ(run("join b.bmp bad.bmp out.tif --append").code, 1);
     EXPECT_EQ(read_file(path("out.tif")), before);
-    // What is there is of another format, or the type holds one picture.
+    // What is there is of another format or byte order, or the type holds one picture.
+    tiff_builder big;
+    big.big = true;
+    write_file(path("big.tif"), big.shape(1, 1, 8, 1, 1, 1).strip({1}).build());
+    EXPECT_EQ(run("convert b.bmp big.tif --append").code, 1);
     EXPECT_EQ(run("convert b.bmp a.bmp --append --to tiff").code, 1);
     EXPECT_EQ(run("convert b.bmp a.bmp --append").code, 1);
     EXPECT_EQ(run("join a.bmp b.bmp out.bmp").code, 1);
@@ -96,7 +101,7 @@ TEST_F(tool_pages_test, are_appended_to_a_copy)
 
 TEST_F(tool_pages_test, carry_texts_with_them)
 {
-    expect_done("convert a.bmp named.tif --name 'Me & \"co\"' --date '2026:11:21 10:00:00'");
+    expect_done("convert a.bmp named.tif --name 'Me\n& \"co\"' --date '2026:11:21 10:00:00'");
     expect_done("join named.tif a.bmp both.tif");
     const std::string info = run("info both.tif").out;
     const size_t second = info.find("page 2");
@@ -104,7 +109,7 @@ TEST_F(tool_pages_test, carry_texts_with_them)
     EXPECT_LT(info.find("name \"Me & \"co\"\", date \"2026:11:21 10:00:00\""), second) << info;
     // The second page's file had no text of its own: the library's stands there.
     EXPECT_NE(info.find("name \"Trevolan imaging library 4.0\"", second), std::string::npos);
-    expect_info("--json named.tif", "\"name\": \"Me & \\\"co\\\"\"");
+    expect_info("--json named.tif", "\"name\": \"Me\\u000a& \\\"co\\\"\"");
     EXPECT_EQ(run("info a.bmp").out.find("name"), std::string::npos);
 }
 

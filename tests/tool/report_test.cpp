@@ -2,8 +2,6 @@
 
 #include "tests/tool/driver.h"
 
-#include <algorithm>
-
 namespace {
 
 const std::string half_block = "\xE2\x96\x80";

@@ -3,13 +3,8 @@
 #include "tests/builders/bmp_builder.h"
 #include "tests/tool/driver.h"
 
-#include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <sys/stat.h>
-#include <unistd.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -82,6 +77,8 @@ TEST_F(tool_test, names_with_spaces_and_other_scripts_work)
     expect_done("convert 'a b \xC3\xA9 \xE4\xBD\xA0.bmp' '\xC3\xA9 out.pcx'");
     expect_done("convert '\xC3\xA9 out.pcx' " + long_name + ".bmp");
     EXPECT_EQ(load(long_name + ".bmp").width, 61);
+    expect_done("convert " + long_name + ".bmp '\xC3\xA9 out.pcx' '[a, b]'");
+    EXPECT_EQ(listing("[a, b]"), long_name + ".bmp \xC3\xA9 out.pcx");
 }
 
 TEST_F(tool_posix_test, links_permissions_and_special_files)
@@ -94,9 +91,17 @@ TEST_F(tool_posix_test, links_permissions_and_special_files)
     EXPECT_TRUE(fs::is_symlink(path("link.bmp")));
     EXPECT_EQ(load("target.bmp").bits, 8);
     EXPECT_EQ(fs::status(path("target.bmp")).permissions(), fs::perms(0604));
+    expect_done("convert in.bmp " + std::string(251, 'n') + ".bmp"); // the longest name
     ASSERT_EQ(mkfifo(path("pipe.bmp").c_str(), 0666), 0);
     EXPECT_EQ(run("convert in.bmp pipe.bmp").code, 1);
     EXPECT_TRUE(fs::is_fifo(path("pipe.bmp")));
+    // Whoever read the tool's lines goes away: a crop beyond the picture would be told.
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    run("convert in.bmp a.bmp --crop 0,0,999,9 2>&" + std::to_string(ends[1]) + ";");
+    close(ends[1]);
+    EXPECT_EQ(listing().find(".tmp"), std::string::npos);
 }
 
 TEST_F(tool_posix_test, an_interrupt_removes_the_unfinished_file)

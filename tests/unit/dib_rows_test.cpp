@@ -77,23 +77,15 @@ TEST(color_rows, grey_by_depth)
         uint32_t color;
         uint16_t grey;
     } rows[] = {
-        {8, 0x282828, 0},    {8, 0x292929, 0},
-        {8, 0x2A2A2A, 1},    {8, 0xFFFFFF, 213}, // 40 darker
-        {4, 0x282828, 39},   {4, 0xFFFFFF, 253},
-        {4, 0xFF0000, 75},   {4, 0x0000FF, 27},
-        {24, 0x000000, 0},   {24, 0xFFFFFF, 215}, // bright bytes are widened with their sign
-        {24, 0x7F7F7F, 86},  {24, 0x808080, 89},
-        {24, 0xFF0000, 215}, {24, 0x00FF00, 215},
+        {8, 0x282828, 0},  {8, 0x2A2A2A, 1},    {8, 0xFFFFFF, 213}, // 40 darker
+        {4, 0xFF0000, 75}, {24, 0xFF0000, 215}, // bright bytes are widened with their sign
     };
     for (const auto& r : rows) {
         test_dib dib(3, 1, r.bits);
-        const uint32_t index = r.bits == 4 ? 9 : 77;
-        if (r.bits < 24)
-            dib.set_color(static_cast<int>(index), static_cast<int>(r.color >> 16),
-                          static_cast<int>(r.color >> 8 & 255), static_cast<int>(r.color & 255));
-        dib.set_pixel(0, 0, r.bits < 24 ? index : r.color);
+        if (r.bits < 24) dib.set_color(9, r.color >> 16, r.color >> 8 & 255, r.color & 255);
+        dib.set_pixel(0, 0, r.bits < 24 ? 9 : r.color);
         const auto pixel = expand(dib);
-        EXPECT_EQ(pixel[0] | pixel[1] << 8 | pixel[2] << 16, static_cast<int>(r.color));
+        EXPECT_EQ(pixel[0] | pixel[1] << 8 | pixel[2] << 16, int(r.color));
         EXPECT_EQ(pixel[3], r.grey) << r.bits << " bits, " << std::hex << r.color;
     }
 }

@@ -13,9 +13,9 @@ TEST(grey_source, gives_every_colour_its_grey)
     std::vector<uint8_t> row(size_t{3} * width), grey(width);
     for (uint32_t red = 0; red < 256; ++red) {
         for (size_t x = 0; x < width; ++x) {
-            row[3 * x] = static_cast<uint8_t>(x);
-            row[3 * x + 1] = static_cast<uint8_t>(x >> 8);
-            row[3 * x + 2] = static_cast<uint8_t>(red);
+            row[3 * x] = x;
+            row[3 * x + 1] = x >> 8;
+            row[3 * x + 2] = red;
         }
         for (grey_rule rule : {grey_rule::percent, grey_rule::color_row, grey_rule::weighted}) {
             grey_source(&header.info, rule).fetch_gray_raster(row.data(), grey.data(), width);

@@ -23,9 +23,9 @@ bool idct_is_plain(const plain_jpeg::block& values)
     jpeg_coefficients fast{};
     for (size_t k = 0; k < 64; ++k) {
         const size_t i = order[k];
-        fast.values[i % 8 * 8 + i / 8] = static_cast<int16_t>(values[i]);
+        fast.values[i % 8 * 8 + i / 8] = values[i];
         fast.magnitude += std::abs(values[i]);
-        if (values[i] != 0) fast.last = static_cast<int32_t>(k);
+        if (values[i] != 0) fast.last = k;
     }
     int8_t samples[64];
     jpeg_idct(fast, samples, 8);
@@ -44,10 +44,17 @@ double wave(size_t sample, size_t k)
 int32_t open_at(const byte_vector& data, uint32_t offset)
 {
     io_scope scope;
-    reset_mem_io_bounded(data.data(), static_cast<uint32_t>(data.size()));
+    reset_mem_io_bounded(data.data(), uint32_t(data.size()));
     const row_sink sink{[](const void*, IMG_PRIVATE, int32_t, int32_t) -> int32_t { return 0; },
                         [](const BITMAPINFOHEADER*, IMG_PRIVATE) -> int32_t { return 1; }, 0};
     return open_jpg_at(offset, sink, memory_file, nullptr);
+}
+
+// Noise of the n-th of eight ranges; the last is nothing but extremes.
+template <size_t count> void make_noise(int16_t (&samples)[count], std::mt19937& random, int n)
+{
+    for (int16_t& s : samples)
+        s = n % 8 == 7 ? (random() & 1 ? 127 : -128) : random() % (2u << n % 8) - (1 << n % 8);
 }
 
 } // namespace
@@ -71,20 +78,16 @@ TEST(jpeg_idct, equals_the_plain_form)
         ASSERT_TRUE(idct_is_plain(b)) << n;
     }
     std::mt19937 random(1);
-    for (int n = 0; n < 300 * thousands; ++n) {
+    for (int n = 0; n < 2300 * thousands; ++n) {
         plain_jpeg::block b{};
-        const size_t kind = random() % 3, line = random() % 8;
+        const size_t kind = random() % 20, line = random() % 8;
         const int value = idct_16_bit_magnitude / (kind == 0 ? 64 : 8);
-        for (size_t i = 0; i < 64; ++i)
+        for (size_t i = 0; i < 64 && kind < 3; ++i)
             if (kind == 0 || (kind == 1 ? i / 8 : i % 8) == line)
                 b[i] = random() & 1 ? value : -value;
-        ASSERT_TRUE(idct_is_plain(b)) << n;
-    }
-    for (int n = 0; n < 2000 * thousands; ++n) {
-        plain_jpeg::block b{};
         const uint32_t range = 2u << random() % 16;
-        for (uint32_t left = random() % 64 + 1; left > 0; --left)
-            b[random() % (n & 1 ? 64 : 28)] = static_cast<int>(random() % range - range / 2);
+        for (uint32_t left = kind < 3 ? 0 : random() % 64 + 1; left > 0; --left)
+            b[random() % (n & 1 ? 64 : 28)] = int(random() % range - range / 2);
         ASSERT_TRUE(idct_is_plain(b)) << n;
     }
 }
@@ -94,17 +97,14 @@ TEST(jpeg_fdct, divides_as_the_mode_says)
     std::mt19937 random(3);
     for (int n = 0; n < 255 * 8; ++n) {
         std::array<uint8_t, 64> table, ones;
-        table.fill(static_cast<uint8_t>(n / 8 + 1));
+        table.fill(n / 8 + 1);
         ones.fill(1);
         jpeg_divisors classic, undivided, nearest;
         classic.set(table, quotient::truncated);
         undivided.set(ones, quotient::truncated);
         nearest.set(table, quotient::nearest);
         int16_t samples[64], whole[64], truncated[64], rounded[64];
-        for (int16_t& s : samples) // noise of all ranges, at last nothing but extremes
-            s = static_cast<int16_t>(n % 8 == 7 ? (random() & 1 ? 127 : -128)
-                                                : static_cast<int>(random() % (2u << n % 8)) -
-                                                      (1 << n % 8));
+        make_noise(samples, random, n);
         jpeg_dct_and_quantise({samples, 8, 0}, undivided, whole);
         jpeg_dct_and_quantise({samples, 8, 0}, classic, truncated);
         jpeg_dct_and_quantise({samples, 8, 0}, nearest, rounded);
@@ -127,18 +127,14 @@ TEST(jpeg_fdct, takes_two_blocks_as_one)
     } forms[] = {
         {"each", true, jpeg_dct_and_quantise_each},
         {"avx2", __builtin_cpu_supports("avx2") != 0, jpeg_dct_and_quantise_avx2},
-        {"two", true, jpeg_dct_and_quantise_two},
     };
     std::mt19937 random(4);
     for (int n = 0; n < 20 * thousands; ++n) {
         int16_t samples[8 * 24], expected[128];
-        for (int16_t& s : samples) // as above
-            s = static_cast<int16_t>(n % 8 == 7 ? (random() & 1 ? 127 : -128)
-                                                : static_cast<int>(random() % (2u << n % 8)) -
-                                                      (1 << n % 8));
+        make_noise(samples, random, n);
         std::array<uint8_t, 64> table;
         for (uint8_t& q : table)
-            q = static_cast<uint8_t>(random() % (n & 8 ? 8 : 255) + 1);
+            q = random() % (n & 8 ? 8 : 255) + 1;
         jpeg_divisors divisors;
         divisors.set(table, n & 16 ? quotient::nearest : quotient::truncated);
         const int16_t* const first = samples + (n & 32 ? 16 : 0);
@@ -162,17 +158,17 @@ TEST(jpeg_color, equals_the_plain_form)
     for (auto& plane : planes)
         plane.resize(width + jpeg_row_slack);
     for (size_t i = 0; i < width; ++i) {
-        planes[0][i] = static_cast<int8_t>(i * 2654435761u >> 13);
-        planes[1][i] = static_cast<int8_t>(i >> 8);
-        planes[2][i] = static_cast<int8_t>(i);
+        planes[0][i] = int8_t(i * 2654435761u >> 13);
+        planes[1][i] = int8_t(i >> 8);
+        planes[2][i] = int8_t(i);
     }
     for (const auto step : {chroma_step::one, chroma_step::two}) {
         std::vector<uint8_t> expected;
         for (size_t x = 0; x < width; ++x) {
             const size_t c = x / static_cast<size_t>(step);
-            const uint32_t color = plain_jpeg::color_of(planes[0][x], planes[1][c], planes[2][c]);
+            const uint32_t color = plain_jpeg::color_of({planes[0][x], planes[1][c], planes[2][c]});
             for (int shift : {0, 8, 16})
-                expected.push_back(static_cast<uint8_t>(color >> shift));
+                expected.push_back(color >> shift);
         }
         for (const auto row : {jpeg_ycc_row_sse2, jpeg_ycc_row_avx2}) {
             if (row == jpeg_ycc_row_avx2 && !__builtin_cpu_supports("avx2")) continue;
@@ -192,6 +188,6 @@ TEST(jpeg_stream, is_found_within_1001_positions)
         EXPECT_EQ(open_at(data, 70000), leading > 1000 ? -3 : 0) << leading;
     }
     EXPECT_EQ(open_at({0xFF}, 0), -3);
-    EXPECT_EQ(open_at(file, static_cast<uint32_t>(file.size())), -12);
+    EXPECT_EQ(open_at(file, uint32_t(file.size())), -12);
     EXPECT_EQ(open_at(file, 0x80000000u), -12);
 }

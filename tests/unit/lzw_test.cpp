@@ -2,58 +2,12 @@
 
 #include "formats/tiff/tiff_lzw_decoder.h"
 #include "formats/tiff/tiff_lzw_encoder.h"
+#include "tests/builders/plain_lzw.h"
 #include "tests/support/temp_file.h"
 
-#include <map>
 #include <random>
 
 namespace {
-
-// Codes as TIFF 6.0 section 13 packs them, at the widths that the caller gives.
-struct code_writer {
-    byte_vector bytes;
-    size_t bits = 0;
-
-    void put(uint32_t code, int width)
-    {
-        for (int i = width - 1; i >= 0; --i, ++bits) {
-            if (bits % 8 == 0) bytes.push_back(0);
-            bytes.back() = static_cast<uint8_t>(bytes.back() | (code >> i & 1) << (7 - bits % 8));
-        }
-    }
-};
-
-// The described encoder over strings. bytes_only: every code is that of a byte, and the table
-// is left full instead of being cleared when its next code is 4080.
-byte_vector plain_encode(const byte_vector& data, bool bytes_only = false)
-{
-    code_writer out;
-    std::map<std::pair<uint32_t, uint8_t>, uint32_t> table;
-    uint32_t next = 258;
-    int width = 9;
-    out.put(256, 9);
-    uint32_t prefix = data[0];
-    for (size_t i = 1; i < data.size(); ++i) {
-        const auto found = table.find({prefix, data[i]});
-        if (found != table.end() && !bytes_only) {
-            prefix = found->second;
-            continue;
-        }
-        out.put(prefix, width);
-        table[{prefix, data[i]}] = next++;
-        prefix = data[i];
-        if (width < 12 && next == 1u << width) ++width;
-        if (next != 4080 || bytes_only) continue;
-        out.put(256, width);
-        table.clear();
-        next = 258;
-        width = 9;
-    }
-    out.put(prefix, width);
-    if (++next == 1u << width && width < 12) ++width;
-    out.put(257, width);
-    return out.bytes;
-}
 
 struct decoded {
     int32_t result = 0;
@@ -123,7 +77,7 @@ TEST(lzw, coders_agree_with_plain_ones)
                 encoder.encode_tif_lzw(strips[0], strips[1]);
                 for (int i = 0; i < 2; ++i) {
                     codes[i].resize(strips[i].code_bytes);
-                    ASSERT_EQ(codes[i], plain_encode(data[i]));
+                    ASSERT_EQ(codes[i], plain_lzw::encode(data[i]));
                 }
                 expect_rows_back(codes[0], data[0]);
             }
@@ -134,9 +88,9 @@ TEST(lzw, coders_agree_with_plain_ones)
 TEST(lzw, long_strings_and_full_tables)
 {
     const byte_vector zeros(9 << 20, 0); // strings of up to 3838 bytes, 7.4 MB in a table
-    expect_rows_back(plain_encode(zeros), zeros);
+    expect_rows_back(plain_lzw::encode(zeros), zeros);
     const byte_vector data = random_bytes(600000, 256, 1);
-    expect_rows_back(plain_encode(data, true), data);
+    expect_rows_back(plain_lzw::encode(data, true), data);
 }
 
 TEST(lzw, breaches_end_in_a_code)
@@ -160,7 +114,7 @@ TEST(lzw, breaches_end_in_a_code)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        code_writer out;
+        plain_lzw::code_writer out;
         for (uint32_t code : c.codes)
             out.put(code, 9);
         const decoded got = decode(out.bytes, 3, c.rows);

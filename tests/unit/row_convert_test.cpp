@@ -13,20 +13,20 @@ namespace {
 
 using bytes = std::vector<uint8_t>;
 
-bytes random_bytes(size_t count, uint32_t seed, uint32_t run)
+bytes with_slack(bytes data)
+{
+    data.resize(data.size() + run_slack_bytes, 0xEE);
+    return data;
+}
+
+bytes random_bytes(size_t count, uint32_t seed, uint32_t run = 1)
 {
     std::mt19937 random(seed);
     bytes made(count);
     uint8_t value = 0;
     for (uint8_t& b : made)
-        b = random() % run == 0 ? value = static_cast<uint8_t>(random()) : value;
-    return made;
-}
-
-bytes with_slack(bytes data)
-{
-    data.resize(data.size() + run_slack_bytes, 0xEE);
-    return data;
+        b = random() % run == 0 ? value = random() : value;
+    return with_slack(made);
 }
 
 // Pixels of a row, 0xRRGGBB at 24 bits.
@@ -46,7 +46,7 @@ std::vector<int> pixels_of(const bytes& row, size_t width, size_t bits)
 TEST(row_convert, planes_match_pixels_at_every_width)
 {
     for (size_t width = 1; width <= 70; ++width) {
-        const bytes bgr = with_slack(random_bytes(3 * width, static_cast<uint32_t>(width), 1));
+        const bytes bgr = random_bytes(3 * width, width);
         bytes red = with_slack(bytes(width)), green = red, blue = red;
         split_planes(bgr.data(), red.data(), green.data(), blue.data(), width);
         bytes rgb = bgr;
@@ -67,8 +67,7 @@ TEST(row_convert, bit_planes_and_pairs_match_pixels_at_every_width)
 {
     for (size_t width = 1; width <= 40; ++width) {
         const size_t plane_bytes = (width + 7) / 8 + 1;
-        const auto seed = static_cast<uint32_t>(width);
-        const bytes nibbles = with_slack(random_bytes((width + 1) / 2, seed, 1));
+        const bytes nibbles = random_bytes((width + 1) / 2, width);
         bytes planes = with_slack(bytes(4 * plane_bytes));
         split_bit_planes(nibbles.data(), width, planes.data(), plane_bytes);
         bytes back = with_slack(bytes((width + 1) / 2));
@@ -80,7 +79,7 @@ TEST(row_convert, bit_planes_and_pairs_match_pixels_at_every_width)
                           pixels[x] >> plane & 1);
         ASSERT_EQ(pixels_of(back, width, 4), pixels);
 
-        const bytes pairs = with_slack(random_bytes((width + 3) / 4, seed, 1));
+        const bytes pairs = random_bytes((width + 3) / 4, width);
         bytes wide = with_slack(bytes((width + 1) / 2));
         widen_2_to_4(pairs.data(), wide.data(), width);
         ASSERT_EQ(pixels_of(wide, width, 4), pixels_of(pairs, width, 2));
@@ -91,20 +90,17 @@ TEST(row_convert, mirroring_and_padding_at_every_width)
 {
     for (const int bits : {1, 4, 8, 24})
         for (int32_t width = 1; width <= 35; ++width) {
-            const auto stride = static_cast<size_t>(size_for_long(width, bits));
-            const auto pixels = [&](const bytes& row) {
-                return pixels_of(row, static_cast<size_t>(width), static_cast<size_t>(bits));
-            };
-            const bytes row = with_slack(random_bytes(stride, static_cast<uint32_t>(width), 1));
+            const int32_t stride = size_for_long(width, bits);
+            const bytes row = random_bytes(stride, width);
+            const std::vector<int> pixels = pixels_of(row, width, bits);
             bytes changed = row;
             mirror_row(changed.data(), width, bits);
-            std::vector<int> mirrored = pixels(changed);
-            std::reverse(mirrored.begin(), mirrored.end());
-            ASSERT_EQ(mirrored, pixels(row));
+            const std::vector<int> mirrored = pixels_of(changed, width, bits);
+            ASSERT_TRUE(std::equal(pixels.begin(), pixels.end(), mirrored.rbegin()));
 
             changed = row;
             clear_row_padding(changed.data(), width, bits);
-            ASSERT_EQ(pixels(changed), pixels(row));
+            ASSERT_EQ(pixels_of(changed, width, bits), pixels);
             const std::vector<int> all = pixels_of(changed, stride * 8, 1);
             ASSERT_EQ(std::count(all.begin() + width * bits, all.end(), 1), 0);
             ASSERT_EQ(changed[stride], 0xEE);
@@ -114,33 +110,32 @@ TEST(row_convert, mirroring_and_padding_at_every_width)
 TEST(byte_runs, match_plain_scans)
 {
     for (uint32_t run = 1; run <= 40; ++run) {
-        const bytes data = with_slack(random_bytes(300, run, run));
+        const bytes data = random_bytes(300, run, run);
+        const auto same = [&](size_t a, size_t b) { return data[a] == data[b]; };
         for (size_t at = 0; at < 300; ++at) {
             const size_t limit = 300 - at;
-            size_t length = 1;
-            while (length < limit && data[at + length] == data[at])
+            size_t length = 1, to_run = 0, to_pair = 0;
+            while (length < limit && same(at, at + length))
                 ++length;
-            ASSERT_EQ(run_length(data.data() + at, limit), length);
-            size_t distance = 0;
-            while (distance + 3 <= limit && !(data[at + distance] == data[at + distance + 1] &&
-                                              data[at + distance] == data[at + distance + 2]))
-                ++distance;
-            if (distance + 3 > limit) distance = limit;
-            ASSERT_EQ(distance_to_run(data.data() + at, limit), distance) << at;
-            distance = 0;
-            while (distance < limit && data[at + distance] != data[at + distance + 1])
-                ++distance;
-            ASSERT_EQ(distance_to_pair(data.data() + at, limit), distance) << at;
+            ASSERT_EQ(run_length(&data[at], limit), length);
+            while (to_run + 3 <= limit &&
+                   !(same(at + to_run, at + to_run + 1) && same(at + to_run, at + to_run + 2)))
+                ++to_run;
+            ASSERT_EQ(distance_to_run(&data[at], limit), to_run + 3 > limit ? limit : to_run) << at;
+            while (to_pair < limit && !same(at + to_pair, at + to_pair + 1))
+                ++to_pair;
+            ASSERT_EQ(distance_to_pair(&data[at], limit), to_pair) << at;
         }
     }
 }
 
 namespace {
 
-bytes pack(const bytes& row)
+// Of a row with slack behind count bytes.
+bytes pack(const bytes& row, size_t count)
 {
-    bytes code(packbits_bound(row.size()));
-    code.resize(packbits_pack(with_slack(row).data(), row.size(), code.data()));
+    bytes code(packbits_bound(count));
+    code.resize(packbits_pack(row.data(), count, code.data()));
     return code;
 }
 
@@ -162,12 +157,12 @@ TEST(packbits, writes_the_known_form_and_reads_it_back)
                          0x2A, 0x22, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA};
     const bytes packed = {0xFE, 0xAA, 0x02, 0x80, 0x00, 0x2A, 0xFD, 0xAA,
                           0x03, 0x80, 0x00, 0x2A, 0x22, 0xF7, 0xAA};
-    EXPECT_EQ(pack(plain), packed);
+    EXPECT_EQ(pack(with_slack(plain), plain.size()), packed);
     for (const uint32_t run : {1u, 2u, 3u, 50u, 1000u})
         for (const size_t count : {1u, 2u, 3u, 127u, 128u, 129u, 130u, 1000u}) {
-            const bytes row = random_bytes(count, run, run);
-            EXPECT_LE(pack(row).size(), count + (count + 127) / 128);
-            EXPECT_EQ(unpack(pack(row), count), row);
+            const bytes row = random_bytes(count, run, run), code = pack(row, count);
+            EXPECT_LE(code.size(), count + (count + 127) / 128);
+            EXPECT_EQ(with_slack(unpack(code, count)), row);
         }
 }
 

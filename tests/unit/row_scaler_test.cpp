@@ -69,18 +69,15 @@ void check_against_plain(const stretch_case& c, int32_t bits, shrink_method meth
 {
     test_dib dib = random_dib(c.across.image, c.down.image, bits);
     const RGBQUAD colors[256] = {};
-    const source_image source{dib.row(c.down.image - 1),
-                              colors,
-                              c.across.image,
-                              c.down.image,
-                              bits,
-                              static_cast<uint32_t>(test_stride(c.across.image, bits))};
+    const auto stride = uint32_t(test_stride(c.across.image, bits));
+    const uint8_t* const lowest = dib.row(c.down.image - 1);
+    const source_image source{lowest, colors, c.across.image, c.down.image, bits, stride};
     const stretch_plan plan = plan_of(c);
     row_scaler scaler;
     ASSERT_EQ(scaler.prepare(source, plan, method), 0);
     const auto across = shown_by(c.across), down = shown_by(c.down);
-    ASSERT_EQ(across.size(), static_cast<size_t>(plan.columns.end - plan.columns.begin));
-    ASSERT_EQ(down.size(), static_cast<size_t>(plan.rows.end - plan.rows.begin));
+    ASSERT_EQ(across.size(), size_t(plan.columns.end - plan.columns.begin));
+    ASSERT_EQ(down.size(), size_t(plan.rows.end - plan.rows.begin));
     std::vector<uint8_t> row(scaler.bytes_per_line());
     for (const auto& [device_row, rows] : down) {
         scaler.scale(device_row, row.data());
@@ -94,9 +91,8 @@ void check_against_plain(const stretch_case& c, int32_t bits, shrink_method meth
                         set += pixel(dib.row(y), x, bits);
                 expected = (510 * set + all) / (2 * all);
             }
-            ASSERT_EQ(
-                pixel(row.data(), device_column - plan.columns.begin, scaler.bits_per_pixel()),
-                expected)
+            const int32_t column = device_column - plan.columns.begin;
+            ASSERT_EQ(pixel(row.data(), column, scaler.bits_per_pixel()), expected)
                 << device_column << "," << device_row;
         }
     }
@@ -133,17 +129,24 @@ TEST(row_scaler, greys_lie_between_the_two_colours_of_the_page)
     }
 }
 
+TEST(row_scaler, refuses_more_columns_than_32_bits_can_count_in_bytes)
+{
+    constexpr int32_t width = 0x40000001;
+    const stretch_axis across = make_axis(0, 4, 4, 0, width), down = make_axis(0, 4, 4, 0, 4);
+    const source_image page{nullptr, nullptr, 4, 4, 1, 4};
+    EXPECT_EQ(row_scaler().prepare(page, {across, down, {0, width}, {0, 4}},
+                                   shrink_method::nearest_pixel),
+              err_memory);
+}
+
 TEST(visible_pixels, survives_extreme_rectangles)
 {
     const pixel_span all{INT32_MIN, INT32_MAX};
     // Nothing to show, and nothing computed from it.
-    const axis_case nothing[] = {{10, 0, 0, 0, 10},
-                                 {10, 0, 10, 5, 5},
-                                 {10, 10, 10, 0, 10},
-                                 {10, -10, 10, 0, 10},
-                                 {10, 0, -5, 0, 10}};
-    for (const axis_case& a : nothing)
-        EXPECT_TRUE(visible_pixels(axis_of(a), all).empty());
+    const int32_t nothing[][4] = {
+        {0, 0, 0, 10}, {0, 10, 5, 5}, {10, 10, 0, 10}, {-10, 10, 0, 10}, {0, -5, 0, 10}};
+    for (const auto& [start, extent, edge, other_edge] : nothing)
+        EXPECT_TRUE(visible_pixels(make_axis(start, extent, 10, edge, other_edge), all).empty());
     // The widest stretch: the pixels stay inside the image.
     for (const int32_t start : {INT32_MIN, -7, 0, 9, INT32_MAX})
         for (const int32_t extent : {1, 10, INT32_MAX}) {

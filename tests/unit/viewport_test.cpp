@@ -14,39 +14,36 @@ numbers flat(const pixel_rect& r)
     return {r.x, r.y, r.width, r.height};
 }
 
-// Crop rectangle and ranges.
-numbers flat(const zoomed_view& v)
-{
-    numbers all = flat(v.crop);
-    all.insert(all.end(), {v.horizontal_range, v.vertical_range});
-    return all;
-}
-
 } // namespace
 
 TEST(zoom_view, keeps_the_centre_and_the_window_shape)
 {
-    const pixel_size big{1000, 800}, square{1000, 1000}, window{400, 300}, even{100, 100};
-    // Centre, and the odd differences truncate.
-    EXPECT_EQ(flat(zoom_view({0, 0, 1000, 800}, big, window, 200)),
-              (numbers{250, 212, 500, 375, 500, 425}));
-    EXPECT_EQ(flat(zoom_view({10, 10, 101, 101}, square, even, 2000)),
-              (numbers{35, 35, 50, 50, 950, 950}));
-    EXPECT_EQ(flat(zoom_view({0, 0, 1000, 1000}, square, {10, 10}, 101)),
-              (numbers{5, 5, 990, 990, 10, 10}));
-    // Up to 100 all is shown, whatever the window.
-    EXPECT_EQ(flat(zoom_view({250, 212, 500, 375}, big, window, 100)),
-              (numbers{0, 0, 1000, 800, 0, 0}));
-    EXPECT_EQ(flat(zoom_view({7, 9, 10, 10}, {20, 20}, {0, 0}, -5)), (numbers{0, 0, 20, 20, 0, 0}));
-    // Near an edge it stays inside; taller than the image leaves no range.
-    EXPECT_EQ(flat(zoom_view({900, 700, 100, 100}, big, even, 200)),
-              (numbers{500, 300, 500, 500, 500, 300}));
-    EXPECT_EQ(flat(zoom_view({0, 0, 1000, 100}, {1000, 100}, even, 200)),
-              (numbers{250, 0, 500, 100, 500, 0}));
-    // An empty client area takes the image's shape; never less than a pixel.
-    EXPECT_EQ(flat(zoom_view({0, 0, 1000, 800}, big, {0, 0}, 200)),
-              (numbers{250, 200, 500, 400, 500, 400}));
-    EXPECT_EQ(flat(zoom_view({0, 0, 3, 3}, {3, 3}, {100, 1}, 30000)), (numbers{1, 1, 1, 1, 2, 2}));
+    const struct {
+        pixel_rect crop;
+        pixel_size image, window;
+        int32_t percent;
+        numbers expected;
+    } rows[] = {
+        // Centre, and the odd differences truncate.
+        {{0, 0, 1000, 800}, {1000, 800}, {400, 300}, 200, {250, 212, 500, 375, 500, 425}},
+        {{10, 10, 101, 101}, {1000, 1000}, {100, 100}, 2000, {35, 35, 50, 50, 950, 950}},
+        {{0, 0, 1000, 1000}, {1000, 1000}, {10, 10}, 101, {5, 5, 990, 990, 10, 10}},
+        // Up to 100 all is shown, whatever the window.
+        {{250, 212, 500, 375}, {1000, 800}, {400, 300}, 100, {0, 0, 1000, 800, 0, 0}},
+        {{7, 9, 10, 10}, {20, 20}, {0, 0}, -5, {0, 0, 20, 20, 0, 0}},
+        // Near an edge it stays inside; taller than the image leaves no range.
+        {{900, 700, 100, 100}, {1000, 800}, {100, 100}, 200, {500, 300, 500, 500, 500, 300}},
+        {{0, 0, 1000, 100}, {1000, 100}, {100, 100}, 200, {250, 0, 500, 100, 500, 0}},
+        // An empty client area takes the image's shape; never less than a pixel.
+        {{0, 0, 1000, 800}, {1000, 800}, {0, 0}, 200, {250, 200, 500, 400, 500, 400}},
+        {{0, 0, 3, 3}, {3, 3}, {100, 1}, 30000, {1, 1, 1, 1, 2, 2}},
+    };
+    for (const auto& r : rows) {
+        const zoomed_view v = zoom_view(r.crop, r.image, r.window, r.percent);
+        numbers all = flat(v.crop);
+        all.insert(all.end(), {v.horizontal_range, v.vertical_range});
+        EXPECT_EQ(all, r.expected);
+    }
 }
 
 TEST(scroll_target, follows_the_request_within_the_range)

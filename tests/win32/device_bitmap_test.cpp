@@ -3,37 +3,48 @@
 
 #include "tests/win32/gdi_support.h"
 
-#include <atomic>
-#include <thread>
-
 namespace {
 
-void expect_same_picture(int32_t handle, const test_picture& picture)
+// The test program started again with this argument is the other process that has the clipboard
+// open: it tells when, and lets go when it is told to.
+constexpr const char* hold_clipboard = "--hold-clipboard";
+
+struct holding_events {
+    HANDLE opened = CreateEventA(nullptr, TRUE, FALSE, "trevolan_clipboard_opened");
+    HANDLE let_go = CreateEventA(nullptr, TRUE, FALSE, "trevolan_clipboard_let_go");
+};
+
+[[maybe_unused]] const bool is_other_process = [] {
+    if (!std::strstr(GetCommandLineA(), hold_clipboard)) return false;
+    const holding_events events;
+    const BOOL opened = OpenClipboard(nullptr);
+    SetEvent(events.opened);
+    WaitForSingleObject(events.let_go, 20000);
+    ExitProcess(opened && CloseClipboard() ? 0 : 1);
+}();
+
+byte_vector joined(byte_vector first, const byte_vector& second)
 {
-    ASSERT_GE(handle, 0);
-    expect_same_colors(copy_image(handle), picture.copy);
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
 }
 
 // A packed DIB two pixels wide, its colours or masks behind the header.
 byte_vector packed_dib(int32_t height, int32_t bits, uint32_t compression,
                        const std::vector<uint32_t>& table, const byte_vector& rows)
 {
-    const BITMAPINFOHEADER header{sizeof header,
-                                  2,
-                                  height,
-                                  1,
-                                  static_cast<WORD>(bits),
-                                  compression,
-                                  static_cast<DWORD>(rows.size()),
-                                  0,
-                                  0,
-                                  0,
-                                  0};
+    BITMAPINFOHEADER header{};
+    header.biSize = sizeof header;
+    header.biWidth = 2;
+    header.biHeight = height;
+    header.biPlanes = 1;
+    header.biBitCount = static_cast<WORD>(bits);
+    header.biCompression = compression;
+    header.biSizeImage = static_cast<DWORD>(rows.size());
     byte_vector bytes(sizeof header + 4 * table.size());
     std::memcpy(bytes.data(), &header, sizeof header);
     if (!table.empty()) std::memcpy(bytes.data() + sizeof header, table.data(), 4 * table.size());
-    bytes.insert(bytes.end(), rows.begin(), rows.end());
-    return bytes;
+    return joined(bytes, rows);
 }
 
 byte_vector with_number(byte_vector bytes, size_t at, size_t number)
@@ -49,11 +60,8 @@ byte_vector bmp_file(const byte_vector& packed)
     BITMAPINFOHEADER header;
     std::memcpy(&header, packed.data(), sizeof header);
     const size_t table = header.biBitCount == 24 ? 0 : size_t{4} << header.biBitCount;
-    byte_vector file = with_number(
-        with_number({'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 2, packed.size() + 14), 10,
-        54 + table);
-    file.insert(file.end(), packed.begin(), packed.end());
-    return file;
+    const byte_vector head = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    return joined(with_number(with_number(head, 2, packed.size() + 14), 10, 54 + table), packed);
 }
 
 BOOL WINAPI only_bitmaps(UINT format)
@@ -80,10 +88,10 @@ protected:
         put(CF_DIB, block);
     }
     int32_t save() const { return IMG_save_clipboard(file.name(), window.get()); }
-    int32_t save_and_load() const
+    image_copy saved_picture() const
     {
         EXPECT_EQ(save(), 1);
-        return IMG_decompress_bitmap(file.name());
+        return copy_image(image_guard(IMG_decompress_bitmap(file.name())));
     }
 
     test_window window{100, 80};
@@ -152,8 +160,11 @@ TEST_F(clipboard_test, dibs_are_saved_as_they_are_or_in_24_bits)
     short_table.erase(short_table.begin() + 40 + 64, short_table.begin() + 40 + 1024);
     byte_vector full_table(short_table.begin(), short_table.begin() + 40 + 1024);
     full_table.insert(full_table.end(), short_table.begin() + 40 + 64, short_table.end());
-    const byte_vector in_24_bits =
-        packed_dib(2, 24, BI_RGB, {}, {1, 2, 3, 4, 5, 6, 0, 0, 9, 8, 7, 3, 2, 1, 0, 0});
+    const byte_vector low{1, 2, 3, 4, 5, 6, 0, 0}, high{9, 8, 7, 3, 2, 1, 0, 0};
+    const byte_vector low_32{1, 2, 3, 0, 4, 5, 6, 0}, high_32{9, 8, 7, 0, 3, 2, 1, 0};
+    const byte_vector in_24_bits = packed_dib(2, 24, BI_RGB, {}, joined(low, high));
+    const std::vector<uint32_t> masks{0xFF, 0xFF00, 0xFF0000};
+    const byte_vector masked{3, 2, 1, 0, 6, 5, 4, 0, 7, 8, 9, 0, 1, 2, 3, 0};
     const struct {
         const char* what;
         byte_vector dib;
@@ -166,18 +177,11 @@ TEST_F(clipboard_test, dibs_are_saved_as_they_are_or_in_24_bits)
         {"24 bits", test_picture(37, 19, 24).packed(), 1, {}},
         {"short colour table", with_number(short_table, 32, 16), 1,
          with_number(full_table, 32, 16)},
-        {"32 bits", packed_dib(2, 32, BI_RGB, {}, {1, 2, 3, 0, 4, 5, 6, 0, 9, 8, 7, 0, 3, 2, 1, 0}),
-         1, in_24_bits},
-        {"32 bits top-down",
-         packed_dib(-2, 32, BI_RGB, {}, {9, 8, 7, 0, 3, 2, 1, 0, 1, 2, 3, 0, 4, 5, 6, 0}), 1,
+        {"32 bits", packed_dib(2, 32, BI_RGB, {}, joined(low_32, high_32)), 1, in_24_bits},
+        {"32 bits top-down", packed_dib(-2, 32, BI_RGB, {}, joined(high_32, low_32)), 1,
          in_24_bits},
-        {"masks",
-         packed_dib(2, 32, BI_BITFIELDS, {0xFF, 0xFF00, 0xFF0000},
-                    {3, 2, 1, 0, 6, 5, 4, 0, 7, 8, 9, 0, 1, 2, 3, 0}),
-         1, in_24_bits},
-        {"24 bits top-down",
-         packed_dib(-2, 24, BI_RGB, {}, {9, 8, 7, 3, 2, 1, 0, 0, 1, 2, 3, 4, 5, 6, 0, 0}), 1,
-         in_24_bits},
+        {"masks", packed_dib(2, 32, BI_BITFIELDS, masks, masked), 1, in_24_bits},
+        {"24 bits top-down", packed_dib(-2, 24, BI_RGB, {}, joined(high, low)), 1, in_24_bits},
         {"cut rows become 0", {sound.begin(), sound.begin() + 1100}, 1, cut},
         {"more colours than memory", with_number(sound, 32, 0x7FFFFFF0), 1, {0}},
         {"no whole header", {sound.begin(), sound.begin() + 20}, -14, {0}},
@@ -204,12 +208,10 @@ TEST_F(clipboard_test, bitmap_is_saved_where_there_is_no_dib)
         // The system makes the one of the other.
         const replaced_call formats("user32.dll", "IsClipboardFormatAvailable",
                                     reinterpret_cast<void*>(only_bitmaps));
-        const image_guard handle(save_and_load());
-        expect_same_picture(handle, wide);
+        expect_same_colors(saved_picture(), wide.copy);
         EXPECT_EQ(IMG_save_clipboard("Z:\\dev\\full", window.get()), -9);
     }
-    const image_guard handle(save_and_load());
-    expect_same_picture(handle, wide);
+    expect_same_colors(saved_picture(), wide.copy);
 }
 
 TEST_F(clipboard_test, failures_have_their_codes)
@@ -217,25 +219,28 @@ TEST_F(clipboard_test, failures_have_their_codes)
     put(0, nullptr);
     EXPECT_EQ(save(), -14);
     EXPECT_EQ(GetFileAttributesA(file.name()), INVALID_FILE_ATTRIBUTES) << "no file is created";
-    put_dib(test_picture(80, 80, 24).packed());
+    const byte_vector dib = test_picture(80, 80, 24).packed();
+    put_dib(dib);
     EXPECT_EQ(IMG_save_clipboard("no/such/directory/a.bmp", window.get()), -1);
     EXPECT_EQ(IMG_save_clipboard("", window.get()), -1);
     EXPECT_EQ(IMG_save_clipboard("Z:\\dev\\full", window.get()), -9) << "the disk is full";
-    // The clipboard is closed again after each; while another program has it open it cannot be
+    // The clipboard is closed again after each; while another process has it open it cannot be
     // saved.
-    std::atomic<int> step = 0;
-    std::thread other([&] {
-        EXPECT_TRUE(OpenClipboard(nullptr));
-        for (step = 1; step == 1;)
-            Sleep(1);
-        CloseClipboard();
-    });
-    while (step == 0)
-        Sleep(1);
+    const holding_events events;
+    const child_process other("\"" + std::string(_pgmptr) + "\" " + hold_clipboard);
+    EXPECT_TRUE(wait_for([&] {
+        window.settle(); // the owner of what is on the clipboard has to answer
+        return WaitForSingleObject(events.opened, 0) == WAIT_OBJECT_0;
+    }));
+    EXPECT_FALSE(OpenClipboard(window.get()));
     EXPECT_EQ(save(), -14);
-    step = 2;
-    other.join();
+    EXPECT_EQ(GetFileAttributesA(file.name()), INVALID_FILE_ATTRIBUTES);
+    SetEvent(events.let_go);
+    EXPECT_EQ(other.exit_code(), 0U);
     EXPECT_EQ(save(), 1);
+    EXPECT_EQ(file.bytes(), bmp_file(dib));
+    CloseHandle(events.opened);
+    CloseHandle(events.let_go);
 }
 
 TEST(gdi_handles, ten_thousand_operations_leave_none_behind)

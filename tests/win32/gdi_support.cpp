@@ -3,7 +3,6 @@
 #include "tests/win32/gdi_support.h"
 
 #include <algorithm>
-#include <winspool.h>
 
 namespace {
 
@@ -40,19 +39,6 @@ HWND create_window()
 }
 
 } // namespace
-
-test_picture::test_picture(int32_t width, int32_t height, int32_t bits)
-    : dib(random_dib(width, height, bits, 1, static_cast<uint32_t>(width * height))),
-      handle(dib.create()), copy(copy_image(handle))
-{
-}
-
-byte_vector test_picture::packed() const
-{
-    const auto* bytes = static_cast<const uint8_t*>(dib.packed());
-    return {bytes, bytes + sizeof(BITMAPINFOHEADER) + dib.table_bytes() +
-                       test_stride(copy.width, copy.bits) * copy.height};
-}
 
 canvas::canvas(int32_t width, int32_t height, int32_t bits, color fill)
     : width_(width), height_(height), dc_(CreateCompatibleDC(nullptr))
@@ -140,20 +126,6 @@ void test_window::settle() const
             DispatchMessageA(&message);
 }
 
-taken_gdi_handles::taken_gdi_handles(size_t leave)
-{
-    while (HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3)))
-        taken_.push_back(brush);
-    for (; leave > 0 && !taken_.empty(); --leave, taken_.pop_back())
-        DeleteObject(taken_.back());
-}
-
-taken_gdi_handles::~taken_gdi_handles()
-{
-    for (HBRUSH brush : taken_)
-        DeleteObject(brush);
-}
-
 replaced_call::replaced_call(const char* system_dll, const char* name, void* replacement)
     : original_(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(system_dll), name)))
 {
@@ -179,60 +151,32 @@ void replaced_call::set(void* function) const
 
 bool wait_for(const std::function<bool()>& condition)
 {
-    for (int i = 0; i < 200; ++i, Sleep(50))
+    const DWORD start = GetTickCount();
+    for (; GetTickCount() - start < 20000; Sleep(5))
         if (condition()) return true;
     return false;
 }
 
-PROCESS_INFORMATION start_process(std::string command)
+child_process::child_process(std::string command)
 {
     STARTUPINFOA startup{};
     startup.cb = sizeof startup;
-    PROCESS_INFORMATION process{};
-    CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                   &process);
-    return process;
+    EXPECT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                               nullptr, &startup, &process_))
+        << command;
 }
 
-const char* postscript_printer()
+child_process::~child_process()
 {
-    static char name[] = "Trevolan test printer", driver_file[] = "wineps.drv";
-    static char port[] = "FILE:", processor[] = "WinPrint", type[] = "RAW";
-    char description[MAX_PATH];
-    GetFullPathNameA(TREVOLAN_TEST_DATA "/printer.ppd", MAX_PATH, description, nullptr);
-    DRIVER_INFO_3A driver{};
-    driver.cVersion = 3;
-    driver.pName = name;
-    driver.pDriverPath = driver.pConfigFile = driver_file;
-    driver.pDataFile = description;
-    AddPrinterDriverExA(nullptr, 3, reinterpret_cast<BYTE*>(&driver),
-                        APD_COPY_NEW_FILES | APD_COPY_FROM_DIRECTORY);
-    PRINTER_INFO_2A printer{};
-    printer.pPrinterName = printer.pDriverName = name;
-    printer.pPortName = port;
-    printer.pPrintProcessor = processor;
-    printer.pDatatype = type;
-    HANDLE added = AddPrinterA(nullptr, 2, reinterpret_cast<BYTE*>(&printer));
-    const bool there = added || GetLastError() == ERROR_PRINTER_ALREADY_EXISTS;
-    if (added) ClosePrinter(added);
-    return there && SetDefaultPrinterA(name) ? name : nullptr;
+    TerminateProcess(handle(), 1);
+    CloseHandle(handle());
+    CloseHandle(process_.hThread);
 }
 
-pixmap printed_page(const std::string& postscript)
+DWORD child_process::exit_code() const
 {
-    // Drive Z is the root of the file system that the other program sees.
-    char path[MAX_PATH] = "  ";
-    GetFullPathNameA(postscript.c_str(), MAX_PATH, path, nullptr);
-    std::string there = path + 2;
-    std::replace(there.begin(), there.end(), '\\', '/');
-    const PROCESS_INFORMATION process =
-        start_process("start.exe /unix /usr/bin/gs -q -dNOPAUSE -dBATCH -sDEVICE=ppmraw -r18 "
-                      "-sOutputFile=" +
-                      there + ".ppm " + there);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    pixmap page;
-    wait_for([&] { return (page = read_pixmap(postscript + ".ppm")).width > 0; });
-    std::remove((postscript + ".ppm").c_str());
-    return page;
+    DWORD code = 1;
+    WaitForSingleObject(handle(), 20000);
+    GetExitCodeProcess(handle(), &code);
+    return code;
 }

@@ -16,13 +16,29 @@ inline color color_of(COLORREF c)
     return static_cast<color>(GetRValue(c) << 16 | GetGValue(c) << 8 | GetBValue(c));
 }
 
+/// Base of what stands for something of the system's.
+struct uncopied {
+    uncopied() = default;
+    uncopied(const uncopied&) = delete;
+    uncopied& operator=(const uncopied&) = delete;
+};
+
 /// Random pixels, and random colours at 4 and 8 bits.
 struct test_picture {
-    test_picture(int32_t width, int32_t height, int32_t bits);
+    test_picture(int32_t width, int32_t height, int32_t bits)
+        : dib(random_dib(width, height, bits, 1, static_cast<uint32_t>(width * height))),
+          handle(dib.create()), copy(copy_image(handle))
+    {
+    }
     /// What pixel (x, y), y from the top, looks like.
     color at(int32_t x, int32_t y) const { return copy.color(x, y); }
     /// Header, colour table, rows.
-    byte_vector packed() const;
+    byte_vector packed() const
+    {
+        const auto* bytes = static_cast<const uint8_t*>(dib.packed());
+        return {bytes, bytes + sizeof(BITMAPINFOHEADER) + dib.table_bytes() +
+                           test_stride(copy.width, copy.bits) * copy.height};
+    }
 
     test_dib dib;
     image_guard handle;
@@ -30,12 +46,10 @@ struct test_picture {
 };
 
 /// A memory device context with a DIB section of 1, 4, 8 (grey ramp) or 32 bits.
-class canvas {
+class canvas : uncopied {
 public:
     canvas(int32_t width, int32_t height, int32_t bits = 32, color fill = background);
     ~canvas();
-    canvas(const canvas&) = delete;
-    canvas& operator=(const canvas&) = delete;
 
     HDC dc() const { return dc_; }
     HBITMAP bitmap() const { return bitmap_; }
@@ -53,12 +67,10 @@ private:
 };
 
 /// A visible window with scroll bars and a client area of the given size while they hide.
-class test_window {
+class test_window : uncopied {
 public:
     test_window(int32_t client_width, int32_t client_height);
     ~test_window();
-    test_window(const test_window&) = delete;
-    test_window& operator=(const test_window&) = delete;
 
     HWND get() const { return window_; }
     SIZE client() const;
@@ -74,14 +86,12 @@ private:
 };
 
 /// What IMG_dib_to_ddb makes, deleted at the end.
-struct made_bitmap {
+struct made_bitmap : uncopied {
     made_bitmap(int32_t handle, int32_t width, int32_t height)
         : result(IMG_dib_to_ddb(handle, width, height))
     {
     }
     ~made_bitmap() { DeleteObject(get()); }
-    made_bitmap(const made_bitmap&) = delete;
-    made_bitmap& operator=(const made_bitmap&) = delete;
     // Codes are the small negative numbers.
     bool ok() const { return result >= 0 || result < -100; }
     HBITMAP get() const { return ok() ? reinterpret_cast<HBITMAP>(result) : nullptr; }
@@ -90,12 +100,20 @@ struct made_bitmap {
 };
 
 /// Holds every GDI handle but some as long as it lives.
-class taken_gdi_handles {
+class taken_gdi_handles : uncopied {
 public:
-    explicit taken_gdi_handles(size_t leave = 0);
-    ~taken_gdi_handles();
-    taken_gdi_handles(const taken_gdi_handles&) = delete;
-    taken_gdi_handles& operator=(const taken_gdi_handles&) = delete;
+    explicit taken_gdi_handles(size_t leave = 0)
+    {
+        while (HBRUSH brush = CreateSolidBrush(RGB(1, 2, 3)))
+            taken_.push_back(brush);
+        for (; leave > 0 && !taken_.empty(); --leave, taken_.pop_back())
+            DeleteObject(taken_.back());
+    }
+    ~taken_gdi_handles()
+    {
+        for (HBRUSH brush : taken_)
+            DeleteObject(brush);
+    }
     size_t count() const { return taken_.size(); }
 
 private:
@@ -103,12 +121,10 @@ private:
 };
 
 /// Puts a function in the place of a system's one that trevolan.dll calls, as long as it lives.
-class replaced_call {
+class replaced_call : uncopied {
 public:
     replaced_call(const char* system_dll, const char* name, void* replacement);
     ~replaced_call() { set(original_); }
-    replaced_call(const replaced_call&) = delete;
-    replaced_call& operator=(const replaced_call&) = delete;
 
 private:
     void set(void* function) const;
@@ -116,15 +132,20 @@ private:
     void* original_;
 };
 
-/// Asks again and again for up to 10 s; false when it never came true.
+/// Asks again and again for up to 20 s; false when it never came true.
 bool wait_for(const std::function<bool()>& condition);
 
-/// Starts a program.  Its process, to be closed; zeros when it does not start.
-PROCESS_INFORMATION start_process(std::string command);
+/// A program that is started and that ends with this object, by force if it must be.
+class child_process : uncopied {
+public:
+    explicit child_process(std::string command);
+    ~child_process();
 
-/// The name of a PostScript printer, which is the default one from then on; null where the
-/// system has no driver for it.
-const char* postscript_printer();
+    HANDLE handle() const { return process_.hProcess; }
+    DWORD id() const { return process_.dwProcessId; }
+    /// Waits for its end.  Its exit code, or STILL_ACTIVE when it does not end.
+    DWORD exit_code() const;
 
-/// The page that was printed into a file, 18 pixels to the inch.
-pixmap printed_page(const std::string& postscript);
+private:
+    PROCESS_INFORMATION process_{};
+};

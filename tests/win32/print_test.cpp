@@ -1,5 +1,5 @@
-// print_test.cpp - printing into bitmaps of one bit per pixel, into metafiles, by a driver
-// that wants bands, and through a PostScript printer.
+// print_test.cpp - printing into bitmaps of one bit per pixel, into metafiles, and by a driver
+// that wants bands. The viewer's tests print through a PostScript printer.
 
 #include "tests/win32/gdi_support.h"
 
@@ -208,34 +208,4 @@ TEST(print, ends_with_the_job_that_the_user_stops)
             EXPECT_EQ(driver.drawn, 2);
             EXPECT_EQ(driver.next, 2U) << "no band is asked for after that";
         }
-}
-
-TEST(print, a_page_of_a_postscript_printer)
-{
-    const char* name = postscript_printer();
-    HDC printer = name ? CreateDCA("WINSPOOL", name, nullptr, nullptr) : nullptr;
-    if (!printer) GTEST_SKIP() << "the system has no PostScript driver";
-    test_dib dib(4, 3, 24);
-    dib.fill_random(5);
-    const image_guard picture(dib.create());
-    const temp_file file(".ps");
-    DOCINFOA job{};
-    job.cbSize = sizeof job;
-    job.lpszOutput = file.name();
-    ASSERT_GT(StartDocA(printer, &job), 0);
-    ASSERT_GT(StartPage(printer), 0);
-    // An inch for a pixel, an inch from the edges; the device's own stretch below.
-    const int inch = GetDeviceCaps(printer, LOGPIXELSX);
-    EXPECT_EQ(IMG_print_bitmap(picture, printer, inch, inch, 4 * inch, 3 * inch), 0);
-    EXPECT_EQ(IMG_print_bitmap_fast(picture, printer, inch, 4 * inch, 4 * inch, 3 * inch), 0);
-    EXPECT_GT(EndPage(printer), 0);
-    EXPECT_GT(EndDoc(printer), 0);
-    DeleteDC(printer);
-    const pixmap page = printed_page(file.name());
-    ASSERT_GT(page.width, 100);
-    const image_copy copy = copy_image(picture);
-    for (int32_t y = 0; y < 6; ++y)
-        for (int32_t x = 0; x < 4; ++x)
-            EXPECT_EQ(page.colors[static_cast<size_t>((27 + 18 * y) * page.width + 27 + 18 * x)],
-                      copy.color(x, y % 3));
 }

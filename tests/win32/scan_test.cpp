@@ -31,7 +31,7 @@ private:
 
 class scripted_scan : public testing::Test {
 protected:
-    scripted_scan() { *state = mock_state(); }
+    scripted_scan() { *state = {}; }
     ~scripted_scan() override
     {
         EXPECT_EQ(state->open, 0) << "manager or source stayed open";
@@ -46,13 +46,6 @@ protected:
         MSG message;
         while (PeekMessageA(&message, nullptr, WM_APP, WM_APP, PM_REMOVE)) {
         }
-    }
-    void refuse(uint16_t argument, uint16_t message, uint16_t code = return_failure) const
-    {
-        *state = mock_state();
-        state->fail_argument = argument;
-        state->fail_message = message;
-        state->fail_code = code;
     }
 
     mock_state* const state = mock_script();
@@ -82,8 +75,10 @@ void expect_pages(const temp_file& file, int pages)
                     page);
 }
 
+const mock_state no_manager{argument_parent, message_open_manager};
 const std::string opened = "4/301 3/401 >101/1 >101/6 >9/502 ";
 const std::string closed = ">9/501 3/402 4/302 ";
+const std::string one_page = opened + ">104/1 >5/701 " + closed;
 
 } // namespace
 
@@ -102,7 +97,7 @@ TEST_F(scripted_scan, one_page_with_the_published_data)
 {
     const auto parent = reinterpret_cast<HWND>(0x1234);
     expect_page(image_guard(IMG_scan_acquire(parent, 1)), 0);
-    EXPECT_EQ(state->calls, opened + ">104/1 >5/701 " + closed);
+    EXPECT_EQ(state->calls, one_page);
     identity caller{};
     caller.number = {1, 0, 13, 1, "Trevolan vers 4.0"};
     caller.protocol_major = 1;
@@ -136,12 +131,7 @@ TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
         {argument_parent, message_open_manager, {}, {}, -16, "4/301 "},
         {argument_identity, message_open_source, {}, {}, -16, "4/301 3/401 4/302 "},
         {argument_user_interface, message_enable_source, {}, {}, -16, opened + "3/402 4/302 "},
-        {argument_pending_transfers,
-         message_end_transfer,
-         {transfer_ready},
-         {},
-         0,
-         opened + ">104/1 >5/701 " + closed},
+        {argument_pending_transfers, message_end_transfer, {transfer_ready}, {}, 0, one_page},
         {0, 0, {close_request}, {}, -18, opened + closed},
         {0, 0, {not_for_source, handled, transfer_ready}, {}, 0, ""},
         {0, 0, {handled, source_gone}, {}, -18, opened + closed},
@@ -156,7 +146,7 @@ TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(&r - rows);
-        refuse(r.argument, r.message);
+        *state = {r.argument, r.message};
         std::copy(std::begin(r.events), std::end(r.events), state->events);
         state->pictures[0] = r.picture;
         forget_events();
@@ -175,12 +165,11 @@ TEST_F(scripted_scan, what_fails_is_told_and_closes_what_was_opened)
 
 TEST_F(scripted_scan, one_page_drops_the_others_that_are_pending)
 {
-    state->pages = 3;
+    *state = {.pages = 3};
     expect_page(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
     EXPECT_EQ(state->calls, opened + ">104/1 >5/701 >5/701 >5/701 " + closed);
     // A count that never falls comes to an end.
-    *state = mock_state();
-    state->endless_pending = true;
+    *state = {.endless_pending = true};
     EXPECT_EQ(image_guard(IMG_scan_acquire(nullptr, 1)), 0);
 }
 
@@ -188,7 +177,7 @@ TEST_F(scripted_scan, pages_into_numbered_files_end_with_the_first_that_fails)
 {
     const std::string names[] = {"scan_00000000.img", "scan_00000001.img", "scan_00000002.img"};
     write_file(names[1], {1, 2, 3});
-    state->pages = 3;
+    *state = {.pages = 3};
     EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), 0);
     EXPECT_EQ(state->calls, opened + ">101/1 >104/1 >5/701 >104/1 >5/701 >104/1 >5/701 " + closed);
     for (int page = 0; page < 3; ++page)
@@ -208,16 +197,14 @@ TEST_F(scripted_scan, pages_into_numbered_files_end_with_the_first_that_fails)
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(&r - rows);
-        *state = mock_state();
-        state->pages = 3;
-        state->pictures[1] = r.second;
+        *state = {.pictures = {{}, r.second}, .pages = 3};
         EXPECT_EQ(IMG_scan_pages(nullptr, r.prefix, r.type, 1), r.expected);
     }
     for (const std::string& name : names) {
         std::remove(name.c_str());
         EXPECT_EQ(std::remove(name.substr(5).c_str()), 0) << "there is no prefix";
     }
-    refuse(argument_image_info, message_get);
+    *state = {.fail_argument = argument_image_info, .fail_message = message_get};
     EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 1, 1), -18);
     EXPECT_EQ(state->calls, opened + ">101/1 >5/7 " + closed);
 }
@@ -228,11 +215,11 @@ TEST_F(scripted_scan, interchange_turns_metres_to_inches_and_files_are_replaced)
     for (const int interchange : {0, 1}) {
         IMGX_set_interchange(interchange);
         for (int run = 0; run < 2; ++run) {
-            *state = mock_state();
+            *state = {};
             EXPECT_EQ(IMG_scan_pages(nullptr, "scan_", 9, 1), 0);
         }
         EXPECT_EQ(IMGLOW_get_pages(name.c_str()), 1) << "LZW pages could be added";
-        *state = mock_state();
+        *state = {};
         const image_copy copy = copy_image(image_guard(IMG_scan_acquire(nullptr, 1)));
         BITMAPINFOHEADER header;
         std::memcpy(&header, copy.head.data(), sizeof header);
@@ -246,9 +233,11 @@ TEST_F(scripted_scan, choosing_a_source)
 {
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
     EXPECT_STREQ(state->calls, "4/301 3/3 3/403 4/302 ");
-    refuse(argument_identity, message_user_select, return_cancel);
+    *state = {.fail_argument = argument_identity,
+              .fail_message = message_user_select,
+              .fail_code = return_cancel};
     EXPECT_EQ(IMG_scan_open_source(nullptr), 0);
-    refuse(argument_parent, message_open_manager);
+    *state = no_manager;
     EXPECT_EQ(IMG_scan_open_source(nullptr), -16);
 }
 
@@ -264,34 +253,33 @@ TEST_F(scripted_scan, by_the_menu_of_the_viewer)
     EXPECT_STREQ(state->calls, "4/301 3/3 3/403 4/302 ");
 
     // A scan that the user gives up is told in passing, and leaves the picture alone.
-    *state = mock_state();
-    state->pictures[0] = mock_picture::cancel;
+    *state = {.pictures = {mock_picture::cancel}};
     viewer.command(IDM_SCAN_PAGE);
     EXPECT_TRUE(viewer.status_becomes("Scanning was cancelled."));
     EXPECT_TRUE(viewer.title_becomes("20 x 30"));
-    refuse(argument_parent, message_open_manager);
+    *state = no_manager;
     viewer.post(IDM_SCAN_PAGE);
-    EXPECT_NE(viewer.message().find("Scanning did not succeed"), std::string::npos);
-    EXPECT_TRUE(viewer.answer(IDOK) || viewer.answer(IDCANCEL));
+    EXPECT_TRUE(viewer.says("Scanning did not succeed"));
 
-    *state = mock_state();
+    *state = {};
     viewer.command(IDM_SCAN_PAGE);
     EXPECT_TRUE(viewer.title_becomes("Scanned page* - 75 x 40, 1 bit"));
-    EXPECT_EQ(state->calls, opened + ">104/1 >5/701 " + closed);
+    EXPECT_EQ(state->calls, one_page);
     EXPECT_EQ(state->parent, viewer.frame());
-    viewer.post(IDM_SAVE_AS);
-    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    ASSERT_TRUE(viewer.name_file(IDM_SAVE_AS, saved.name()));
     EXPECT_TRUE(viewer.status_becomes("Saved as"));
     expect_pages(saved, 1);
 
+    // Nothing is scanned that could not be kept.
+    *state = {};
+    ASSERT_TRUE(viewer.name_file(IDM_SCAN_PAGES, "Z:\\proc\\page.tif"));
+    EXPECT_TRUE(viewer.says("Scanning did not succeed"));
+    EXPECT_STREQ(state->calls, "");
     // The pages take the place of the file when they have come, and only when it is wished.
     for (const bool replace : {false, true}) {
-        *state = mock_state();
-        state->pages = 3;
-        viewer.post(IDM_SCAN_PAGES);
-        ASSERT_TRUE(viewer.answer_file(pages.name()));
-        EXPECT_NE(viewer.message().find("Replace it?"), std::string::npos);
-        ASSERT_TRUE(viewer.answer(replace ? IDOK : IDCANCEL));
+        *state = {.pages = 3};
+        ASSERT_TRUE(viewer.name_file(IDM_SCAN_PAGES, pages.name()));
+        ASSERT_TRUE(viewer.says("Replace it?", replace ? IDOK : IDCANCEL));
     }
     EXPECT_TRUE(viewer.status_becomes("Scanned 3 pages into"));
     expect_pages(pages, 3);
@@ -310,10 +298,9 @@ TEST(system_scan, pages_through_the_systems_source_manager)
         const installed_file manager(windows_file("twain_32.dll"), windows_file("TWAIN32.DLL"));
         const installed_file source(program_file("twain32_mock.dll"), scanner);
         mock_state* const state = mock_script();
-        *state = mock_state();
+        *state = {};
         expect_page(image_guard(IMG_scan_acquire(GetDesktopWindow(), 0)), 0);
-        *state = mock_state();
-        state->pages = 10;
+        *state = {.pages = 10};
         const temp_file file(".tif");
         EXPECT_GE(IMG_scan_pages(GetDesktopWindow(), file.name(), 10, 0), 0);
         expect_pages(file, 10);

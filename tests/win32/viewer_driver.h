@@ -16,23 +16,12 @@ class viewer_driver {
 public:
     /// Starts the viewer with a file.
     explicit viewer_driver(const std::string& file)
-        : process_(start_process("\"" + program_file("viewer.exe") + "\" \"" + file + "\""))
+        : process_("\"" + program_file("viewer.exe") + "\" \"" + file + "\"")
     {
         wait_for([&] { return (frame_ = find_window("TrevolanViewer")) != nullptr; });
     }
-    /// Ends it, by force if it must be.
-    ~viewer_driver()
-    {
-        if (WaitForSingleObject(process_.hProcess, 0) == WAIT_TIMEOUT)
-            TerminateProcess(process_.hProcess, 1);
-        CloseHandle(process_.hProcess);
-        CloseHandle(process_.hThread);
-    }
-    viewer_driver(const viewer_driver&) = delete;
-    viewer_driver& operator=(const viewer_driver&) = delete;
-
     HWND frame() const { return frame_; }
-    HANDLE process() const { return process_.hProcess; }
+    HANDLE process() const { return process_.handle(); }
     HWND picture() const { return FindWindowExA(frame_, nullptr, "TrevolanPicture", nullptr); }
 
     /// Waits until the title, or the status bar, holds a text.
@@ -67,6 +56,13 @@ public:
             if (text_of(c).size() > longest.size()) longest = text_of(c);
         return longest;
     }
+    /// Waits for a message box with this text in it and presses a button.
+    bool says(const std::string& part, int button = IDOK) const
+    {
+        const std::string text = message();
+        EXPECT_NE(text.find(part), std::string::npos) << text;
+        return answer(button);
+    }
     /// Presses a button of the dialog and waits until it is gone.
     bool answer(int button) const
     {
@@ -77,11 +73,17 @@ public:
     /// Fills in a field of the dialog.
     void fill(int field, const std::string& text) const
     {
-        SendMessageA(GetDlgItem(dialog(), field), WM_SETTEXT, 0,
-                     reinterpret_cast<LPARAM>(text.c_str()));
+        SendDlgItemMessageA(dialog(), field, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
     }
-    /// Fills in the file name of a file dialog and presses its first button. The dialog may
-    /// have been in another directory last, so it gets the whole path.
+    /// Sends a command and fills in the field of its dialog.
+    bool fill_in(int id, int field, const std::string& text) const
+    {
+        post(id);
+        fill(field, text);
+        return answer(IDOK);
+    }
+    /// Fills in the file name of a file dialog. The dialog may have been in another directory
+    /// last, so it gets the whole path.
     bool answer_file(const std::string& name) const
     {
         constexpr int combo_box = 0x47C, edit_field = 0x480; // cmb13 and edt1
@@ -90,15 +92,17 @@ public:
         fill(GetDlgItem(dialog(), combo_box) ? combo_box : edit_field, path);
         return answer(IDOK);
     }
+    bool name_file(int id, const std::string& name) const
+    {
+        post(id);
+        return answer_file(name);
+    }
 
     /// Asks it to close.  Its exit code, or STILL_ACTIVE when it does not end.
     DWORD close() const
     {
         PostMessageA(frame_, WM_CLOSE, 0, 0);
-        WaitForSingleObject(process_.hProcess, 10000);
-        DWORD code = 1;
-        GetExitCodeProcess(process_.hProcess, &code);
-        return code;
+        return process_.exit_code();
     }
 
 private:
@@ -120,7 +124,7 @@ private:
     }
     HWND find_window(const char* window_class) const
     {
-        window_search search{process_.dwProcessId, window_class, nullptr};
+        window_search search{process_.id(), window_class, nullptr};
         EnumWindows(match_window, reinterpret_cast<LPARAM>(&search));
         return search.found;
     }
@@ -137,6 +141,6 @@ private:
         return reached;
     }
 
-    PROCESS_INFORMATION process_;
+    const child_process process_;
     HWND frame_ = nullptr;
 };

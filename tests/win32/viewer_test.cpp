@@ -1,9 +1,12 @@
 // viewer_test.cpp - the viewer as a process: what its user sees and gets.
 
+#include "tests/support/places.h"
 #include "tests/win32/viewer_driver.h"
 
+#include <algorithm>
 #include <cmath>
 #include <shlobj.h>
+#include <winspool.h>
 
 namespace {
 
@@ -22,6 +25,12 @@ void save_picture(const temp_file& file, int32_t width, int32_t height, int32_t 
 void save_plain(const temp_file& file, int32_t width, int32_t height, int32_t bits, int32_t type)
 {
     save_picture(file, width, height, bits, type, [](int32_t, int32_t) { return 0x3366CCU; });
+}
+
+// Small pages of which no two pixels are alike, nor two pages that follow each other.
+color spot_color(int page, int32_t x, int32_t y)
+{
+    return static_cast<color>((page % 4 * 60 + 20) << 16 | (x * 60 + 30) << 8 | (y * 80 + 40));
 }
 
 // Width, height and depth of the first page of a file.
@@ -91,6 +100,48 @@ void drop(const viewer_driver& viewer, const temp_file& file)
     PostMessageA(viewer.frame(), WM_DROPFILES, reinterpret_cast<WPARAM>(there), 0);
 }
 
+// Makes a PostScript printer the default one.  False where the system has no driver for it.
+bool add_printer()
+{
+    static char name[] = "Trevolan test printer", driver_file[] = "wineps.drv";
+    static char port[] = "FILE:", processor[] = "WinPrint", type[] = "RAW";
+    char description[MAX_PATH];
+    GetFullPathNameA(sample_path("printer.ppd").c_str(), MAX_PATH, description, nullptr);
+    DRIVER_INFO_3A driver{};
+    driver.cVersion = 3;
+    driver.pName = name;
+    driver.pDriverPath = driver.pConfigFile = driver_file;
+    driver.pDataFile = description;
+    AddPrinterDriverExA(nullptr, 3, reinterpret_cast<BYTE*>(&driver),
+                        APD_COPY_NEW_FILES | APD_COPY_FROM_DIRECTORY);
+    PRINTER_INFO_2A printer{};
+    printer.pPrinterName = printer.pDriverName = name;
+    printer.pPortName = port;
+    printer.pPrintProcessor = processor;
+    printer.pDatatype = type;
+    HANDLE added = AddPrinterA(nullptr, 2, reinterpret_cast<BYTE*>(&printer));
+    const bool there = added || GetLastError() == ERROR_PRINTER_ALREADY_EXISTS;
+    if (added) ClosePrinter(added);
+    return there && SetDefaultPrinterA(name);
+}
+
+// The first page that was printed into a file, 18 pixels to the inch.
+pixmap printed_page(const std::string& postscript)
+{
+    // Drive Z is the root of the file system that the other program sees.
+    char path[MAX_PATH] = "  ";
+    GetFullPathNameA(postscript.c_str(), MAX_PATH, path, nullptr);
+    std::string there = path + 2;
+    std::replace(there.begin(), there.end(), '\\', '/');
+    const child_process interpreter(
+        "start.exe /unix /usr/bin/gs -q -dNOPAUSE -dBATCH -sDEVICE=ppmraw -r18 -sOutputFile=" +
+        there + ".ppm " + there);
+    pixmap page;
+    wait_for([&] { return (page = read_pixmap(postscript + ".ppm")).width > 0; });
+    std::remove((postscript + ".ppm").c_str());
+    return page;
+}
+
 } // namespace
 
 TEST(viewer, shows_pages_and_changes_them)
@@ -106,16 +157,13 @@ TEST(viewer, shows_pages_and_changes_them)
     EXPECT_TRUE(viewer.title_becomes("page 2 of 2 - 120 x 80, 8 bits"));
     viewer.command(IDM_ROTATE_RIGHT);
     EXPECT_TRUE(viewer.title_becomes(name + "* - page 2 of 2 - 80 x 120, 8 bits"));
-    viewer.post(IDM_TONE);
-    viewer.fill(IDC_BRIGHTNESS, "127");
-    EXPECT_TRUE(viewer.answer(IDOK));
+    EXPECT_TRUE(viewer.fill_in(IDM_TONE, IDC_BRIGHTNESS, "127"));
     viewer.command(IDM_MONO_HALFTONE);
     EXPECT_TRUE(viewer.title_becomes("80 x 120, 1 bit"));
 
     // Changes are not thrown away without a question.
     viewer.post(IDM_FIRST_PAGE);
-    EXPECT_NE(viewer.message().find("not saved"), std::string::npos);
-    EXPECT_TRUE(viewer.answer(IDCANCEL));
+    EXPECT_TRUE(viewer.says("not saved", IDCANCEL));
     EXPECT_TRUE(viewer.title_becomes("page 2 of 2 - 80 x 120"));
     viewer.post(IDM_FIRST_PAGE);
     EXPECT_TRUE(viewer.answer(IDOK));
@@ -180,7 +228,7 @@ TEST(viewer, zooms_and_scrolls_to_the_right_place)
 
 TEST(viewer, copies_pastes_and_saves)
 {
-    const temp_file source(".bmp"), saved(".tif"), clip(".bmp");
+    const temp_file source(".bmp"), saved(".tif"), clip(".bmp"), typed(".GIF");
     save_plain(source, 150, 90, 4, 1);
     const viewer_driver viewer(source.name());
     ASSERT_TRUE(viewer.title_becomes("150 x 90, 4 bits"));
@@ -195,60 +243,76 @@ TEST(viewer, copies_pastes_and_saves)
     // No file to go back to: a message box would take the place of the next dialog.
     viewer.post(IDM_REVERT);
 
-    // The first type of the list is TIFF.
-    viewer.post(IDM_SAVE_AS);
-    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    // The first type of the list is TIFF; an extension of another type chooses that.
+    ASSERT_TRUE(viewer.name_file(IDM_SAVE_AS, typed.name()));
+    EXPECT_TRUE(viewer.title_becomes(std::string(typed.name()) + " - 150 x 90"));
+    EXPECT_EQ(IMGLOW_get_filetype(typed.name()), 4);
+    ASSERT_TRUE(viewer.name_file(IDM_SAVE_AS, saved.name()));
     EXPECT_TRUE(viewer.title_becomes(std::string(saved.name()) + " - 150 x 90"));
     EXPECT_EQ(size_of_file(saved), (std::vector<int32_t>{150, 90, 4}));
     EXPECT_EQ(IMGLOW_get_pages(saved.name()), 1);
 
     // Adding a page is asked for by name.
-    viewer.post(IDM_APPEND);
-    ASSERT_TRUE(viewer.answer_file(saved.name()));
+    ASSERT_TRUE(viewer.name_file(IDM_APPEND, saved.name()));
     EXPECT_TRUE(wait_for([&] { return IMGLOW_get_pages(saved.name()) == 2; }));
     EXPECT_EQ(viewer.close(), 0U);
 }
 
-TEST(viewer, prints_to_files)
+TEST(viewer, prints_into_metafiles_in_the_tone_that_is_set)
 {
-    const temp_file source(".tif"), metafile(".emf"), white(".emf"), postscript(".prn");
-    for (int page = 0; page < 2; ++page)
-        save_plain(source, 60, 40, 24, 0);
-    const char* printer = postscript_printer();
+    const temp_file source(".bmp");
+    save_plain(source, 60, 40, 24, 1);
     const viewer_driver viewer(source.name());
-    ASSERT_TRUE(viewer.title_becomes("60 x 40"));
-    viewer.post(IDM_PRINT_METAFILE);
-    ASSERT_TRUE(viewer.answer_file(metafile.name()));
-    ASSERT_TRUE(viewer.status_becomes("Printed to"));
-    HENHMETAFILE recorded = GetEnhMetaFileA(metafile.name());
-    const canvas paper(200, 100);
-    const RECT all{0, 0, 200, 100};
-    EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
-    EXPECT_EQ(paper.at(100, 50), 0x3366CCU);
-    DeleteEnhMetaFile(recorded);
+    const struct {
+        const char* brightness;
+        color printed;
+    } rows[] = {{"0", 0x3366CC}, {"300", 0xFFFFFF}}; // held to 127, which makes all white
+    for (const auto& r : rows) {
+        const temp_file metafile(".emf");
+        ASSERT_TRUE(viewer.fill_in(IDM_PRINT_TONE, IDC_BRIGHTNESS, r.brightness));
+        ASSERT_TRUE(viewer.name_file(IDM_PRINT_METAFILE, metafile.name()));
+        ASSERT_TRUE(viewer.status_becomes(metafile.name()));
+        HENHMETAFILE recorded = GetEnhMetaFileA(metafile.name());
+        const canvas paper(200, 100);
+        const RECT all{0, 0, 200, 100};
+        EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
+        EXPECT_EQ(paper.at(100, 50), r.printed);
+        DeleteEnhMetaFile(recorded);
+    }
+    EXPECT_EQ(viewer.close(), 0U);
+}
 
-    // The dialog holds numbers to what is sensible: the brightest is white.
-    viewer.post(IDM_PRINT_TONE);
-    viewer.fill(IDC_BRIGHTNESS, "300");
-    ASSERT_TRUE(viewer.answer(IDOK));
+TEST(viewer, prints_the_pages_that_are_wanted_until_escape)
+{
+    const temp_file source(".tif"), given_up(".prn"), postscript(".prn");
+    constexpr int page_count = 40;
+    for (int page = 0; page < page_count; ++page)
+        save_picture(source, 4, 3, 24, 0,
+                     [&](int32_t x, int32_t y) { return spot_color(page, x, y); });
+    if (!add_printer()) GTEST_SKIP() << "the system has no PostScript driver";
+    const viewer_driver viewer(source.name());
+    // chx1, rad1, rad3, edt1 and edt2 of the print dialog.
+    constexpr int print_to_file = 0x410, all_pages = 0x420, some_pages = 0x422;
+    constexpr int first_page = 0x480, last_page = 0x481;
+    const auto print = [&](const temp_file& file, int pages) {
+        viewer.post(IDM_PRINT);
+        for (const int button : {print_to_file, pages})
+            SendDlgItemMessageA(viewer.dialog(), button, BM_CLICK, 0, 0);
+        if (pages == some_pages) {
+            viewer.fill(first_page, "2");
+            viewer.fill(last_page, "3");
+        }
+        return viewer.answer(IDOK) && viewer.answer_file(file.name());
+    };
+    ASSERT_TRUE(print(given_up, all_pages));
+    ASSERT_TRUE(viewer.status_becomes("Printing page"));
+    EXPECT_FALSE(IsWindowEnabled(viewer.frame()));
+    PostMessageA(viewer.picture(), WM_KEYDOWN, VK_ESCAPE, 0);
+    ASSERT_TRUE(viewer.status_becomes("Printing was cancelled."));
+    EXPECT_EQ(GetFileAttributesA(given_up.name()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_TRUE(IsWindowEnabled(viewer.frame()));
 
-    viewer.post(IDM_PRINT_METAFILE);
-    ASSERT_TRUE(viewer.answer_file(white.name()));
-    ASSERT_TRUE(viewer.status_becomes(white.name()));
-    recorded = GetEnhMetaFileA(white.name());
-    EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
-    EXPECT_EQ(paper.at(100, 50), 0xFFFFFFU);
-    DeleteEnhMetaFile(recorded);
-    viewer.post(IDM_PRINT_TONE);
-    viewer.fill(IDC_BRIGHTNESS, "0");
-    ASSERT_TRUE(viewer.answer(IDOK));
-
-    if (!printer) GTEST_SKIP() << "the system has no PostScript driver";
-    constexpr int print_to_file = 0x410; // chx1 of the print dialog
-    viewer.post(IDM_PRINT);
-    SendDlgItemMessageA(viewer.dialog(), print_to_file, BM_CLICK, 0, 0);
-    ASSERT_TRUE(viewer.answer(IDOK));
-    ASSERT_TRUE(viewer.answer_file(postscript.name()));
+    ASSERT_TRUE(print(postscript, some_pages));
     ASSERT_TRUE(viewer.status_becomes("Printed."));
     // As wide as the paper, in the middle of its height.
     const pixmap page = printed_page(postscript.name());
@@ -256,44 +320,36 @@ TEST(viewer, prints_to_files)
     const auto pixel = [&](int32_t x, int32_t y) {
         return page.colors[static_cast<size_t>(y * page.width + x)];
     };
-    for (const int32_t x : {4, page.width / 2, page.width - 4})
-        EXPECT_EQ(pixel(x, page.height / 2), 0x3366CCU);
-    EXPECT_EQ(pixel(page.width / 2, page.height / 2 - page.width / 3 - 4), 0xFFFFFFU);
+    const int32_t spot = page.width / 4, middle = page.height / 2;
+    for (int32_t y = 0; y < 3; ++y)
+        for (int32_t x = 0; x < 4; ++x)
+            for (const int32_t inset : {4, spot - 4})
+                EXPECT_EQ(pixel(x * spot + inset, middle + (y - 1) * spot), spot_color(1, x, y));
+    EXPECT_EQ(pixel(page.width / 2, middle - spot * 3 / 2 - 4), 0xFFFFFFU);
     const byte_vector bytes = postscript.bytes();
     EXPECT_NE(std::string(bytes.begin(), bytes.end()).find("%%Pages: 2"), std::string::npos);
     EXPECT_EQ(viewer.close(), 0U);
 }
 
-TEST(viewer, takes_dropped_files_and_gives_up_a_load_on_escape)
+TEST(viewer, opens_files_and_tells_errors_in_words)
 {
-    const temp_file first(".bmp"), second(".bmp");
+    const temp_file damaged(".bmp"), first(".bmp"), second(".bmp");
+    write_file(damaged.name(), {'B', 'M', 'n', 'o', ' ', 's', 'e', 'n', 's', 'e', '!', '!'});
     save_plain(first, 30, 200, 24, 1);
     save_plain(second, 50, 200, 24, 1);
-    const viewer_driver viewer(first.name());
-    ASSERT_TRUE(viewer.title_becomes("30 x 200"));
-    drop(viewer, second);
-    ASSERT_TRUE(viewer.title_becomes("50 x 200"));
-    drop(viewer, first);
-    PostMessageA(viewer.picture(), WM_KEYDOWN, VK_ESCAPE, 0);
-    EXPECT_TRUE(viewer.status_becomes("Loading was cancelled."));
-    EXPECT_TRUE(viewer.title_becomes("50 x 200"));
-    EXPECT_EQ(viewer.close(), 0U);
-}
-
-TEST(viewer, tells_errors_in_words_and_goes_on)
-{
-    const temp_file damaged(".bmp"), sound(".bmp");
-    write_file(damaged.name(), {'B', 'M', 'n', 'o', ' ', 's', 'e', 'n', 's', 'e', '!', '!'});
     const viewer_driver viewer(damaged.name());
-    EXPECT_NE(viewer.message().find(".bmp cannot be opened"), std::string::npos);
-    EXPECT_TRUE(viewer.answer(IDOK) || viewer.answer(IDCANCEL));
+    EXPECT_TRUE(viewer.says(".bmp cannot be opened"));
     // Without a picture its commands do nothing.
     for (const int id : {IDM_COPY, IDM_ROTATE_LEFT, IDM_ZOOM_IN, IDM_FIT, IDM_NEXT_PAGE, IDM_PRINT,
                          IDM_SAVE_AS, IDM_CLOSE, IDM_TONE, IDM_REVERT})
         viewer.command(id);
-    save_plain(sound, 70, 50, 24, 1);
-    viewer.post(IDM_OPEN);
-    ASSERT_TRUE(viewer.answer_file(sound.name()));
-    EXPECT_TRUE(viewer.title_becomes("70 x 50, 24 bits"));
+    ASSERT_TRUE(viewer.name_file(IDM_OPEN, first.name()));
+    EXPECT_TRUE(viewer.title_becomes("30 x 200, 24 bits"));
+    drop(viewer, second);
+    EXPECT_TRUE(viewer.title_becomes("50 x 200"));
+    drop(viewer, first);
+    PostMessageA(viewer.picture(), WM_KEYDOWN, VK_ESCAPE, 0);
+    EXPECT_TRUE(viewer.status_becomes("Loading was cancelled."));
+    EXPECT_TRUE(viewer.title_becomes("50 x 200"));
     EXPECT_EQ(viewer.close(), 0U);
 }
