@@ -3,12 +3,16 @@
 # Windows code under Wine. The last line tells how many passed, failed and were skipped.
 #
 #   ./test.sh                 everything
-#   ./test.sh STAGE...        some of: native asan win32 package exports fuzz
+#   ./test.sh STAGE...        some of: native win32 asan package exports fuzz
+#
+# Tests under Wine mostly wait, so they run beside the stages that follow theirs; what they
+# print comes at the end.
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cd "$here" || exit 1
 work=$here/build/test
-results=$work/results
+# One file of results for what runs one after the other.
+results=${TEST_RESULTS:-$work/results}
 fuzz_seconds=${FUZZ_SECONDS:-30}
 . scripts/test_results.sh
 
@@ -52,11 +56,14 @@ use_wine() {
 
 # Starts a new prefix, since printers and settings of earlier runs stay behind in one, and
 # waits until Wine has written its registry: a server that ends early leaves an empty one, in
-# which no printer can be opened.
+# which no printer can be opened. Nothing manages the windows of this display: a Wine that
+# waits for a window manager's answer takes two seconds for every window that it hides.
 new_prefix() {
   rm -rf "$here/build/wine"
-  (use_wine && timeout 120 xvfb-run -a sh -c 'wine cmd /c exit 7; code=$?; wineserver -w; exit $code')
-  [ $? = 7 ] && grep -q IniFileMapping "$here/build/wine/system.reg"
+  (use_wine && timeout 120 xvfb-run -a sh -c '
+    wine reg add "HKCU\\Software\\Wine\\X11 Driver" /v Managed /d N /f && touch "$WINEPREFIX/ready"
+    wineserver -w')
+  [ -e "$here/build/wine/ready" ] && grep -q IniFileMapping "$here/build/wine/system.reg"
 }
 
 have_wine() {
@@ -70,13 +77,28 @@ have_wine() {
 
 stage_win32() {
   build win32 -DTREVOLAN_TESTS=ON -DTREVOLAN_WERROR=ON || return
+  wine_tests >"$work/wine-tests.log" 2>&1 &
+  wine_lane=$!
+}
+
+wine_tests() {
+  export TEST_RESULTS=$work/results-wine
+  results=$TEST_RESULTS
+  : >"$results"
   if ! have_wine; then
     skip "Windows tests" "32-bit Wine does not run here; see build/test/wine.log"
     return
   fi
-  say "32-bit Windows tests under Wine"
   on_display "1280x1024x24" --under-wine
   on_display "1024x768x8" --under-wine-palette
+}
+
+wait_for_wine() {
+  [ -n "$wine_lane" ] || return
+  say "32-bit Windows tests under Wine"
+  wait "$wine_lane"
+  cat "$work/wine-tests.log"
+  [ -s "$work/results-wine" ] || check "tests under Wine" false
 }
 
 # Runs a part of this script with a display of its own. A display that does not start leaves
@@ -88,20 +110,28 @@ on_display() { # size-and-depth part
   [ "$(wc -l <"$results")" -gt "$before" ] || check "display $1" false
 }
 
+# Wine's server leaves three seconds after its last program, and a program that starts in that
+# moment loses its connection: ours waits a minute, unless it is told to leave.
+keep_wine_server() { wineserver -p60; }
+
 # Runs inside xvfb-run with a display whose colours are in a palette.
 under_wine_palette() {
+  keep_wine_server
   gtest_alone win32-palette wine "$here/build/win32/win32_tests.exe" --gtest_filter='palette*'
   wineserver -k
 }
 
 # Runs inside xvfb-run, with Wine's environment set.
 under_wine() {
-  local program
+  local program windows
+  keep_wine_server
+  # Clipboard, focus and the Windows directory's source manager are there once. These tests
+  # mostly wait for windows, so the others run beside them.
+  gtest_alone win32-win32 wine "$here/build/win32/win32_tests.exe" --gtest_filter=-palette_display.* &
+  windows=$!
   for program in interface unit; do
     gtest "win32-$program" wine "$here/build/win32/${program}_tests.exe"
   done
-  # Clipboard, focus and the Windows directory's source manager are there once.
-  gtest_alone win32-win32 wine "$here/build/win32/win32_tests.exe" --gtest_filter=-palette_display.*
   # The tool's driver is a native program; the tool that it drives is the Windows one.
   TREVOLAN_TOOL_COMMAND="wine $here/build/win32/trevolan.exe" gtest win32-tool "$here/build/native/tool_tests" \
     --gtest_filter=-tool_posix_test.*
@@ -112,6 +142,7 @@ under_wine() {
   else
     skip "trevolan.lib with a Microsoft-style linker" "lld-link or clang is missing"
   fi
+  wait "$windows"
   wineserver -k
 }
 
@@ -128,21 +159,22 @@ stage_exports() {
   check "exports of trevolan.dll" scripts/check_exports.sh win32
 }
 
-# Every fuzz target runs its seeds and then new inputs, two side by side, so that all of
-# them together take about fuzz_seconds.
+# Every fuzz target runs its seeds and then new inputs: detection and BMP, through which every
+# file goes, for fuzz_seconds, and beside it the others in turn for as long all together.
 stage_fuzz() {
   build fuzz || return
-  local targets=(build/fuzz/*_fuzz) jobs=2 target
-  [ -x "${targets[0]}" ] || return
-  local each=$((fuzz_seconds * jobs / ${#targets[@]}))
+  local others name bmp each
+  mapfile -t others < <(basename -s _fuzz -a build/fuzz/*_fuzz | grep -vx bmp)
+  each=$((fuzz_seconds / ${#others[@]}))
   [ "$each" -lt 1 ] && each=1
-  say "fuzzing ${#targets[@]} targets for $each s each"
-  for target in "${targets[@]}"; do
-    while [ "$(jobs -rp | wc -l)" -ge "$jobs" ]; do wait -n; done
-    check "fuzz $(basename "$target")" scripts/fuzz_target.sh "$target" "$each" &
-  done
-  wait
+  say "fuzzing detection and BMP for $fuzz_seconds s, ${#others[@]} others for $each s each"
+  fuzz bmp "$fuzz_seconds" &
+  bmp=$!
+  for name in "${others[@]}"; do fuzz "$name" "$each"; done
+  wait "$bmp"
 }
+
+fuzz() { check "fuzz $1" scripts/fuzz_target.sh "build/fuzz/$1_fuzz" "$2"; } # name seconds
 
 case "${1:-}" in
 --under-wine) under_wine; exit ;;
@@ -153,11 +185,13 @@ scripts/setup.sh test || exit 1
 rm -rf "$work"
 mkdir -p "$work"
 : >"$results"
+wine_lane=
 stages=("$@")
-[ $# = 0 ] && stages=(native asan win32 package exports fuzz)
+[ $# = 0 ] && stages=(native win32 asan package exports fuzz)
 for stage in "${stages[@]}"; do
   declare -F "stage_$stage" >/dev/null || { echo "unknown stage: $stage" >&2; exit 2; }
 done
 for stage in "${stages[@]}"; do "stage_$stage"; done
+wait_for_wine
 say "result"
 summary
