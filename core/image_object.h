@@ -84,11 +84,31 @@ public:
     /// Ends the lock early, for instance before replace_dib.
     void unlock();
 
-private:
+protected:
     image_object* object_ = nullptr;
+
+private:
     uint8_t* rows_ = nullptr;
     int32_t error_ = 0;
     bool locked_ = false;
+};
+
+/// A lock for work during which client code runs, such as the abort procedure of a print job.
+/// The client may delete the image or give it another DIB meanwhile: this keeps the record and
+/// the DIB that there were. Such locks end in the reverse order of their beginning.
+class lasting_lock : public dib_lock {
+public:
+    explicit lasting_lock(int32_t handle);
+    ~lasting_lock();
+
+    /// True when a lasting lock holds this DIB; that lock frees it then.
+    static bool takes_over(HGLOBAL block);
+
+private:
+    image_object record_{}; // as it was
+    lasting_lock* outer_;
+    bool owns_dib_ = false;
+    static inline lasting_lock* innermost_ = nullptr;
 };
 
 /// Owner of an unattached movable block: locks it on request, frees what is left.

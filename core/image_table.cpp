@@ -83,6 +83,11 @@ void record_destroy(image_object* record)
     GlobalFree(handle);
 }
 
+void free_dib(HGLOBAL block)
+{
+    if (!lasting_lock::takes_over(block)) GlobalFree(block);
+}
+
 void free_auxiliary(image_object& object)
 {
     if (object.auxiliary_handle && object.auxiliary) {
@@ -131,7 +136,7 @@ int32_t delete_image_object(int32_t handle)
     if (object->dib_handle) {
         if (!GlobalLock(object->dib_handle)) return err_handle;
         GlobalUnlock(object->dib_handle);
-        GlobalFree(object->dib_handle);
+        free_dib(object->dib_handle);
     }
     if (object->palette) DeleteObject(object->palette);
     // A saved block would be out of the client's reach from here on.
@@ -183,7 +188,7 @@ int32_t attach_dib(image_object& object, const BITMAPINFOHEADER* header)
 void replace_dib(image_object& object, HGLOBAL block, const BITMAPINFOHEADER& header,
                  saved_colors saved)
 {
-    if (object.dib_handle) GlobalFree(object.dib_handle);
+    if (object.dib_handle) free_dib(object.dib_handle);
     if (saved == saved_colors::forget) free_auxiliary(object);
     object.dib_handle = block;
     ++object.dib_serial; // the handle alone tells nothing: it may be one used before
@@ -212,4 +217,27 @@ void dib_lock::unlock()
 {
     if (locked_) GlobalUnlock(object_->dib_handle);
     locked_ = false;
+}
+
+lasting_lock::lasting_lock(int32_t handle) : dib_lock(handle), outer_(innermost_)
+{
+    if (error()) return;
+    record_ = *object_;
+    object_ = &record_;
+    innermost_ = this;
+}
+
+lasting_lock::~lasting_lock()
+{
+    if (error()) return;
+    unlock();
+    innermost_ = outer_;
+    if (owns_dib_) free_dib(record_.dib_handle);
+}
+
+bool lasting_lock::takes_over(HGLOBAL block)
+{
+    for (lasting_lock* lock = innermost_; lock; lock = lock->outer_)
+        if (lock->record_.dib_handle == block) return lock->owns_dib_ = true;
+    return false;
 }

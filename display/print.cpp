@@ -3,7 +3,8 @@
 //
 // The client has started document and page. A driver that prints in bands is asked for one
 // after the other with Escape. The client's abort procedure is run by GDI; a job that it
-// cancels makes the next call fail, which ends the work.
+// cancels makes the next call fail, which ends the work. Whatever that procedure does to the
+// image, the page shows it as it was at the call.
 
 #include "display/painter.h"
 #include "display/portable/print_rows.h"
@@ -142,7 +143,7 @@ int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x, int32_t
                                  int32_t height)
 {
     const io_scope scope;
-    dib_lock image(handle);
+    const lasting_lock image(handle);
     if (image.error()) return image.error();
     if (!GetObjectType(printer)) return err_unsupported;
     const RECT target = device_rectangle(printer, x, y, width, height);
@@ -156,7 +157,7 @@ int32_t IMG_STD IMG_print_bitmap(int32_t handle, HDC printer, int32_t x, int32_t
 int32_t IMG_STD IMG_print_bitmap_fast(int32_t handle, HDC printer, int32_t x, int32_t y,
                                       int32_t width, int32_t height)
 {
-    dib_lock image(handle);
+    const lasting_lock image(handle);
     if (image.error()) return image.error();
     if (!GetObjectType(printer)) return err_unsupported;
     const RECT target = device_rectangle(printer, x, y, width, height);

@@ -47,6 +47,7 @@ struct banding_driver {
     std::vector<RECT> bands;
     size_t next = 0;
     int drawn = 0, stop_after = 1000;
+    std::function<void()> at_first_draw = [] {};
     const replaced_call caps, escape, stretch;
 
     explicit banding_driver(std::vector<RECT> wanted)
@@ -77,6 +78,7 @@ struct banding_driver {
                            const BITMAPINFO* info, UINT usage, DWORD rop)
     {
         if (++playing->drawn > playing->stop_after) return 0;
+        if (playing->drawn == 1) playing->at_first_draw();
         return StretchDIBits(dc, x, y, width, height, from_x, from_y, from_width, from_height, bits,
                              info, usage, rop);
     }
@@ -208,4 +210,26 @@ TEST(print, ends_with_the_job_that_the_user_stops)
             EXPECT_EQ(driver.drawn, 2);
             EXPECT_EQ(driver.next, 2U) << "no band is asked for after that";
         }
+}
+
+TEST(print, shows_the_image_of_the_call_whatever_the_abort_procedure_does)
+{
+    for (const int32_t depth : {1, 32})
+        for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast})
+            for (const bool deletes : {true, false}) {
+                SCOPED_TRACE(testing::Message() << depth << (deletes ? " deleted" : " turned"));
+                const test_picture picture(900, 700, 24); // large: its freed memory is gone
+                const canvas whole(900, 700, depth, 0), paper(900, 700, depth, 0);
+                ASSERT_EQ(print(picture.handle, whole.dc(), 0, 0, 900, 700), 0);
+                banding_driver driver({{0, 0, 900, 400}, {0, 400, 900, 700}});
+                driver.at_first_draw = [&] {
+                    if (deletes)
+                        EXPECT_EQ(IMG_delete_bitmap(picture.handle), 0);
+                    else
+                        EXPECT_EQ(IMG_rotate_bitmap(picture.handle, 90), 0);
+                };
+                EXPECT_EQ(print(picture.handle, paper.dc(), 0, 0, 900, 700), 0);
+                EXPECT_EQ(paper.pixels(), whole.pixels());
+                EXPECT_EQ(IMG_delete_bitmap(picture.handle), deletes ? -13 : 0);
+            }
 }
