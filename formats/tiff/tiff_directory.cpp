@@ -13,7 +13,9 @@ namespace {
 
 constexpr int32_t header_bytes = 8;
 constexpr uint32_t entry_bytes = 12;
-constexpr uint32_t ifd_bytes_without_entries = 6; // the count and the next offset
+constexpr uint32_t count_bytes = 2;
+constexpr uint32_t next_field_bytes = 4;
+constexpr uint32_t first_read_bytes = 512; // one read brings most directories whole
 
 enum tiff_tag : uint16_t {
     tag_image_width = 256,
@@ -274,40 +276,44 @@ int32_t tiff_chain::step(uint32_t offset)
         mark_ = offset;
         mark_step_ *= 2;
     }
-    uint8_t count[2];
-    if (source_.read_at(offset, count, 2) != 2) return 0;
-    count_ = source_.u16(count);
-    bytes_ += ifd_bytes_without_entries + uint64_t{count_} * entry_bytes;
-    return 1;
-}
-
-int32_t tiff_chain::load(uint32_t offset)
-{
-    if (const int32_t found = step(offset); found <= 0) return found;
-    const uint32_t bytes = count_ * entry_bytes;
-    // A later directory may be larger than those before it.
-    if (block_.size() < bytes + 4 && !block_.allocate(bytes + 100)) return err_memory;
-    const int32_t got = img_read_mem(source_.file, block_.bytes(), static_cast<int32_t>(bytes + 4));
-    if (got < static_cast<int32_t>(bytes)) return err_format;
-    // A file that ends right behind the entries has no further directory.
-    has_next_field_ = got == static_cast<int32_t>(bytes + 4);
-    next_offset_ = has_next_field_ ? source_.u32(block_.bytes() + bytes) : 0;
+    if (!block_ && !block_.allocate(first_read_bytes)) return err_memory;
+    read_ = static_cast<uint32_t>(source_.read_at(offset, block_.bytes(), first_read_bytes));
+    if (read_ < count_bytes) return 0;
+    count_ = source_.u16(block_.bytes());
+    bytes_ += directory_bytes();
     return 1;
 }
 
 int32_t tiff_chain::pass(uint32_t offset)
 {
     if (const int32_t found = step(offset); found <= 0) return found;
-    uint8_t next[4];
-    const uint64_t next_field = uint64_t{offset} + 2 + count_ * entry_bytes;
-    has_next_field_ = source_.read_at(next_field, next, 4) == 4;
-    next_offset_ = has_next_field_ ? source_.u32(next) : 0;
+    const uint32_t bytes = directory_bytes();
+    if (bytes > first_read_bytes) {
+        // A later directory may be larger than those before it.
+        if (block_.size() < bytes && !block_.allocate(bytes)) return err_memory;
+        read_ = static_cast<uint32_t>(
+            source_.read_at(offset, block_.bytes(), static_cast<int32_t>(bytes)));
+    }
+    // A file that ends right behind the entries has no further directory.
+    has_next_field_ = read_ >= bytes;
+    next_offset_ = has_next_field_ ? source_.u32(block_.bytes() + bytes - next_field_bytes) : 0;
     return 1;
+}
+
+int32_t tiff_chain::load(uint32_t offset)
+{
+    const int32_t found = pass(offset);
+    return found > 0 && read_ < directory_bytes() - next_field_bytes ? err_format : found;
+}
+
+uint32_t tiff_chain::directory_bytes() const
+{
+    return count_bytes + count_ * entry_bytes + next_field_bytes;
 }
 
 tiff_entry tiff_chain::entry(uint32_t index) const
 {
-    const uint8_t* p = block_.bytes() + index * entry_bytes;
+    const uint8_t* p = block_.bytes() + count_bytes + index * entry_bytes;
     tiff_entry e;
     e.tag = source_.u16(p);
     e.type = source_.u16(p + 2);

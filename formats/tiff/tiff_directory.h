@@ -72,7 +72,7 @@ public:
     /// cut-off entries; err_memory.
     int32_t load(uint32_t offset);
 
-    /// The same without the entries: only the number of them and what follows.
+    /// The same where cut-off entries are no error, for whoever does not ask for them.
     int32_t pass(uint32_t offset);
 
     uint32_t next_offset() const { return next_offset_; } // 0: the last directory
@@ -83,9 +83,11 @@ public:
 
 private:
     int32_t step(uint32_t offset);
+    uint32_t directory_bytes() const;
 
     tiff_source source_;
-    scratch_block block_;
+    scratch_block block_; // the directory as it stands in the file
+    uint32_t read_ = 0;   // bytes of it
     uint32_t count_ = 0;
     uint32_t next_offset_ = 0;
     bool has_next_field_ = false;

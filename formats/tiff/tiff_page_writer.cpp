@@ -186,7 +186,9 @@ int32_t tiff_page_writer::tiff_set_page_offset(uint32_t first_ifd, uint32_t& bas
     tiff_chain chain(source);
     uint32_t ifd = first_ifd;
     for (;;) {
-        if (chain.pass(ifd) <= 0 || !chain.has_next_field()) return err_format;
+        const int32_t found = chain.pass(ifd);
+        if (found < 0) return found;
+        if (found == 0 || !chain.has_next_field()) return err_format;
         link_ = ifd + 2 + 12 * chain.entries();
         if (chain.next_offset() == 0) break;
         ifd = chain.next_offset();
