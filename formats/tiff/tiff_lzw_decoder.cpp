@@ -37,21 +37,6 @@ inline uint32_t end_of_width(uint32_t width)
     return width < widest ? (1u << width) - 1 : table_codes;
 }
 
-// The bits to be decoded stand in a machine word: 64 bits, or 32 in the DLL.
-using word = tiff_lzw_decoder::word;
-constexpr uint32_t word_bits = sizeof(word) * 8;
-constexpr uint32_t codes_in_word = (word_bits - 8) / widest; // that a refill makes sure of
-
-inline word load_word_be(const uint8_t* p)
-{
-    word v;
-    std::memcpy(&v, p, sizeof v);
-    if constexpr (sizeof(word) == 8)
-        return __builtin_bswap64(v);
-    else
-        return __builtin_bswap32(v);
-}
-
 // Copies forward; up to 15 bytes more are written. The source may run into the destination by
 // one byte, which is there already.
 inline void copy_string(uint8_t* to, const uint8_t* from, uint32_t length)
@@ -90,11 +75,10 @@ int32_t tiff_lzw_decoder::prepare(uint32_t row_bytes, int32_t rows)
     fill_ = row_start_ = history_ = root_bytes;
     full_end_ = 0;
     row_bytes_ = row_bytes;
-    bits_ = 0;
-    bit_count_ = 0;
+    first_bit_ = 0;
     next_code_ = cleared_code;
     width_ = first_width;
-    previous_start_ = previous_length_ = 0;
+    previous_length_ = 0;
     return 0;
 }
 
@@ -108,34 +92,29 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
     const uint32_t stop =
         static_cast<uint32_t>(std::min<uint64_t>(rows_end, capacity_ - buffer_slack + 64));
 
-    word bits = bits_;
-    uint32_t count = bit_count_, width = width_, next_code = next_code_, fill = fill_;
-    uint32_t previous_start = previous_start_, previous_length = previous_length_;
+    // Bits are counted from the first byte of the source's window.
+    uint32_t bit = first_bit_, bits_there = 8 * static_cast<uint32_t>(source.available());
+    uint32_t width = width_, next_code = next_code_, fill = fill_;
+    uint32_t previous_length = previous_length_;
     uint32_t grow_at = end_of_width(width);
     // A full table stays as it is until the next Clear.
     uint32_t step = next_code < table_codes ? 1 : 0;
     state result = state::running;
-    uint32_t ready = 0; // codes that are in bits for sure
+    const uint8_t* window = source.next;
     while (fill < stop) {
-        if (ready == 0) {
-            if (source.available() < sizeof(word)) source.ensure(sizeof(word));
-            // Bytes behind the end read as 0 and are not counted.
-            const auto there = static_cast<uint32_t>(std::min(source.available(), sizeof(word)));
-            const uint32_t taken = std::min((word_bits - 1 - count) >> 3, there);
-            bits |= load_word_be(source.next) >> count;
-            source.next += taken;
-            count += 8 * taken;
-            if (count < width) {
+        if (bit + width > bits_there) [[unlikely]] {
+            source.next += bit / 8;
+            bit %= 8;
+            source.ensure(sizeof(uint32_t));
+            window = source.next;
+            bits_there = 8 * static_cast<uint32_t>(source.available());
+            if (bit + width > bits_there) {
                 result = state::damaged;
                 break;
             }
-            // The same number each time, so that the processor knows when.
-            ready = count >= codes_in_word * widest ? codes_in_word : 1;
         }
-        --ready;
-        const auto code = static_cast<uint32_t>(bits >> (word_bits - width));
-        bits <<= width;
-        count -= width;
+        const uint32_t code = load_u32be(window + bit / 8) << bit % 8 >> (32 - width);
+        bit += width;
         if (code - clear_code < 2) {
             if (code == end_code) {
                 result = state::strip_done;
@@ -149,18 +128,17 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
             step = 1;
             continue;
         }
-        table[next_code] = {previous_start, previous_length + 1};
+        table[next_code] = {fill - previous_length, previous_length + 1};
         if (code >= next_code) [[unlikely]] {
             if (code > next_code) {
                 result = state::damaged;
                 break;
             }
             // The byte that a string of its own beginning ends with has to be there first.
-            base[fill] = base[previous_start];
+            base[fill] = base[fill - previous_length];
         }
         const entry s = table[code];
         copy_string(base + fill, base + s.start, s.length);
-        previous_start = fill;
         previous_length = s.length;
         fill += s.length;
         next_code += step;
@@ -171,9 +149,8 @@ tiff_lzw_decoder::state tiff_lzw_decoder::decode_some(byte_source& source)
                 step = 0;
         }
     }
-    bits_ = bits;
-    bit_count_ = count;
-    previous_start_ = previous_start;
+    source.next += bit / 8;
+    first_bit_ = bit % 8;
     previous_length_ = previous_length;
     width_ = width;
     next_code_ = next_code;
@@ -222,7 +199,6 @@ int32_t tiff_lzw_decoder::make_room()
     fill_ -= distance;
     row_start_ -= distance;
     history_ -= distance;
-    previous_start_ -= distance;
     if (next_code_ == table_codes) full_end_ = fill_;
     return 0;
 }

@@ -7,8 +7,6 @@
 /// The decoder of one page, made once and used for all of its strips.
 class tiff_lzw_decoder {
 public:
-    using word = size_t;
-
     /// Takes the tables.  Returns 0 or err_memory.
     int32_t initlzw();
 
@@ -42,10 +40,9 @@ private:
     uint32_t row_start_ = 0; // of the first row not yet delivered
     uint32_t history_ = 0;   // start of the output since the last Clear
     uint32_t full_end_ = 0;  // not 0: the table is full, and nothing behind this is in it
-    uint32_t previous_start_ = 0, previous_length_ = 0;
+    uint32_t previous_length_ = 0; // of the string that the output ends with
     uint32_t next_code_ = 0, width_ = 0;
-    word bits_ = 0; // unread bits, the next one highest
-    uint32_t bit_count_ = 0;
+    uint32_t first_bit_ = 0; // of the next code, in the source's next byte
     uint32_t row_bytes_ = 0;
     int32_t row_ = 0, last_row_ = 0;
 };
