@@ -165,6 +165,13 @@ TEST(tiff_reader, classic_and_standard_rows)
         {curve, {0x191919, 0x7F7F7F}, {0x191919, 0x7F7F7F}},
         {white_curve, {0x7F7F7F, 0x191919}, {0x191919, 0x7F7F7F}},
         {page(2, 1, 1, 1, {0x40}).set(291, 3, {0, 9000}), colors(2, 0xFFFFFF), {0, 0xFFFFFF}},
+        // which is not for samples of 16 bits, nor for pages with a colour map
+        {page(2, 16, 1, 1, {1, 2, 3, 4}).set(291, 3, {9, 9, 9}), {}, {0x020202, 0x040404}},
+        {page(2, 2, 1, 3, {0x10})
+             .set(320, 3, {0, 0x1000, 0, 0, 0, 0x2000, 0, 0, 0, 0x3000, 0, 0})
+             .set(291, 3, {9, 9, 9, 9}),
+         {},
+         {0, 0x102030}},
         // The low byte of a big-endian BYTE is the second one: one bit, and 10 is 00001010.
         {grey_page(true).add({258, 1, 1, {8, 1}}), colors(4, 0), grey_colors},
         {two_shorts, {0x010101, 0x010101}, {0x010101, 0x030303}},
