@@ -264,6 +264,18 @@ std::vector<std::string> without_lists(std::vector<std::string> arguments)
     return arguments;
 }
 
+// The parser would only say that a command is missing.
+void require_known_command(const command_line& line)
+{
+    const std::vector<std::string>& arguments = line.convert.arguments;
+    if (arguments.empty() || arguments[0].starts_with('-')) return;
+    const auto is_meant = [&](const CLI::App* command) {
+        return command->get_name() == arguments[0];
+    };
+    if (line.app.get_subcommands(is_meant).empty())
+        throw usage_error{"there is no command " + arguments[0] + "; see --help"};
+}
+
 int run_command(command_line& line)
 {
     host_catch_cancel();
@@ -287,6 +299,7 @@ int run_tool(int argc, char** argv)
     describe_commands(line);
     line.convert.arguments = host_arguments(argc, argv);
     try {
+        require_known_command(line);
         std::vector<std::string> arguments = without_lists(line.convert.arguments);
         std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
         line.app.parse(arguments);

@@ -196,6 +196,7 @@ TEST_F(tool_test, refuses_arguments_that_make_no_sense)
         "fax in.bmp out.bmp --width 8 --height 8 --code g5",
         "info",
         "types extra",
+        "convrt in.bmp out.bmp",
     };
     for (const char* arguments : rows) {
         const tool_result result = run(arguments);
