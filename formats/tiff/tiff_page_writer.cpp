@@ -100,14 +100,14 @@ public:
         std::memcpy(next_, bytes, count);
         next_ += count;
     }
+    // INTENDED: components in the high byte alone, so white is a little grey to readers that
+    // scale 16 bits. Interchange mode reaches 65535, as the standard has it.
     void color_map(const RGBQUAD* colors, int32_t entries)
     {
-        for (int32_t i = 0; i < entries; ++i)
-            u16(uint32_t{colors[i].rgbRed} << 8);
-        for (int32_t i = 0; i < entries; ++i)
-            u16(uint32_t{colors[i].rgbGreen} << 8);
-        for (int32_t i = 0; i < entries; ++i)
-            u16(uint32_t{colors[i].rgbBlue} << 8);
+        const uint32_t scale = interchange_mode() ? 257 : 256;
+        for (BYTE RGBQUAD::*component : {&RGBQUAD::rgbRed, &RGBQUAD::rgbGreen, &RGBQUAD::rgbBlue})
+            for (int32_t i = 0; i < entries; ++i)
+                u16(colors[i].*component * scale);
     }
     uint32_t size() const { return static_cast<uint32_t>(next_ - start_); }
 

@@ -313,6 +313,11 @@ void expect_peer_sees(const char* name, int directory, const image_copy& meant)
         1);
     for (uint32_t& v : seen.colors)
         v = TIFFGetR(v) << 16 | TIFFGetG(v) << 8 | TIFFGetB(v);
+    // Of the map's 16 bits libtiff looks at the high ones; others do not.
+    uint16_t* map[3] = {};
+    if (TIFFGetField(tiff, TIFFTAG_COLORMAP, &map[0], &map[1], &map[2])) {
+        EXPECT_EQ(*std::max_element(map[0], map[0] + (1 << meant.bits)), 0xFFFF);
+    }
     char* date = nullptr;
     EXPECT_EQ(TIFFGetField(tiff, TIFFTAG_DATETIME, &date), 1);
     EXPECT_STREQ(date, "1992:11:24 00:00:00");
