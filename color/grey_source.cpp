@@ -8,11 +8,12 @@
 
 uint8_t grey_of_color(const RGBQUAD& color, int32_t bits, grey_rule rule)
 {
-    // INTENDED: only 8-bit entries are darkened; 4-bit ones have the weighted sum always.
-    if (rule == grey_rule::color_row && bits == 8)
-        return static_cast<uint8_t>(grey_of_entry(color));
-    if (rule == grey_rule::color_row) rule = grey_rule::weighted;
-    return grey_of_color(color.rgbBlue, color.rgbGreen, color.rgbRed, rule);
+    if (rule == grey_rule::percent)
+        return grey_percent(color.rgbBlue, color.rgbGreen, color.rgbRed);
+    // INTENDED: only 8-bit entries are darkened.
+    return static_cast<uint8_t>(bits == 8
+                                    ? grey_of_entry(color)
+                                    : weighted_grey(color.rgbRed, color.rgbGreen, color.rgbBlue));
 }
 
 grey_source::grey_source(const BITMAPINFOHEADER* header, grey_rule rule)

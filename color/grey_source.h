@@ -5,15 +5,15 @@
 #include "core/settings.h"
 
 /// INTENDED: the rules differ. Dithering to black and white takes the percentages
-/// (30 r + 59 g + 11 b) / 100; grey pictures and the ordered 16-colour dither take the grey of
-/// fetch_color_raster, which is darker and never reaches 255, or, with true tones, the plain
-/// weighted sum at every depth.
-enum class grey_rule { percent, color_row, weighted };
+/// (30 r + 59 g + 11 b) / 100, which leave greys as they are; grey pictures and the ordered
+/// 16-colour dither take them with true tones only, else the grey of fetch_color_raster,
+/// which is darker and never reaches 255.
+enum class grey_rule { percent, color_row };
 
 /// The rule of grey pictures and of the ordered 16-colour dither at present.
 inline grey_rule present_grey_rule()
 {
-    return true_tones() ? grey_rule::weighted : grey_rule::color_row;
+    return true_tones() ? grey_rule::percent : grey_rule::color_row;
 }
 
 /// Grey by percentages; 0 to 255.
@@ -28,11 +28,8 @@ uint8_t grey_of_color(const RGBQUAD& color, int32_t bits, grey_rule rule);
 /// Grey of a 24-bit pixel.
 inline uint8_t grey_of_color(uint8_t blue, uint8_t green, uint8_t red, grey_rule rule)
 {
-    switch (rule) {
-    case grey_rule::percent: return grey_percent(blue, green, red);
-    case grey_rule::weighted: return static_cast<uint8_t>(weighted_grey(red, green, blue));
-    default: return static_cast<uint8_t>(grey_of_pixel(blue, green, red));
-    }
+    return rule == grey_rule::percent ? grey_percent(blue, green, red)
+                                      : static_cast<uint8_t>(grey_of_pixel(blue, green, red));
 }
 
 /// Fills rows of grey values from rows of an image of 4, 8 or 24 bits.

@@ -91,9 +91,5 @@ template <int32_t start>
 
 [[gnu::target("ssse3")]] inline __m128i planes_grey(const pixel_planes& p, grey_rule rule)
 {
-    switch (rule) {
-    case grey_rule::percent: return planes_grey_percent(p);
-    case grey_rule::weighted: return planes_grey_weighted(p);
-    default: return planes_grey_of_color_row(p);
-    }
+    return rule == grey_rule::percent ? planes_grey_percent(p) : planes_grey_of_color_row(p);
 }

@@ -1,12 +1,15 @@
 // popularity.cpp - the 255 most frequent colours of a 24-bit picture and black as its colour
 // table, each pixel the nearest of them.
 //
-// Colours count by their four leading bits a channel: 4096 bins, red in the top nibble.
+// Colours count by their four leading bits a channel: 4096 bins, red in the top nibble. With
+// true tones a picture of at most 256 colours keeps them all.
 
+#include "color/few_colors.h"
 #include "core/image.h"
 #include "core/new_dib.h"
 #include "core/settings.h"
 
+#include <algorithm>
 #include <array>
 
 namespace {
@@ -97,10 +100,72 @@ private:
     std::array<uint16_t, bin_count> index_of_bin_;
 };
 
-void find_closest_pixel(nearest_cache& cache, const uint8_t* row, uint8_t* indices, int32_t width)
+using color_table = std::array<RGBQUAD, list_size>;
+
+// INTENDED: classic entries are the bins' own colours, whose low bits are 0.
+color_table colors_of_bins(const color_list& list)
 {
-    for (int32_t x = 0; x < width; ++x, row += 3)
-        indices[x] = cache.find(bin_of_pixel(row));
+    color_table colors;
+    for (size_t i = 0; i < list.size(); ++i)
+        colors[i] = color_of_bin(list[i]);
+    return colors;
+}
+
+// True tones: an entry becomes the mean of the pixels that it stands for.
+void take_means(const dib_lock& image, nearest_cache& cache, color_table& colors)
+{
+    struct sums {
+        uint64_t blue = 0, green = 0, red = 0, count = 0;
+    };
+    std::array<sums, list_size> of_entry{};
+    for (int32_t r = 0; r < image->height; ++r) {
+        const uint8_t* p = image.row(r);
+        for (int32_t x = 0; x < image->width; ++x, p += 3) {
+            sums& s = of_entry[cache.find(bin_of_pixel(p))];
+            s.blue += p[0];
+            s.green += p[1];
+            s.red += p[2];
+            ++s.count;
+        }
+    }
+    for (size_t i = 0; i < colors.size(); ++i) {
+        const sums& s = of_entry[i];
+        const auto mean = [&](uint64_t sum) {
+            return static_cast<BYTE>((sum + s.count / 2) / s.count);
+        };
+        if (s.count != 0) colors[i] = {mean(s.blue), mean(s.green), mean(s.red), 0};
+    }
+}
+
+// Gives the image 8 bits: the colours, and for each pixel what index_of says.
+template <class Index>
+int32_t install_indices(dib_lock& image, const color_table& colors, Index index_of)
+{
+    new_dib target(image.header());
+    target.set_size(image->width, image->height, 8);
+    std::copy(colors.begin(), colors.end(), target.colors());
+    if (int32_t err = target.create(); err < 0) return err;
+    for (int32_t r = 0; r < image->height; ++r) {
+        const uint8_t* p = image.row(r);
+        uint8_t* to = target.row(r);
+        for (int32_t x = 0; x < image->width; ++x, p += 3)
+            to[x] = index_of(p);
+    }
+    target.install(image, saved_colors::forget);
+    return 0;
+}
+
+int32_t take_most_frequent(dib_lock& image)
+{
+    color_counts counts;
+    color_list list;
+    perform_dib_hist(image, counts);
+    sort_colors(counts, list);
+    nearest_cache cache(list);
+    color_table colors = colors_of_bins(list);
+    if (true_tones()) take_means(image, cache, colors);
+    return install_indices(image, colors,
+                           [&](const uint8_t* p) { return cache.find(bin_of_pixel(p)); });
 }
 
 int32_t popularity_color(int32_t handle)
@@ -108,21 +173,11 @@ int32_t popularity_color(int32_t handle)
     dib_lock image(handle);
     if (image.error()) return image.error();
     if (image.header()->biBitCount != 24) return err_unsupported;
-    color_counts counts;
-    color_list list;
-    perform_dib_hist(image, counts);
-    sort_colors(counts, list);
-
-    new_dib target(image.header());
-    target.set_size(image->width, image->height, 8);
-    for (size_t i = 0; i < list.size(); ++i)
-        target.colors()[i] = color_of_bin(list[i]);
-    if (int32_t err = target.create(); err < 0) return err;
-    nearest_cache cache(list);
-    for (int32_t r = 0; r < image->height; ++r)
-        find_closest_pixel(cache, image.row(r), target.row(r), image->width);
-    target.install(image, saved_colors::forget);
-    return 0;
+    few_colors few;
+    if (true_tones() && few.collect(image))
+        return install_indices(image, few.colors(),
+                               [&](const uint8_t* p) { return few.index_of(p); });
+    return take_most_frequent(image);
 }
 
 } // namespace

@@ -23,12 +23,13 @@ inline int grey_percent(int color)
 
 inline int grey_weighted(int color, int bits)
 {
+    if (true_tones) return grey_percent(color);
     const auto widened = [&](int k) {
         const int v = channel(color, k);
-        return bits == 24 && v >= 128 && !true_tones ? v + 65280 : v;
+        return bits == 24 && v >= 128 ? v + 65280 : v;
     };
     const int l = (38 * widened(2) + 75 * widened(1) + 14 * widened(0)) >> 7 & 0xFFFF;
-    if (bits == 4 || true_tones) return l;
+    if (bits == 4) return l;
     return l > 40 ? (l - 40) & 0xFF : 0;
 }
 
@@ -143,24 +144,37 @@ inline picture diffusion_mono(const picture& p)
 
 inline picture popularity(const picture& p)
 {
-    std::vector<int> counts(4096), colors = {0};
-    const auto bin = [&](int x, int r) {
-        const int c = p.pixel(x, r);
+    const int pixels = p.width * p.height;
+    const auto color = [&](int i) { return p.pixel(i % p.width, i / p.width); };
+    std::vector<int> counts(4096), colors;
+    // Few colours stay.
+    for (int i = 0; true_tones && i < pixels && colors.size() <= 256; ++i)
+        if (std::find(colors.begin(), colors.end(), color(i)) == colors.end())
+            colors.push_back(color(i));
+    if (true_tones && colors.size() <= 256) {
+        const std::vector<int> all = colors;
+        colors.resize(256);
+        return each_pixel(p.width, p.height, 8, colors, [&](int x, int r) {
+            return int(std::find(all.begin(), all.end(), p.pixel(x, r)) - all.begin());
+        });
+    }
+    const auto bin = [](int c) {
         return channel(c, 2) / 16 * 256 + channel(c, 1) / 16 * 16 + channel(c, 0) / 16;
     };
     const auto color_of = [](int b) { return (b & 0xF00) << 12 | (b & 0xF0) << 8 | b % 16 * 16; };
-    for (int i = 0; i < p.width * p.height; ++i)
-        ++counts[bin(i % p.width, i / p.width)];
+    for (int i = 0; i < pixels; ++i)
+        ++counts[bin(color(i))];
     for (int& n : counts)
         n = true_tones ? n : n % 65536;
+    colors = {0};
     while (colors.size() < 256) {
         // The last of the largest.
         const auto best = std::max_element(counts.rbegin(), counts.rend());
         *best = 0;
         colors.push_back(color_of(static_cast<int>(counts.rend() - best) - 1));
     }
-    return each_pixel(p.width, p.height, 8, colors, [&](int x, int r) {
-        const int wanted = color_of(bin(x, r));
+    picture out = each_pixel(p.width, p.height, 8, colors, [&](int x, int r) {
+        const int wanted = color_of(bin(p.pixel(x, r)));
         const auto distance = [&](int c) {
             int sum = 0;
             for (int k = 0; k < 3; ++k)
@@ -171,6 +185,19 @@ inline picture popularity(const picture& p)
             colors.begin(), colors.end(), [&](int a, int b) { return distance(a) < distance(b); });
         return static_cast<int>(nearest - colors.begin());
     });
+    // Each entry the mean of its pixels.
+    for (int entry = 0; true_tones && entry < 256; ++entry) {
+        int n = 0, sums[3] = {};
+        for (int i = 0; i < pixels; ++i)
+            if (out.pixel(i % p.width, i / p.width) == entry) {
+                ++n;
+                for (int k = 0; k < 3; ++k)
+                    sums[k] += channel(color(i), k);
+            }
+        const auto mean = [&](int k) { return (sums[k] + n / 2) / n << 8 * k; };
+        if (n > 0) out.colors[entry] = mean(2) | mean(1) | mean(0);
+    }
+    return out;
 }
 
 inline picture fixed_palette(const picture& p)
