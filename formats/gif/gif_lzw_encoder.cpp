@@ -29,27 +29,30 @@ inline uint64_t load_eight(const uint8_t* p)
 // The strings of a stream. 0 in a slot means none: code 0 is a single pixel, and nothing leads
 // to those.
 struct gif_string_tree {
-    // A step of eight pixels from one anchor to the next; a cache that may forget.
+    // A step of eight pixels from one string to the next; a cache that may forget.
     struct leap {
         uint64_t pixels;
         uint32_t generation;
         uint16_t from, to;
     };
 
-    uint16_t pairs[256 * 256];  // codes of strings of two pixels
-    uint32_t slots[slot_count]; // hash table of the longer ones, key << 12 | code; an eighth full
-    // The last string on the way whose length is 1 more than a multiple of eight, and how
-    // many pixels the string has behind it.
-    uint16_t anchors[gif_code_count];
-    uint8_t steps[gif_code_count];
-    uint8_t leaps_begin[gif_code_count]; // 1: a leap from this anchor was recorded
+    // Where a key is, or the empty slot that is free for it: then the code is 0.
+    struct place {
+        uint32_t slot, code;
+    };
+
+    // Codes and keys apart, so that as much as possible of the hash table stays in the cache.
+    uint16_t slots[slot_count];          // hash table of codes, an eighth full
+    uint32_t keys[gif_code_count];       // of each code
+    uint8_t leaps_begin[gif_code_count]; // 1: a leap from this string was recorded
     leap leaps[1u << leap_bits];
     uint32_t generation;
 
-    void clear(uint32_t single_pixels);
-    uint32_t* gif_in_table(uint32_t prefix, uint8_t pixel);
-    void gif_add_table_entry(uint32_t prefix, uint32_t code);
-    void add_leap(uint32_t from, uint32_t to, const uint8_t* pixels);
+    void clear();
+    place gif_in_table(uint32_t key) const;
+    void gif_add_table_entry(uint32_t slot, uint32_t key, uint32_t code);
+    void add_leaps(uint32_t to);
+    uint32_t add_leap(uint32_t to);
     uint32_t find_leap(uint32_t from, const uint8_t* pixels) const;
     static uint32_t leap_index(uint32_t from, uint64_t pixels)
     {
@@ -57,40 +60,51 @@ struct gif_string_tree {
     }
 };
 
-void gif_string_tree::clear(uint32_t single_pixels)
+void gif_string_tree::clear()
 {
-    std::memset(pairs, 0, single_pixels * 256 * sizeof pairs[0]);
     std::memset(slots, 0, sizeof slots);
     std::memset(leaps_begin, 0, sizeof leaps_begin);
-    for (uint32_t i = 0; i < single_pixels; ++i) {
-        anchors[i] = static_cast<uint16_t>(i);
-        steps[i] = 0;
-    }
     ++generation;
 }
 
-// The slot that holds the string's code, or the empty one that is free for it.
-inline uint32_t* gif_string_tree::gif_in_table(uint32_t prefix, uint8_t pixel)
+inline gif_string_tree::place gif_string_tree::gif_in_table(uint32_t key) const
 {
-    const uint32_t key = key_of(prefix, pixel);
-    uint32_t slot = (prefix << (slot_bits - gif_widest_code) ^ pixel * 0x1E35u) & (slot_count - 1);
-    while (slots[slot] != 0 && slots[slot] >> gif_widest_code != key)
+    uint32_t slot = (key >> 8 << (slot_bits - gif_widest_code)) ^
+                    (key & 0xFF) * 0x9E3779B1u >> (32 - slot_bits);
+    uint32_t code = slots[slot];
+    while (code != 0 && keys[code] != key) {
         slot = (slot + 1) & (slot_count - 1);
-    return &slots[slot];
+        code = slots[slot];
+    }
+    return {slot, code};
 }
 
-inline void gif_string_tree::gif_add_table_entry(uint32_t prefix, uint32_t code)
+inline void gif_string_tree::gif_add_table_entry(uint32_t slot, uint32_t key, uint32_t code)
 {
-    steps[code] = (steps[prefix] + 1) % leap_pixels;
-    anchors[code] = steps[code] == 0 ? static_cast<uint16_t>(code) : anchors[prefix];
+    slots[slot] = static_cast<uint16_t>(code);
+    keys[code] = key;
 }
 
-void gif_string_tree::add_leap(uint32_t from, uint32_t to, const uint8_t* pixels)
+// Records the leap over the last eight pixels of a string.  Returns where it begins.
+uint32_t gif_string_tree::add_leap(uint32_t to)
 {
-    const uint64_t eight = load_eight(pixels);
+    uint32_t from = to;
+    uint64_t eight = 0;
+    for (uint32_t i = 0; i < leap_pixels; ++i) {
+        eight = eight << 8 | (keys[from] & 0xFF);
+        from = keys[from] >> 8;
+    }
     leaps[leap_index(from, eight)] = {eight, generation, static_cast<uint16_t>(from),
                                       static_cast<uint16_t>(to)};
     leaps_begin[from] = 1;
+    return from;
+}
+
+// Two at a time: strings without a second leap are those of photographs, in which looking for
+// the first one costs more than it saves.
+void gif_string_tree::add_leaps(uint32_t to)
+{
+    add_leap(add_leap(to));
 }
 
 inline uint32_t gif_string_tree::find_leap(uint32_t from, const uint8_t* pixels) const
@@ -125,7 +139,7 @@ gif_lzw_encoder::gif_lzw_encoder(byte_sink& sink, uint32_t code_size, gif_stream
 
 void gif_lzw_encoder::reset()
 {
-    tree_.as<gif_string_tree>()->clear(1u << code_size_);
+    tree_.as<gif_string_tree>()->clear();
     width_ = code_size_ + 1;
     width_limit_ = 1u << width_;
     next_code_ = (1u << code_size_) + 2;
@@ -146,48 +160,38 @@ void gif_lzw_encoder::pass_limit(uint32_t& next_code)
 
 void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
 {
-    const uint8_t* const start = pixels;
     const uint8_t* const end = pixels + count;
-    if (prefix_ == no_prefix && pixels != end) prefix_ = *pixels++;
+    if (prefix_ == no_prefix && pixels != end) {
+        prefix_ = *pixels++;
+        length_ = 1;
+    }
     // Locals, because the compiler must take every byte stored for a change of a member.
     gif_string_tree& tree = *tree_.as<gif_string_tree>();
     gif_block_writer::position position = position_;
-    const uint32_t single_pixels = 1u << code_size_;
     uint32_t next_code = next_code_;
     uint32_t prefix = prefix_;
-    bool found = found_;
+    // Of the string; a number, because it can have begun in an earlier row.
+    uintptr_t begin = reinterpret_cast<uintptr_t>(pixels) - length_;
     while (pixels != end) {
         if (tree.leaps_begin[prefix] && static_cast<size_t>(end - pixels) >= leap_pixels) {
             if (const uint32_t landing = tree.find_leap(prefix, pixels); landing != 0) {
                 prefix = landing;
-                found = true;
                 pixels += leap_pixels;
                 continue;
             }
         }
-        const uint8_t pixel = *pixels++;
-        if (prefix < single_pixels) {
-            uint16_t& pair = tree.pairs[key_of(prefix, pixel)];
-            found = pair != 0;
-            if (found) {
-                prefix = pair;
-                continue;
-            }
-            pair = static_cast<uint16_t>(next_code);
-        } else {
-            uint32_t& slot = *tree.gif_in_table(prefix, pixel);
-            found = slot != 0;
-            if (found) {
-                prefix = slot & (gif_code_count - 1);
-                continue;
-            }
-            slot = key_of(prefix, pixel) << gif_widest_code | next_code;
+        const uint32_t key = key_of(prefix, *pixels++);
+        const auto [slot, code] = tree.gif_in_table(key);
+        if (code != 0) {
+            prefix = code;
+            continue;
         }
+        tree.gif_add_table_entry(slot, key, next_code);
+        const uintptr_t length = reinterpret_cast<uintptr_t>(pixels) - begin;
+        if (length > 2 * leap_pixels && length % leap_pixels == 1) tree.add_leaps(next_code);
         position = blocks_.gif_writecode(position, prefix, width_);
-        tree.gif_add_table_entry(prefix, next_code);
-        if (tree.steps[next_code] == 0 && static_cast<size_t>(pixels - start) >= leap_pixels)
-            tree.add_leap(tree.anchors[prefix], next_code, pixels - leap_pixels);
-        prefix = pixel;
+        prefix = key & 0xFF;
+        begin = reinterpret_cast<uintptr_t>(pixels) - 1;
         if (next_code++ == width_limit_) {
             position_ = position;
             pass_limit(next_code);
@@ -197,12 +201,12 @@ void gif_lzw_encoder::put(const uint8_t* pixels, size_t count)
     position_ = position;
     next_code_ = next_code;
     prefix_ = prefix;
-    found_ = found;
+    length_ = reinterpret_cast<uintptr_t>(pixels) - begin;
 }
 
 void gif_lzw_encoder::finish()
 {
-    if (prefix_ != no_prefix && (found_ || end_ == gif_stream_end::published)) {
+    if (length_ > 1 || (length_ == 1 && end_ == gif_stream_end::published)) {
         write(prefix_);
         if (end_ == gif_stream_end::published && next_code_++ == width_limit_)
             pass_limit(next_code_);

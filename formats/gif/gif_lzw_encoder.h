@@ -83,5 +83,5 @@ private:
     uint32_t width_limit_ = 0; // the last code of this width
     uint32_t next_code_ = 0;
     uint32_t prefix_ = no_prefix;
-    bool found_ = false; // the last look-up found its string
+    size_t length_ = 0; // of the string that prefix_ stands for
 };
