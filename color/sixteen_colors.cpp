@@ -30,28 +30,41 @@ void put_nibble(uint8_t* row, int32_t x, int32_t index)
         row[x / 2] = static_cast<uint8_t>(index << 4);
 }
 
-int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t threshold)
+// When a pixel is bright: where its grey lies above a threshold by more than a lead.
+// INTENDED: the classic lead makes a part of white dark; true tones have none.
+struct bright_rule {
+    grey_rule grey;
+    int32_t lead;
+};
+
+bright_rule present_bright_rule()
+{
+    return {present_grey_rule(), true_tones() ? 0 : 40};
+}
+
+int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t led_grey, int32_t threshold)
 {
     return (b > threshold ? blue : 0) | (g > threshold ? green : 0) | (r > threshold ? red : 0) |
-           (grey > threshold + 40 ? bright : 0);
+           (led_grey > threshold ? bright : 0);
 }
 
 // Sixteen pixels at a time.  Returns how many of the row it did.
 [[gnu::target("ssse3")]] int32_t bayer_color_planes(const uint8_t* row, int32_t width, int32_t y,
-                                                    grey_rule rule, uint8_t* out)
+                                                    const bright_rule& rule, uint8_t* out)
 {
     alignas(16) uint8_t of_column[16];
     for (int32_t x = 0; x < 16; ++x)
         of_column[x] = bayer_matrix.at(x, y);
     const __m128i thresholds = _mm_load_si128(reinterpret_cast<const __m128i*>(of_column));
-    const __m128i zero = _mm_setzero_si128(), forty = _mm_set1_epi8(40);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i lead = _mm_set1_epi8(static_cast<char>(rule.lead));
     const __m128i high = _mm_set1_epi16(0xF0);
     int32_t x = 0;
     for (; x + 16 <= width; x += 16) {
         const pixel_planes p = load_planes(row + 3 * size_t(x));
-        // No threshold is 0, so a grey of 40 and less stays below.
+        // No threshold is 0, so a grey of the lead and less stays below.
         const __m128i values[] = {p.blue, p.green, p.red,
-                                  _mm_subs_epu8(planes_grey(p, rule), forty)};
+                                  _mm_subs_epu8(planes_grey(p, rule.grey), lead)};
         constexpr uint8_t bits[] = {blue, green, red, bright};
         __m128i index = zero;
         for (int32_t k = 0; k < 4; ++k) {
@@ -66,27 +79,30 @@ int32_t bayer_index(int32_t b, int32_t g, int32_t r, int32_t grey, int32_t thres
     return x;
 }
 
-void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, grey_rule rule, uint8_t* out)
+void bayer_color_24(const uint8_t* row, int32_t width, int32_t y, const bright_rule& rule,
+                    uint8_t* out)
 {
     int32_t x = has_byte_shuffles() ? bayer_color_planes(row, width, y, rule, out) : 0;
-    for (row += 3 * size_t(x); x < width; ++x, row += 3)
+    for (row += 3 * size_t(x); x < width; ++x, row += 3) {
+        const int32_t grey = grey_of_color(row[0], row[1], row[2], rule.grey);
         put_nibble(out, x,
-                   bayer_index(row[0], row[1], row[2], grey_of_color(row[0], row[1], row[2], rule),
-                               bayer_matrix.at(x, y)));
+                   bayer_index(row[0], row[1], row[2], grey - rule.lead, bayer_matrix.at(x, y)));
+    }
 }
 
 // The results of every colour-table entry at every place of the pattern.
 struct bayer_table {
     uint8_t index[8][8][256]; // by row, column, colour
 
-    void fill(const BITMAPINFOHEADER* header, grey_rule rule)
+    void fill(const BITMAPINFOHEADER* header, const bright_rule& rule)
     {
         for (int32_t i = 0; i < palette_entries(header->biBitCount); ++i) {
             const RGBQUAD& c = dib_colors(header)[i];
-            const int32_t grey = grey_of_color(c, header->biBitCount, rule);
+            const int32_t grey = grey_of_color(c, header->biBitCount, rule.grey);
             for (int32_t at = 0; at < 64; ++at)
-                index[at / 8][at % 8][i] = static_cast<uint8_t>(bayer_index(
-                    c.rgbBlue, c.rgbGreen, c.rgbRed, grey, bayer_matrix.at(at % 8, at / 8)));
+                index[at / 8][at % 8][i] = static_cast<uint8_t>(
+                    bayer_index(c.rgbBlue, c.rgbGreen, c.rgbRed, grey - rule.lead,
+                                bayer_matrix.at(at % 8, at / 8)));
         }
     }
 };
@@ -111,7 +127,7 @@ int32_t bayer_color(int32_t handle)
     scratch_block table(sizeof(bayer_table));
     new_dib target(image.header());
     if (!table || begin_sixteen(image, target) < 0) return err_memory;
-    const grey_rule rule = present_grey_rule();
+    const bright_rule rule = present_bright_rule();
     if (bits != 24) table.as<bayer_table>()->fill(image.header(), rule);
     for (int32_t r = 0; r < image->height; ++r)
         if (bits == 24)
@@ -187,8 +203,8 @@ int32_t diffusion_color(int32_t handle)
     for (int32_t r = 0; r < image->height; ++r) {
         dither_row(rows, target.row(r));
         // INTENDED: one row too far. From a height of 4 on, source row 2 is never used and
-        // the last row of the result repeats the last source row.
-        rows.feed(image.object(), 1, r + 3);
+        // the last row of the result repeats the last source row. True tones use each row.
+        rows.feed(image.object(), 1, r + (true_tones() ? 2 : 3));
     }
     target.install(image, saved_colors::forget);
     return 0;

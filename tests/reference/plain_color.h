@@ -229,7 +229,7 @@ inline picture bayer_color(const picture& p)
     return each_pixel(p.width, p.height, 4, sixteen_colors(), [&](int x, int r) {
         const int c = p.color(x, r), t = bayer[x % 8][r % 8];
         return 4 * (channel(c, 0) > t) + 2 * (channel(c, 1) > t) + (channel(c, 2) > t) +
-               8 * (grey_weighted(c, p.bits) > t + 40);
+               8 * (grey_weighted(c, p.bits) > t + (true_tones ? 0 : 40));
     });
 }
 
@@ -237,7 +237,9 @@ inline picture diffusion_color(const picture& p)
 {
     picture out(p.width, p.height, 4);
     out.colors = sixteen_colors();
-    const auto source_row = [&](int r) { return r < 2 ? r : std::min(r + 1, p.height - 1); };
+    const auto source_row = [&](int r) {
+        return r < 2 || true_tones ? r : std::min(r + 1, p.height - 1);
+    };
     return diffused(p, out, false, source_row, [](const int* v) {
         const bool bright = v[0] > 220 || v[1] > 220 || v[2] > 220;
         return 4 * (v[0] > 180) + 2 * (v[1] > 180) + (v[2] > 180) + 8 * bright;
