@@ -62,6 +62,7 @@ int32_t make_image(input& in)
 int32_t run(input& in, int32_t handle)
 {
     const uint8_t operation = in.byte();
+    IMGX_set_true_tones(operation >= 120);
     switch (operation % 20) {
     case 0: return IMG_color_gray(handle);
     case 1: return IMG_bayer_mono(handle);
