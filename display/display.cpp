@@ -65,8 +65,10 @@ int32_t IMG_STD IMG_display_bitmap(int32_t handle, HDC dc, int32_t x, int32_t y,
                                    int32_t height)
 {
     const io_scope scope;
-    dib_lock image(handle);
+    // On a printer the client's abort procedure runs, which may delete the image.
+    const lasting_lock image(handle);
     if (image.error()) return image.error();
+    set_display_rectangle(*find_image(handle), x, y, width, height);
     // INTENDED: 0 whatever the painter came to; a window that cannot be painted is no error
     // of the image's.
     paint_in_logical_units(image, dc, x, y, width, height);

@@ -232,23 +232,26 @@ int32_t paint_image_object_band(const dib_lock& image, HDC dc)
     return paint_bands(image, dc, plan, screen_style(dc, object, image.header()->biBitCount));
 }
 
+void set_display_rectangle(image_object& object, int32_t x, int32_t y, int32_t width,
+                           int32_t height)
+{
+    object.display_x = x;
+    object.display_y = y;
+    object.display_width = width;
+    object.display_height = height;
+}
+
 int32_t paint_in_logical_units(const dib_lock& image, HDC dc, int32_t x, int32_t y, int32_t width,
                                int32_t height)
 {
-    image_object& object = image.object();
     const RECT target = device_rectangle(dc, x, y, width, height);
-    object.display_x = target.left;
-    object.display_y = target.top;
-    object.display_width = target.right - target.left;
-    object.display_height = target.bottom - target.top;
+    set_display_rectangle(image.object(), target.left, target.top, target.right - target.left,
+                          target.bottom - target.top);
     int32_t result;
     {
         const device_units units(dc);
         result = paint_image_object_band(image, dc);
     }
-    object.display_x = x;
-    object.display_y = y;
-    object.display_width = width;
-    object.display_height = height;
+    set_display_rectangle(image.object(), x, y, width, height);
     return result;
 }

@@ -78,6 +78,10 @@ int32_t paint_bands(const dib_lock& image, HDC dc, const stretch_plan& plan,
 /// painted.  0, err_memory, or err_unsupported when the device refuses.
 int32_t paint_image_object_band(const dib_lock& image, HDC dc);
 
+/// Stores the display rectangle of a record.
+void set_display_rectangle(image_object& object, int32_t x, int32_t y, int32_t width,
+                           int32_t height);
+
 /// Sets the record's display rectangle, in logical units, and paints into it.
 int32_t paint_in_logical_units(const dib_lock& image, HDC dc, int32_t x, int32_t y, int32_t width,
                                int32_t height);

@@ -215,7 +215,7 @@ TEST(print, ends_with_the_job_that_the_user_stops)
 TEST(print, shows_the_image_of_the_call_whatever_the_abort_procedure_does)
 {
     for (const int32_t depth : {1, 32})
-        for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast})
+        for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast, IMG_display_bitmap})
             for (const bool deletes : {true, false}) {
                 SCOPED_TRACE(testing::Message() << depth << (deletes ? " deleted" : " turned"));
                 const test_picture picture(900, 700, 24); // large: its freed memory is gone
