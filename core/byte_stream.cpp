@@ -8,10 +8,26 @@
 
 byte_source::byte_source(HFILE file, uint32_t buffer_bytes)
     : file_(file), buffer_(buffer_bytes + slack_bytes), capacity_(buffer_bytes),
-      buffer_position_(img_tell(file))
+      start_position_(img_tell(file))
 {
-    next = end = buffer_.bytes();
+    next = end = start_ = buffer_.bytes();
     if (buffer_) std::memset(buffer_.bytes(), 0, slack_bytes);
+}
+
+// Memory is read where it is, except for its last bytes: they have no slack behind them.
+bool byte_source::extend_in_place()
+{
+    const size_t kept = available();
+    if (file_ != memory_file || reversed_ || (kept > 0 && start_ == buffer_.bytes())) return false;
+    const int64_t left = int64_t{img_extent(file_)} - img_tell(file_);
+    const int64_t count = std::min<int64_t>(left - int64_t{slack_bytes}, capacity_ - kept);
+    const uint8_t* const more =
+        count > 0 ? img_take_mem(file_, static_cast<int32_t>(count)) : nullptr;
+    if (!more) return false;
+    start_position_ = tell();
+    start_ = next = more - kept;
+    end = more + count;
+    return true;
 }
 
 bool byte_source::refill()
@@ -19,10 +35,11 @@ bool byte_source::refill()
     if (at_end_ || !buffer_) return false;
     const size_t kept = available();
     if (kept == capacity_) return false;
-    buffer_position_ = tell();
+    if (extend_in_place()) return true;
+    start_position_ = tell();
     uint8_t* const start = buffer_.bytes();
     std::memmove(start, next, kept);
-    next = start;
+    next = start_ = start;
     const int32_t got = img_read_mem(file_, start + kept, static_cast<int32_t>(capacity_ - kept));
     at_end_ = got <= 0;
     if (got < 0) failed_ = true;
@@ -65,18 +82,17 @@ void byte_source::skip(uint32_t count)
 
 void byte_source::seek(int32_t position)
 {
-    // What is in the buffer already is not read again: strips of a few hundred bytes lie side
-    // by side. The source itself goes back behind the buffer, for the next refill.
-    const int64_t place = int64_t{position} - buffer_position_;
-    if (buffer_ && place >= 0 && place <= end - buffer_.bytes()) {
-        next = buffer_.bytes() + place;
-        img_seek_mem(file_, buffer_position_ + static_cast<int32_t>(end - buffer_.bytes()),
-                     seek_from_start);
+    // What is in the window already is not read again: strips of a few hundred bytes lie side
+    // by side. The source itself goes back behind the window, for the next refill.
+    const int64_t place = int64_t{position} - start_position_;
+    if (buffer_ && place >= 0 && place <= end - start_) {
+        next = start_ + place;
+        img_seek_mem(file_, start_position_ + static_cast<int32_t>(end - start_), seek_from_start);
         return;
     }
     img_seek_mem(file_, position, seek_from_start);
-    next = end = buffer_.bytes();
-    buffer_position_ = position;
+    next = end = start_ = buffer_.bytes();
+    start_position_ = position;
     at_end_ = false;
 }
 

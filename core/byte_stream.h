@@ -6,8 +6,9 @@
 
 #include <cstring>
 
-/// A window on a byte source. The bytes from next up to end are unread; slack_bytes behind
-/// end can always be loaded (never trusted), so that wide loads need no test of their own.
+/// A window on a byte source: a buffer, or the memory itself where the source is memory. The
+/// bytes from next up to end are unread; slack_bytes behind end can always be loaded (never
+/// trusted), so that wide loads need no test of their own.
 class byte_source {
 public:
     static constexpr size_t slack_bytes = 64;
@@ -29,8 +30,7 @@ public:
     /// data end before; what there is stays available.
     bool ensure(size_t count) { return available() >= count || fill_to(count); }
 
-    /// Moves the unread bytes to the front and reads more behind them; false when nothing
-    /// more came.
+    /// Makes room behind the unread bytes and reads more there; false when nothing more came.
     bool refill();
 
     /// Copies count bytes out; returns how many there were.
@@ -40,16 +40,16 @@ public:
     void skip(uint32_t count);
 
     /// Position in the source of the byte at next.
-    int32_t tell() const { return buffer_position_ + static_cast<int32_t>(next - buffer_.bytes()); }
+    int32_t tell() const { return start_position_ + static_cast<int32_t>(next - start_); }
 
     /// Goes on at an absolute position.
     void seek(int32_t position);
 
-    /// The same, in the buffer where the position lies in it.
+    /// The same, in the window where the position lies in it.
     void seek_near(int32_t position)
     {
         const int64_t ahead = int64_t{position} - tell();
-        if (ahead < buffer_.bytes() - next || ahead > end - next)
+        if (ahead < start_ - next || ahead > end - next)
             seek(position);
         else
             next += ahead;
@@ -72,11 +72,13 @@ public:
 
 private:
     bool fill_to(size_t count);
+    bool extend_in_place();
 
     HFILE file_;
     scratch_block buffer_;
-    uint32_t capacity_;
-    int32_t buffer_position_ = 0; // of the first byte in the buffer
+    uint32_t capacity_;              // of the window too
+    const uint8_t* start_ = nullptr; // of the window
+    int32_t start_position_ = 0;     // in the source
     bool at_end_ = false;
     bool reversed_ = false;
     bool failed_ = false;

@@ -114,6 +114,7 @@ TEST(byte_source, gives_the_same_bytes_with_every_buffer_size)
         in.skip(UINT32_MAX);
         EXPECT_EQ(in.get(), -1);
     }
+    EXPECT_TRUE(bytes == counting(1000)) << "the slack is not made in the client's memory";
 }
 
 TEST(byte_sink, remembers_a_short_write)
