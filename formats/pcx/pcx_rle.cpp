@@ -22,14 +22,13 @@ inline size_t literal_count(__m128i bytes)
     return static_cast<size_t>(std::countr_zero(run_marks(bytes) | 1u << wide));
 }
 
-inline void write_run(uint8_t* to, uint8_t value, size_t count)
+// What eight runs in a row make, as smooth pictures have them; 0 where there is another item.
+inline size_t eight_runs(__m128i bytes)
 {
-    const __m128i bytes = _mm_set1_epi8(static_cast<char>(value));
-    store_16(to, bytes);
-    if (count <= wide) return;
-    store_16(to + 16, bytes);
-    store_16(to + 32, bytes);
-    store_16(to + 48, bytes);
+    if ((run_marks(bytes) & 0x5555) != 0x5555) return 0;
+    const __m128i sums =
+        _mm_sad_epu8(_mm_and_si128(bytes, _mm_set1_epi16(pcx_longest_run)), _mm_setzero_si128());
+    return static_cast<size_t>(_mm_cvtsi128_si32(sums) + _mm_extract_epi16(sums, 4));
 }
 
 // Bytes in front of the first run that is worth its two bytes: three equal bytes, or two that
@@ -79,6 +78,7 @@ size_t pcx_decoder::decode_runs(uint8_t* to, size_t count)
     to += carried;
     pending_ -= carried;
 
+    uint8_t value = value_;
     while (to < stop && (in_.ensure(2) || in_.available() > 0)) {
         const uint8_t* p = in_.next;
         const uint8_t* const end = in_.end;
@@ -92,17 +92,18 @@ size_t pcx_decoder::decode_runs(uint8_t* to, size_t count)
                 to += n;
             } else {
                 if (end - p < 2) break;
-                const size_t n = *p & 0x3F;
-                value_ = p[1];
-                write_run(to, value_, n);
+                value = p[1];
+                // As much as the longest run: a test of the length costs more than the stores.
+                spread_byte(to, value, pcx_longest_run);
+                to += *p & pcx_longest_run;
                 p += 2;
-                to += n;
             }
         }
         const bool stuck = p == in_.next; // a run mark without its value byte
         in_.next = p;
         if (stuck && !in_.refill()) break;
     }
+    value_ = value;
     if (to > stop) {
         pending_ = static_cast<size_t>(to - stop);
         to = stop;
@@ -127,15 +128,23 @@ bool pcx_decoder::skip(uint64_t count)
     while (done < count && (in_.ensure(2) || in_.available() > 0)) {
         const uint8_t* p = in_.next;
         while (done < count && p < in_.end) {
+            const __m128i bytes = load_16(p);
+            if (count - done > 8 * pcx_longest_run && static_cast<size_t>(in_.end - p) >= wide) {
+                if (const size_t made = eight_runs(bytes); made > 0) {
+                    done += made;
+                    p += wide;
+                    continue;
+                }
+            }
             if (*p < pcx_run_mark) {
                 const size_t n = static_cast<size_t>(
-                    std::min({uint64_t{literal_count(load_16(p))},
-                              static_cast<uint64_t>(in_.end - p), count - done}));
+                    std::min({uint64_t{literal_count(bytes)}, static_cast<uint64_t>(in_.end - p),
+                              count - done}));
                 p += n;
                 done += n;
             } else {
                 if (in_.end - p < 2) break;
-                done += *p & 0x3F;
+                done += *p & pcx_longest_run;
                 p += 2;
             }
         }
