@@ -31,6 +31,15 @@ inline void ccitt_store_word(uint8_t* p, ccitt_machine_word word)
     std::memcpy(p, &word, sizeof word);
 }
 
+/// Of a word that is not 0: std::countr_zero would look for that too.
+inline uint32_t ccitt_trailing_zeros(ccitt_machine_word word)
+{
+    if constexpr (sizeof(word) == 8)
+        return static_cast<uint32_t>(__builtin_ctzll(word));
+    else
+        return static_cast<uint32_t>(__builtin_ctz(static_cast<unsigned>(word)));
+}
+
 /// Reverses the bits of every byte: bit i to bit 7 - i (FillOrder 2).
 inline void tiff_rvrsbyt(uint8_t* bytes, size_t count)
 {

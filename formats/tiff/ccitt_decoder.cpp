@@ -20,12 +20,15 @@ constexpr int32_t eol_search_codes = 2000;
 
 constexpr uint32_t word_bits = ccitt_word_bits;
 constexpr uint32_t horizontal_bits = 3;
+constexpr uint32_t horizontal_code = 1;
 constexpr uint32_t pass_bits = 4;
 // Vertical modes taken from one window, so that a horizontal mode behind them finds its first
 // codes there too.
 constexpr uint32_t modes_per_refill =
     (ccitt_bit_window::refilled_bits - horizontal_bits - ccitt_longest_code) / ccitt_longest_mode;
 static_assert(modes_per_refill >= 1);
+constexpr uint32_t dense_look_ups_per_refill =
+    ccitt_bit_window::refilled_bits / ccitt_dense_look_ahead;
 constexpr uint32_t look_ups_per_refill = ccitt_bit_window::refilled_bits / ccitt_longest_code;
 static_assert(look_ups_per_refill >= 1);
 
@@ -65,6 +68,7 @@ struct ccitt_decoder::line_state {
     uint32_t* elements;
     ccitt_machine_word* toggles;
     uint32_t count = 0;
+    bool is_dense = false;      // all of it is in the dense rows instead
     uint32_t last = UINT32_MAX; // last element
     uint32_t end = 0;           // where the runs of a one-dimensional row ended
     uint32_t word = UINT32_MAX; // of the last change; this: there was none
@@ -117,15 +121,24 @@ int32_t ccitt_decoder::prepare(HFILE file, int32_t first_row)
         row_words_ = (width_ + word_bits - 1) / word_bits;
         const size_t bytes = size_t{row_words_} * sizeof(ccitt_machine_word);
         if (!source_.allocate() || !toggles_.allocate(bytes) || !coding_.grow(2) ||
-            !reference_.grow(2) || !row_.allocate(bytes))
+            !reference_.grow(2) || !row_.allocate(bytes) || !dense_.allocate(width_))
             return err_memory;
     }
     std::memset(toggles_.bytes(), 0, toggles_.size());
     // INTENDED: the reference line lives on from strip to strip; T.6 as TIFF 6.0 section 11
     // uses it starts every strip with a white one, which interchange mode follows.
-    if (first_strip || first_row == 0 || options_.interchange) reference_.close(0, width_);
+    if (first_strip || first_row == 0 || options_.interchange) {
+        reference_.close(0, width_);
+        reference_count_ = 0;
+        is_dense_ = false;
+    }
     window_ = source_.start(file, options_.fill_order == 2);
     return 0;
+}
+
+ccitt_machine_word ccitt_decoder::white_bits() const
+{
+    return options_.photometric == photometric_white_is_zero ? 0 : ~ccitt_machine_word{0};
 }
 
 ccitt_decoder::line_state ccitt_decoder::begin_line()
@@ -133,10 +146,18 @@ ccitt_decoder::line_state ccitt_decoder::begin_line()
     return {coding_.elements(), toggles_.as<ccitt_machine_word>()};
 }
 
-void ccitt_decoder::make_reference(uint32_t count)
+// Paints a line of two-dimensional data and makes it the reference line.
+void ccitt_decoder::end_line(const line_state& line)
 {
-    coding_.close(count, width_);
+    is_dense_ = line.is_dense;
+    if (line.is_dense) {
+        reference_count_ = dense_.end_line(row_.bytes(), white_bits());
+        return;
+    }
+    reference_count_ = line.count;
+    coding_.close(line.count, width_);
     coding_.swap(reference_);
+    wrthl_all(line);
 }
 
 // One-dimensional rows, compressions 2 and 3.
@@ -167,8 +188,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip(int32_t rows, int32_t first_row,
         const row_end end = decode_row_2d(line);
         if (end == row_end::no_memory) return err_memory;
         if (end != row_end::complete) return 0;
-        make_reference(line.count);
-        wrthl_all(line);
+        end_line(line);
         if (int32_t err = output.put(row_.bytes(), first_row + i, row_bytes_); err < 0) return err;
     }
     return 0;
@@ -185,8 +205,7 @@ int32_t ccitt_decoder::decode_g4_huff_strip_2d(int32_t rows, int32_t first_row,
         const row_end end = decode_tagged_row(line);
         if (end == row_end::no_memory) return err_memory;
         if (end == row_end::data_end) return 0;
-        make_reference(line.count);
-        wrthl_all(line);
+        end_line(line);
         if (int32_t err = output.put(row_.bytes(), first_row + i, row_bytes_); err < 0) return err;
     }
     return 0;
@@ -263,7 +282,22 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_1d(line_state& result)
     return end;
 }
 
-ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& result)
+// In the form of lines that suits the reference line.
+ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& line)
+{
+    line.is_dense = ccitt_dense_rows::suit(reference_count_, width_, is_dense_);
+    if (line.is_dense && !is_dense_) {
+        dense_.set_reference(reference_.elements(), reference_count_);
+    } else if (!line.is_dense && is_dense_) {
+        if (!reference_.grow(reference_count_)) return row_end::no_memory;
+        dense_.get_reference(reference_.elements());
+        reference_.close(reference_count_, width_);
+    }
+    is_dense_ = line.is_dense;
+    return line.is_dense ? decode_row_dense() : decode_row_sparse(line);
+}
+
+ccitt_decoder::row_end ccitt_decoder::decode_row_sparse(line_state& result)
 {
     const uint32_t width = width_;
     ccitt_bit_window window = window_;
@@ -331,6 +365,59 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& result)
 row_done:
     if (end != row_end::complete) ++faults_;
     result = line;
+    window_ = window;
+    return end;
+}
+
+ccitt_decoder::row_end ccitt_decoder::decode_row_dense()
+{
+    ccitt_bit_window window = window_;
+    ccitt_dense_line line = dense_.begin_line();
+    row_end end = row_end::complete;
+    for (;;) {
+        window.refill(source_);
+        for (uint32_t i = 0; i < dense_look_ups_per_refill; ++i) {
+            const ccitt_dense_modes& modes = ccitt_dense_table[window.peek(ccitt_dense_look_ahead)];
+            if (modes.first_length == 0) break;
+            const ccitt_bit_window before = window;
+            window.consume(modes.length);
+            if (!line.move(modes.first) && !line.move_far(modes.first)) {
+                window = before;
+                window.consume(modes.first_length);
+                goto row_done;
+            }
+            if (modes.length == modes.first_length) break;
+            if (!line.move(modes.second) && !line.move_far(modes.second)) goto row_done;
+        }
+        window.refill(source_);
+        while (window.peek(horizontal_bits) == horizontal_code) {
+            window.consume(horizontal_bits);
+            const uint32_t color = line.color();
+            const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
+            uint32_t runs[2] = {entry.first_run(), entry.second_run()};
+            if (entry.kind() == ccitt_kind::pair) [[likely]] {
+                window.consume(entry.length());
+            } else {
+                ccitt_bit_window own = window; // so that the other one stays in registers
+                runs[0] = runs[1] = 0;
+                const bool found = read_runs(own, color, runs);
+                window = own;
+                if (!found) {
+                    end = row_end::data_end;
+                    goto row_done;
+                }
+            }
+            if (!line.add_runs(runs[0], runs[1])) goto row_done;
+            window.refill(source_);
+        }
+        if (ccitt_mode_table[window.peek(ccitt_longest_mode)].mode == ccitt_mode::none) {
+            end = row_end::no_mode;
+            break;
+        }
+    }
+row_done:
+    if (end != row_end::complete) ++faults_;
+    line.finish();
     window_ = window;
     return end;
 }
@@ -426,8 +513,7 @@ void ccitt_decoder::wrthl_all(const line_state& line)
 {
     auto* const toggles = toggles_.as<ccitt_machine_word>();
     uint8_t* to = row_.bytes();
-    const ccitt_machine_word white =
-        options_.photometric == photometric_white_is_zero ? 0 : ~ccitt_machine_word{0};
+    const ccitt_machine_word white = white_bits();
     if (line.word == UINT32_MAX) { // no change at all
         std::memset(to, static_cast<int>(white & 0xFF), row_.size());
         return;

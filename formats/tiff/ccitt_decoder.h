@@ -2,7 +2,7 @@
 // and T.6 (Group 4), strip by strip, into 1-bit DIB rows.
 #pragma once
 
-#include "formats/tiff/ccitt_bits.h"
+#include "formats/tiff/ccitt_dense.h"
 #include "formats/tiff/tiff_struct.h"
 
 /// What a page of fax codes needs to be decoded; the values are those of the TIFF tags.
@@ -63,14 +63,17 @@ private:
     int32_t decode_g4_huff_strip_2d(int32_t rows, int32_t first_row, const row_output& output);
     line_state begin_line();
     template <bool keeps_changes> row_end decode_row_1d(line_state& result);
-    row_end decode_row_2d(line_state& result);
+    row_end decode_row_2d(line_state& line);
+    row_end decode_row_sparse(line_state& result);
+    row_end decode_row_dense();
     row_end decode_tagged_row(line_state& line);
     bool read_runs(ccitt_bit_window& window, uint32_t color, uint32_t (&runs)[2]);
     bool read_run(ccitt_bit_window& window, uint32_t color, uint32_t& run);
     int32_t getmcode(uint32_t color);
     eol_search find_eol(int32_t codes);
-    void make_reference(uint32_t count);
+    void end_line(const line_state& line);
     void wrthl_all(const line_state& line);
+    ccitt_machine_word white_bits() const;
 
     bool is_huffman() const { return options_.compression == tiff_huffman; }
 
@@ -83,6 +86,9 @@ private:
     ccitt_bit_window window_;
     ccitt_changes coding_;
     ccitt_changes reference_;
+    ccitt_dense_rows dense_;
+    bool is_dense_ = false; // the reference line is there
+    uint32_t reference_count_ = 0;
     // Where the colour changes in the line so far, all bits of a word from there on are
     // turned over; all 0 between rows.
     scratch_block toggles_;

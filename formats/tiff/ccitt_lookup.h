@@ -3,6 +3,7 @@
 // both: a make-up code with its terminating code, or the terminating codes of two runs.
 #pragma once
 
+#include "formats/tiff/ccitt_bits.h"
 #include "formats/tiff/ccitt_codes.h"
 
 enum class ccitt_kind : uint32_t {
@@ -104,3 +105,42 @@ constexpr auto ccitt_make_mode_table()
     return table;
 }
 inline constexpr auto ccitt_mode_table = ccitt_make_mode_table();
+
+/// What a vertical or a pass mode does to a dense line.
+struct ccitt_dense_mode {
+    int8_t turns; // -1 for a vertical mode, 0 for a pass mode
+    int8_t offset;
+};
+/// Up to two of them.
+struct ccitt_dense_modes {
+    ccitt_dense_mode first, second;
+    uint8_t first_length; // 0: there is none
+    uint8_t length;       // as first_length: there is no second one
+};
+
+inline constexpr int ccitt_dense_look_ahead = 12;
+
+constexpr auto ccitt_make_dense_table()
+{
+    std::array<ccitt_dense_modes, 1 << ccitt_dense_look_ahead> table{};
+    const auto is_dense = [](const ccitt_mode_entry& mode) {
+        return mode.mode == ccitt_mode::vertical || mode.mode == ccitt_mode::pass;
+    };
+    const auto dense = [](const ccitt_mode_entry& mode) {
+        return ccitt_dense_mode{static_cast<int8_t>(mode.mode == ccitt_mode::vertical ? -1 : 0),
+                                mode.offset};
+    };
+    for (uint32_t i = 0; i < table.size(); ++i) {
+        constexpr int spare = ccitt_dense_look_ahead - ccitt_longest_mode;
+        const ccitt_mode_entry first = ccitt_mode_table[i >> spare];
+        if (!is_dense(first)) continue;
+        const uint32_t behind = i << first.length & (table.size() - 1);
+        const ccitt_mode_entry second = ccitt_mode_table[behind >> spare];
+        const int length = first.length + second.length;
+        const bool both = is_dense(second) && length <= ccitt_dense_look_ahead;
+        table[i] = {dense(first), dense(second), first.length,
+                    static_cast<uint8_t>(both ? length : first.length)};
+    }
+    return table;
+}
+inline constexpr auto ccitt_dense_table = ccitt_make_dense_table();
