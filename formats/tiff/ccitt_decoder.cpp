@@ -68,7 +68,7 @@ struct ccitt_decoder::line_state {
     uint32_t* elements;
     ccitt_machine_word* toggles;
     uint32_t count = 0;
-    bool is_dense = false;      // all of it is in the dense rows instead
+    bool in_words = false;      // all of it is in pixels_ instead
     uint32_t last = UINT32_MAX; // last element
     uint32_t end = 0;           // where the runs of a one-dimensional row ended
     uint32_t word = UINT32_MAX; // of the last change; this: there was none
@@ -121,7 +121,8 @@ int32_t ccitt_decoder::prepare(HFILE file, int32_t first_row)
         row_words_ = (width_ + word_bits - 1) / word_bits;
         const size_t bytes = size_t{row_words_} * sizeof(ccitt_machine_word);
         if (!source_.allocate() || !toggles_.allocate(bytes) || !coding_.grow(2) ||
-            !reference_.grow(2) || !row_.allocate(bytes) || !dense_.allocate(width_))
+            !reference_.grow(2) || !row_.allocate(bytes) || !pixels_.allocate(bytes) ||
+            !allocate_rows(reference_words_, sizeof(ccitt_change_word), size_t{row_words_} + 1))
             return err_memory;
     }
     std::memset(toggles_.bytes(), 0, toggles_.size());
@@ -130,7 +131,7 @@ int32_t ccitt_decoder::prepare(HFILE file, int32_t first_row)
     if (first_strip || first_row == 0 || options_.interchange) {
         reference_.close(0, width_);
         reference_count_ = 0;
-        is_dense_ = false;
+        has_words_ = false;
     }
     window_ = source_.start(file, options_.fill_order == 2);
     return 0;
@@ -149,9 +150,12 @@ ccitt_decoder::line_state ccitt_decoder::begin_line()
 // Paints a line of two-dimensional data and makes it the reference line.
 void ccitt_decoder::end_line(const line_state& line)
 {
-    is_dense_ = line.is_dense;
-    if (line.is_dense) {
-        reference_count_ = dense_.end_line(row_.bytes(), white_bits());
+    has_words_ = line.in_words;
+    if (has_words_) {
+        auto* const pixels = pixels_.as<ccitt_machine_word>();
+        reference_count_ =
+            ccitt_find_changes(pixels, width_, reference_words_.as<ccitt_change_word>());
+        paint_words();
         return;
     }
     reference_count_ = line.count;
@@ -282,22 +286,23 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_1d(line_state& result)
     return end;
 }
 
-// In the form of lines that suits the reference line.
+// In the form that suits the reference line.
 ccitt_decoder::row_end ccitt_decoder::decode_row_2d(line_state& line)
 {
-    line.is_dense = ccitt_dense_rows::suit(reference_count_, width_, is_dense_);
-    if (line.is_dense && !is_dense_) {
-        dense_.set_reference(reference_.elements(), reference_count_);
-    } else if (!line.is_dense && is_dense_) {
+    auto* const words = reference_words_.as<ccitt_change_word>();
+    line.in_words = ccitt_suits_words(reference_count_, width_, has_words_);
+    if (line.in_words && !has_words_) {
+        ccitt_changes_of_list(reference_.elements(), reference_count_, width_, words);
+    } else if (!line.in_words && has_words_) {
         if (!reference_.grow(reference_count_)) return row_end::no_memory;
-        dense_.get_reference(reference_.elements());
+        ccitt_list_changes(words, width_, reference_.elements());
         reference_.close(reference_count_, width_);
     }
-    is_dense_ = line.is_dense;
-    return line.is_dense ? decode_row_dense() : decode_row_sparse(line);
+    has_words_ = line.in_words;
+    return has_words_ ? decode_words_2d() : decode_list_2d(line);
 }
 
-ccitt_decoder::row_end ccitt_decoder::decode_row_sparse(line_state& result)
+ccitt_decoder::row_end ccitt_decoder::decode_list_2d(line_state& result)
 {
     const uint32_t width = width_;
     ccitt_bit_window window = window_;
@@ -369,10 +374,11 @@ row_done:
     return end;
 }
 
-ccitt_decoder::row_end ccitt_decoder::decode_row_dense()
+ccitt_decoder::row_end ccitt_decoder::decode_words_2d()
 {
     ccitt_bit_window window = window_;
-    ccitt_dense_line line = dense_.begin_line();
+    ccitt_dense_line line(reference_words_.as<ccitt_change_word>(),
+                          pixels_.as<ccitt_machine_word>(), width_);
     row_end end = row_end::complete;
     for (;;) {
         window.refill(source_);
@@ -506,6 +512,17 @@ ccitt_decoder::eol_search ccitt_decoder::find_eol(int32_t codes)
         ++faults_;
     }
     return eol_search::too_far;
+}
+
+// Writes out the row that was decoded in words.
+void ccitt_decoder::paint_words()
+{
+    const auto* const pixels = pixels_.as<ccitt_machine_word>();
+    auto* const row = row_.as<ccitt_machine_word>();
+    const ccitt_machine_word white = white_bits();
+    for (uint32_t i = 0; i < row_words_; ++i)
+        row[i] = pixels[i] ^ white;
+    tiff_rvrsbyt(row_.bytes(), row_.size());
 }
 
 // Paints the row: every change of colour turns over all bits behind it.

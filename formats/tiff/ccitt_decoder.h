@@ -64,14 +64,15 @@ private:
     line_state begin_line();
     template <bool keeps_changes> row_end decode_row_1d(line_state& result);
     row_end decode_row_2d(line_state& line);
-    row_end decode_row_sparse(line_state& result);
-    row_end decode_row_dense();
+    row_end decode_list_2d(line_state& result);
+    row_end decode_words_2d();
     row_end decode_tagged_row(line_state& line);
     bool read_runs(ccitt_bit_window& window, uint32_t color, uint32_t (&runs)[2]);
     bool read_run(ccitt_bit_window& window, uint32_t color, uint32_t& run);
     int32_t getmcode(uint32_t color);
     eol_search find_eol(int32_t codes);
     void end_line(const line_state& line);
+    void paint_words();
     void wrthl_all(const line_state& line);
     ccitt_machine_word white_bits() const;
 
@@ -86,9 +87,11 @@ private:
     ccitt_bit_window window_;
     ccitt_changes coding_;
     ccitt_changes reference_;
-    ccitt_dense_rows dense_;
-    bool is_dense_ = false; // the reference line is there
-    uint32_t reference_count_ = 0;
+    // The lines in words, while has_words_.
+    scratch_block pixels_;
+    scratch_block reference_words_;
+    bool has_words_ = false;
+    uint32_t reference_count_ = 0; // of changing elements
     // Where the colour changes in the line so far, all bits of a word from there on are
     // turned over; all 0 between rows.
     scratch_block toggles_;

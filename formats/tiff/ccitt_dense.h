@@ -13,7 +13,28 @@ struct ccitt_change_word {
     ccitt_machine_word from[2];
 };
 
-/// The coding line, a value for the routine's own variables. The word in work is the one that
+/// Finds the changes of a line of words, 1 bits black, the first pixel in bit 0; returns how
+/// many. Bits behind the width may hold anything; they are cleared.
+uint32_t ccitt_find_changes(ccitt_machine_word* pixels, uint32_t width, ccitt_change_word* changes);
+/// From a list of changing elements, and back to one.
+void ccitt_changes_of_list(const uint32_t* elements, uint32_t count, uint32_t width,
+                           ccitt_change_word* changes);
+void ccitt_list_changes(const ccitt_change_word* changes, uint32_t width, uint32_t* elements);
+
+/// Words that a line of pixels, and but for the closing word one of changes, has.
+inline uint32_t ccitt_words_of(uint32_t width)
+{
+    return (width + ccitt_word_bits - 1) / ccitt_word_bits;
+}
+
+/// Whether words are faster than a list for a reference line of so many elements. A page
+/// between the two keeps what it has got: turning one into the other costs more.
+inline bool ccitt_suits_words(uint32_t elements, uint32_t width, bool has_words)
+{
+    return elements > width / (has_words ? 6 : 3);
+}
+
+/// The coding line of a decoder, a value for the routine's own variables. The word in work is the one that
 /// a0 lies in.
 class ccitt_dense_line {
 public:
@@ -145,35 +166,4 @@ private:
     ccitt_machine_word changes_ = 0;  // of the reference line, those that can be b1
     ccitt_machine_word all_changes_ = 0;
     ccitt_machine_word turned_ = 0; // pixels, as if the colour did not change any more
-};
-
-/// The two lines of a page.
-class ccitt_dense_rows {
-public:
-    /// Whether words are faster than a list for a reference line of so many elements. A page
-    /// between the two keeps what it has got: turning one into the other costs more.
-    static bool suit(uint32_t elements, uint32_t width, bool have_words)
-    {
-        return elements > width / (have_words ? 6 : 3);
-    }
-
-    /// False when memory ran out.
-    bool allocate(uint32_t width);
-
-    ccitt_dense_line begin_line() const;
-    /// The coding line, finished, becomes the reference line and goes to row, packed as bytes
-    /// of the first pixel on top. Returns how many changing elements it has.
-    ///   white  the bits of white pixels, and of the padding
-    uint32_t end_line(uint8_t* row, ccitt_machine_word white);
-
-    void set_reference(const uint32_t* elements, uint32_t count);
-    void get_reference(uint32_t* elements) const;
-
-private:
-    ccitt_change_word* reference() const { return reference_.as<ccitt_change_word>(); }
-
-    uint32_t width_ = 0;
-    uint32_t words_ = 0;
-    scratch_block reference_;
-    scratch_block pixels_;
 };

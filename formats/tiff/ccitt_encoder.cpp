@@ -6,7 +6,7 @@
 #include "formats/tiff/ccitt_encoder.h"
 
 #include "formats/tiff/ccitt_bit_writer.h"
-#include "formats/tiff/ccitt_bits.h"
+#include "formats/tiff/ccitt_dense.h"
 
 #include <algorithm>
 
@@ -99,6 +99,143 @@ constexpr pair_table make_pairs(ccitt_color color)
 }
 constexpr std::array<pair_table, 2> pair_words = {make_pairs(ccitt_white), make_pairs(ccitt_black)};
 
+// Vertical modes by a1 - b1 + 3, then the pass mode.
+constexpr uint32_t pass_index = vertical_words.size();
+constexpr auto make_mode_words()
+{
+    std::array<ccitt_word, pass_index + 1> words{};
+    std::copy(vertical_words.begin(), vertical_words.end(), words.begin());
+    words[pass_index] = pass_word;
+    return words;
+}
+constexpr auto mode_words = make_mode_words();
+
+// What T.6 has for a line from a0 on: one of mode_words, or a horizontal mode and its runs.
+struct line_step {
+    uint32_t index;
+    uint32_t color;
+    uint32_t runs[2];
+};
+
+// A line of many changes, coded from words. The word in work is the one that a0 lies in;
+// positions are counted from it on.
+class dense_line {
+public:
+    static constexpr uint32_t horizontal = pass_index + 1, elsewhere = pass_index + 2;
+
+    dense_line(const ccitt_change_word* coding, const ccitt_change_word* reference, uint32_t width)
+        : coding_(coding), reference_(reference), left_(width)
+    {
+        load();
+    }
+    bool ended() const { return left_ == 0; }
+
+    // The index of the next mode, and a0 goes behind it, without a branch that depends on which
+    // one it is. For horizontal, and for elsewhere, where this word alone does not tell the
+    // mode, nothing is done.
+    uint32_t next_near()
+    {
+        const ccitt_machine_word a1_on = coding_word_ & ahead_, b1_on = above_ & ahead_;
+        if (a1_on == 0 || b1_on == 0) [[unlikely]]
+            return elsewhere;
+        const uint32_t offset = ccitt_trailing_zeros(a1_on) - ccitt_trailing_zeros(b1_on) + 3;
+        const ccitt_machine_word behind_b1 = b1_on ^ (0 - b1_on);
+        // Where b2 is when it comes in front of a1.
+        const ccitt_machine_word passed = (above_ ^ all_above_) & behind_b1 & (a1_on - 1) & ~a1_on;
+        if (offset >= pass_index && passed == 0) return horizontal;
+        const ccitt_machine_word turns = passed != 0 ? 0 : ones;
+        const ccitt_machine_word at_a1 = a1_on & (0 - a1_on);
+        a0_ = ccitt_trailing_zeros(passed | at_a1);
+        // A pass mode goes on to b1 here: the next b1 is found from there as from b2.
+        ahead_ = passed != 0 ? behind_b1 : a1_on ^ (0 - a1_on);
+        above_ ^= all_above_ & turns;
+        color_ ^= turns & 1;
+        return passed != 0 ? pass_index : offset;
+    }
+
+    // The runs of a horizontal mode; false, and nothing done, where they leave the word.
+    bool runs_near(line_step& step)
+    {
+        const ccitt_machine_word a1_on = coding_word_ & ahead_, a2_on = a1_on & (a1_on - 1);
+        if (a2_on == 0) [[unlikely]]
+            return false;
+        const uint32_t a1 = ccitt_trailing_zeros(a1_on), a2 = ccitt_trailing_zeros(a2_on);
+        step = {horizontal, color_, {a1 - a0_, a2 - a1}};
+        a0_ = a2;
+        ahead_ = a2_on ^ (0 - a2_on);
+        return true;
+    }
+
+    // The next mode wherever its elements are.
+    line_step next_far()
+    {
+        const uint32_t a1 = find(coding_, 0, coding_word_ & ahead_, color_);
+        const uint32_t b1 = find(reference_, 0, above_ & ahead_, color_);
+        line_step step = {a1 - b1 + 3, color_, {}};
+        if (const uint32_t b2 = find_behind(reference_, b1); b2 < a1) {
+            step.index = pass_index;
+            go_to(b2);
+        } else if (step.index < pass_index) {
+            color_ ^= 1;
+            go_to(a1);
+        } else {
+            const uint32_t a2 = find_behind(coding_, a1);
+            step = {horizontal, color_, {a1 - a0_, a2 - a1}};
+            go_to(a2);
+        }
+        return step;
+    }
+
+private:
+    static constexpr ccitt_machine_word ones = ~ccitt_machine_word{0};
+
+    void load()
+    {
+        coding_word_ = coding_->from[0] | coding_->from[1];
+        above_ = reference_->from[color_];
+        all_above_ = reference_->from[0] ^ reference_->from[1];
+    }
+    void go_to(uint32_t position)
+    {
+        if (position >= left_) {
+            left_ = 0;
+            return;
+        }
+        const uint32_t words = position / word_bits;
+        coding_ += words;
+        reference_ += words;
+        left_ -= words * word_bits;
+        a0_ = position % word_bits;
+        ahead_ = ones << a0_ << 1;
+        load();
+    }
+    // The first change from these bits of a word on; at most the width.
+    uint32_t find(const ccitt_change_word* line, uint32_t word, ccitt_machine_word bits,
+                  uint32_t color) const
+    {
+        while (bits == 0)
+            bits = line[++word].from[color];
+        return std::min(word * word_bits + ccitt_trailing_zeros(bits), left_);
+    }
+    // The one behind a change from the colour of a0.
+    uint32_t find_behind(const ccitt_change_word* line, uint32_t change) const
+    {
+        if (change >= left_) return left_;
+        const uint32_t word = change / word_bits, other = color_ ^ 1;
+        return find(line, word, line[word].from[other] & ones << change % word_bits, other);
+    }
+
+    const ccitt_change_word* coding_;
+    const ccitt_change_word* reference_;
+    uint32_t left_; // the width; 0: ended
+    uint32_t a0_ = 0;
+    uint32_t color_ = ccitt_white;
+    ccitt_machine_word ahead_ = ones;    // where a1 and b1 are looked for
+    ccitt_machine_word coding_word_ = 0; // changes of the coding line
+    ccitt_machine_word above_ = 0;       // of the reference line, those that can be b1
+    ccitt_machine_word all_above_ = 0;
+};
+
 class image_encoder {
 public:
     image_encoder(HFILE sink, const BITMAPINFOHEADER* header, const row_source& rows,
@@ -114,8 +251,12 @@ public:
 private:
     int32_t fetch_row(int32_t index);
     uint32_t find_changes(uint32_t* elements) const;
+    void close(uint32_t* elements, uint32_t count) const;
+    uint32_t list_changes() const;
     void encode_row_1d(ccitt_bit_packer& packer);
     void encode_row_g4(ccitt_bit_packer& packer);
+    void encode_list_g4(ccitt_bit_packer& packer);
+    void encode_words_g4(ccitt_bit_packer& packer);
     void end_row(ccitt_bit_packer& packer, bool last_row);
     void put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color);
     void put_runs(ccitt_bit_packer& packer, ccitt_word before, uint32_t first, uint32_t second,
@@ -125,6 +266,8 @@ private:
     bool is_group4() const { return options_.compression == tiff_group4; }
     uint32_t* coding() const { return coding_.as<uint32_t>() + 1; }
     uint32_t* reference() const { return reference_.as<uint32_t>() + 1; }
+    ccitt_change_word* coding_words() const { return coding_words_.as<ccitt_change_word>(); }
+    ccitt_change_word* reference_words() const { return reference_words_.as<ccitt_change_word>(); }
 
     ccitt_encoder_options options_;
     BITMAPINFOHEADER header_;
@@ -137,6 +280,12 @@ private:
     // Changing elements of the two lines, each behind one entry of 0.
     scratch_block coding_;
     scratch_block reference_;
+    uint32_t reference_count_ = 0; // of elements
+    // The lines in words, while has_words_.
+    scratch_block pixels_;
+    scratch_block coding_words_;
+    scratch_block reference_words_;
+    bool has_words_ = false;
 };
 
 int32_t image_encoder::prepare()
@@ -155,7 +304,11 @@ int32_t image_encoder::prepare()
     const auto line_size = static_cast<size_t>(line_bytes);
     if (!row_.allocate(row_bytes) || !coding_.allocate(line_size) || !sink_.allocate())
         return err_memory;
-    if (is_group4() && !reference_.allocate(line_size)) return err_memory;
+    const size_t words = size_t{row_words_} + 1;
+    if (is_group4() && (!reference_.allocate(line_size) || !pixels_.allocate(word_bytes) ||
+                        !allocate_rows(coding_words_, sizeof(ccitt_change_word), words) ||
+                        !allocate_rows(reference_words_, sizeof(ccitt_change_word), words)))
+        return err_memory;
     std::memset(row_.bytes(), 0xFF, row_.size());
     return 0;
 }
@@ -164,15 +317,11 @@ int32_t image_encoder::encode()
 {
     ccitt_bit_packer packer(sink_);
     if (is_group4()) {
-        reference()[-1] = 0;
-        std::fill_n(reference(), closing_elements, width_);
+        close(reference(), 0);
     }
     if (options_.compression == tiff_group3) puteol(packer);
     for (int32_t i = 0; i < header_.biHeight; ++i) {
         if (int32_t err = fetch_row(i); err < 0) return err;
-        coding()[-1] = 0;
-        const uint32_t count = find_changes(coding());
-        std::fill_n(coding() + count, closing_elements, width_);
         if (is_group4())
             encode_row_g4(packer);
         else
@@ -224,6 +373,20 @@ uint32_t image_encoder::find_changes(uint32_t* elements) const
     return static_cast<uint32_t>(next - elements);
 }
 
+// Makes a list complete, before it and behind it.
+void image_encoder::close(uint32_t* elements, uint32_t count) const
+{
+    elements[-1] = 0;
+    std::fill_n(elements + count, closing_elements, width_);
+}
+
+uint32_t image_encoder::list_changes() const
+{
+    const uint32_t count = find_changes(coding());
+    close(coding(), count);
+    return count;
+}
+
 inline void image_encoder::put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color)
 {
     constexpr ccitt_word longest = run_words[ccitt_white].make_up[longest_make_up / 64];
@@ -255,6 +418,7 @@ inline void image_encoder::put_runs(ccitt_bit_packer& packer, ccitt_word before,
 // Runs of both colours in turn, white first, up to the coded width.
 void image_encoder::encode_row_1d(ccitt_bit_packer& result)
 {
+    list_changes();
     ccitt_bit_packer packer = result;
     const uint32_t* element = coding();
     uint32_t position = 0;
@@ -268,7 +432,7 @@ void image_encoder::encode_row_1d(ccitt_bit_packer& result)
 
 // T.6 2.2, figure 6, with b1 as it is defined there, also behind a left offset: the first
 // element right of a0 of the other kind.
-void image_encoder::encode_row_g4(ccitt_bit_packer& result)
+void image_encoder::encode_list_g4(ccitt_bit_packer& result)
 {
     ccitt_bit_packer packer = result;
     const uint32_t width = width_;
@@ -304,6 +468,52 @@ void image_encoder::encode_row_g4(ccitt_bit_packer& result)
             b1 += 2;
     }
     result = packer;
+}
+
+// The same from words.
+void image_encoder::encode_words_g4(ccitt_bit_packer& result)
+{
+    ccitt_bit_packer packer = result;
+    dense_line line(coding_words(), reference_words(), width_);
+    while (!line.ended()) {
+        const uint32_t index = line.next_near();
+        if (index <= pass_index) [[likely]] {
+            packer.putbuff(mode_words[index].bits, mode_words[index].length, sink_);
+            continue;
+        }
+        line_step step;
+        if (index != dense_line::horizontal || !line.runs_near(step)) step = line.next_far();
+        if (step.index <= pass_index)
+            packer.putbuff(mode_words[step.index].bits, mode_words[step.index].length, sink_);
+        else
+            put_runs(packer, horizontal_word, step.runs[0], step.runs[1], step.color);
+    }
+    result = packer;
+}
+
+// One row of Group 4, in the form that suits the row above.
+void image_encoder::encode_row_g4(ccitt_bit_packer& packer)
+{
+    const bool had_words = has_words_;
+    has_words_ = ccitt_suits_words(reference_count_, width_, had_words);
+    if (has_words_) {
+        if (!had_words)
+            ccitt_changes_of_list(reference(), reference_count_, width_, reference_words());
+        auto* const pixels = pixels_.as<ccitt_machine_word>();
+        for (uint32_t i = 0; i < row_words_; ++i)
+            pixels[i] = ~row_.as<ccitt_machine_word>()[i];
+        tiff_rvrsbyt(pixels_.bytes(), pixels_.size());
+        reference_count_ = ccitt_find_changes(pixels, width_, coding_words());
+        encode_words_g4(packer);
+        coding_words_.swap(reference_words_);
+        return;
+    }
+    if (had_words) {
+        ccitt_list_changes(reference_words(), width_, reference());
+        close(reference(), reference_count_);
+    }
+    reference_count_ = list_changes();
+    encode_list_g4(packer);
     coding_.swap(reference_);
 }
 
