@@ -249,20 +249,24 @@ ccitt_decoder::row_end ccitt_decoder::decode_row_1d(line_state& result)
         for (uint32_t i = 0; i < look_ups_per_refill && position < width; ++i) {
             const ccitt_run_entry entry = ccitt_run_tables[color][window.peek(ccitt_longest_code)];
             const ccitt_kind kind = entry.kind();
-            if (kind >= ccitt_kind::single) [[likely]] {
-                const bool is_pair = kind == ccitt_kind::pair;
+            if (kind == ccitt_kind::pair) {
                 position += made_up + entry.first_run();
                 made_up = 0;
                 if (position >= width) {
-                    // The second code of a pair belongs to what follows the row.
-                    window.consume(is_pair ? entry.first_length() : entry.length());
+                    // The second code belongs to what follows the row.
+                    window.consume(entry.first_length());
                     break;
                 }
                 window.consume(entry.length());
                 line.change<keeps_changes>(position);
                 position += entry.second_run();
-                color ^= is_pair ? 0 : 1;
-                if (is_pair && position < width) line.change<keeps_changes>(position);
+                if (position < width) line.change<keeps_changes>(position);
+            } else if (kind >= ccitt_kind::single) {
+                window.consume(entry.length());
+                position += made_up + entry.first_run();
+                made_up = 0;
+                if (position < width) line.change<keeps_changes>(position);
+                color ^= 1;
             } else if (kind == ccitt_kind::make_up) {
                 window.consume(entry.length());
                 made_up = std::min(made_up + entry.first_run(), width + 1);
@@ -535,16 +539,16 @@ void ccitt_decoder::wrthl_all(const line_state& line)
         std::memset(to, static_cast<int>(white & 0xFF), row_.size());
         return;
     }
-    ccitt_machine_word black = 0; // all bits: the word before ended black
-    for (uint32_t i = 0; i < row_words_; ++i, to += sizeof black) {
+    ccitt_machine_word before = white; // all bits: the last pixel of the word in front
+    for (uint32_t i = 0, words = row_words_; i < words; ++i, to += sizeof before) {
         const ccitt_machine_word turned = toggles[i];
-        toggles[i] = 0;
-        ccitt_store_word(to, turned ^ black ^ white);
-        black ^= 0 - (turned & 1);
+        ccitt_store_word(to, turned ^ before);
+        before ^= 0 - (turned & 1);
     }
+    std::memset(toggles, 0, toggles_.size());
     // Padding is white.
     if (const uint32_t used = width_ % word_bits; used != 0) {
-        to -= sizeof black;
+        to -= sizeof before;
         const ccitt_machine_word padding = ~ccitt_machine_word{0} >> used;
         ccitt_store_word(to, (ccitt_load_word(to) & ~padding) | (white & padding));
     }

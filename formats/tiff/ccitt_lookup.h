@@ -15,27 +15,28 @@ enum class ccitt_kind : uint32_t {
     pair,   // of one code, and one of the other colour
 };
 
-/// What a 13-bit look-ahead begins with, packed into 32 bits.
+/// What a 13-bit look-ahead begins with, packed into 32 bits: the length in the lowest six, where
+/// a shift by it takes it from without a mask.
 struct ccitt_run_entry {
     uint32_t packed = 0;
 
     /// Bits of all codes in the entry.
-    constexpr uint32_t length() const { return packed & 15; }
+    constexpr uint32_t length() const { return packed & (ccitt_word_bits - 1); }
     /// Bits of the first code.
-    constexpr uint32_t first_length() const { return packed >> 4 & 15; }
+    constexpr uint32_t first_length() const { return packed >> 6 & 15; }
     /// Of the first run.
-    constexpr uint32_t first_run() const { return packed >> 8 & 4095; }
+    constexpr uint32_t first_run() const { return packed >> 10 & 4095; }
     /// Of the other colour; 0 where there is none.
-    constexpr uint32_t second_run() const { return packed >> 20 & 63; }
-    constexpr ccitt_kind kind() const { return static_cast<ccitt_kind>(packed >> 26); }
+    constexpr uint32_t second_run() const { return packed >> 22 & 63; }
+    constexpr ccitt_kind kind() const { return static_cast<ccitt_kind>(packed >> 28); }
 };
 
 constexpr ccitt_run_entry ccitt_make_entry(ccitt_kind kind, uint32_t first_run,
                                            uint32_t first_length, uint32_t length,
                                            uint32_t second_run = 0)
 {
-    return {static_cast<uint32_t>(kind) << 26 | second_run << 20 | first_run << 8 |
-            first_length << 4 | length};
+    return {static_cast<uint32_t>(kind) << 28 | second_run << 22 | first_run << 10 |
+            first_length << 6 | length};
 }
 
 inline constexpr uint32_t ccitt_run_entries = 1u << ccitt_longest_code;
