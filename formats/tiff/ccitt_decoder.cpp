@@ -22,13 +22,7 @@ constexpr uint32_t word_bits = ccitt_word_bits;
 constexpr uint32_t horizontal_bits = 3;
 constexpr uint32_t horizontal_code = 1;
 constexpr uint32_t pass_bits = 4;
-// Vertical modes taken from one window, so that a horizontal mode behind them finds its first
-// codes there too.
-constexpr uint32_t modes_per_refill =
-    (ccitt_bit_window::refilled_bits - horizontal_bits - ccitt_longest_code) / ccitt_longest_mode;
-static_assert(modes_per_refill >= 1);
-constexpr uint32_t dense_look_ups_per_refill =
-    ccitt_bit_window::refilled_bits / ccitt_dense_look_ahead;
+constexpr uint32_t pairs_per_refill = ccitt_bit_window::refilled_bits / ccitt_pair_look_ahead;
 constexpr uint32_t look_ups_per_refill = ccitt_bit_window::refilled_bits / ccitt_longest_code;
 static_assert(look_ups_per_refill >= 1);
 
@@ -315,36 +309,53 @@ ccitt_decoder::row_end ccitt_decoder::decode_list_2d(line_state& result)
     uint32_t a0 = 0; // in front of the first mode it stands for the element before the row
     uint32_t color = ccitt_white;
     row_end end = row_end::complete;
+    const auto vertical = [&](int32_t offset) __attribute__((always_inline))
+    {
+        const int32_t a1 = static_cast<int32_t>(*b1) + offset;
+        // Only damaged data lead left of a0.
+        if (a1 >= static_cast<int32_t>(a0)) [[likely]]
+            a0 = static_cast<uint32_t>(a1);
+        if (a0 >= width) return false;
+        line.change<true>(a0);
+        color ^= 1;
+        // b1 is the first element right of a0 of the other kind. After a left offset
+        // the one before can lie there.
+        if (b1[-1] > a0) [[unlikely]]
+            --b1;
+        else
+            ++b1;
+        while (*b1 <= a0)
+            [[unlikely]] b1 += 2;
+        return true;
+    };
     for (;;) {
         // Room for the modes of one window and for a horizontal mode behind them.
-        if (line.count + modes_per_refill + 2 > coding_.room()) {
-            if (!coding_.grow(line.count + modes_per_refill + 2)) return row_end::no_memory;
+        const uint32_t most = line.count + 2 * pairs_per_refill + 2;
+        if (most > coding_.room()) {
+            if (!coding_.grow(most)) return row_end::no_memory;
             line.elements = coding_.elements();
         }
         window.refill(source_);
-        ccitt_mode_entry mode;
-        uint32_t modes = 0;
-        for (; modes < modes_per_refill; ++modes) {
-            mode = ccitt_mode_table[window.peek(ccitt_longest_mode)];
-            if (mode.mode != ccitt_mode::vertical) break;
-            window.consume(mode.length);
-            const int32_t a1 = static_cast<int32_t>(*b1) + mode.offset;
-            // Only damaged data lead left of a0.
-            if (a1 >= static_cast<int32_t>(a0)) [[likely]]
-                a0 = static_cast<uint32_t>(a1);
-            if (a0 >= width) goto row_done;
-            line.change<true>(a0);
-            color ^= 1;
-            // b1 is the first element right of a0 of the other kind. After a left offset
-            // the one before can lie there.
-            if (b1[-1] > a0) [[unlikely]]
-                --b1;
-            else
-                ++b1;
-            while (*b1 <= a0)
-                [[unlikely]] b1 += 2;
+        for (uint32_t i = 0; i < pairs_per_refill; ++i) {
+            const ccitt_mode_pair& modes = ccitt_mode_pairs[window.peek(ccitt_pair_look_ahead)];
+            if (modes.verticals == 0) break;
+            const ccitt_bit_window before = window;
+            if (modes.verticals == 1) {
+                window.consume(modes.first_length);
+                if (!vertical(modes.first.offset)) goto row_done;
+                break;
+            }
+            window.consume(modes.length);
+            if (!vertical(modes.first.offset)) {
+                window = before;
+                window.consume(modes.first_length);
+                goto row_done;
+            }
+            if (!vertical(modes.second.offset)) goto row_done;
         }
-        if (modes == modes_per_refill) continue;
+        window.refill(source_);
+        const ccitt_mode_entry mode = ccitt_mode_table[window.peek(ccitt_longest_mode)];
+        if (mode.mode == ccitt_mode::vertical) continue;
         if (mode.mode == ccitt_mode::horizontal) {
             // The lengths as constants: the next look-up does not wait for the last one.
             window.consume(horizontal_bits);
@@ -386,8 +397,8 @@ ccitt_decoder::row_end ccitt_decoder::decode_words_2d()
     row_end end = row_end::complete;
     for (;;) {
         window.refill(source_);
-        for (uint32_t i = 0; i < dense_look_ups_per_refill; ++i) {
-            const ccitt_dense_modes& modes = ccitt_dense_table[window.peek(ccitt_dense_look_ahead)];
+        for (uint32_t i = 0; i < pairs_per_refill; ++i) {
+            const ccitt_mode_pair& modes = ccitt_mode_pairs[window.peek(ccitt_pair_look_ahead)];
             if (modes.first_length == 0) break;
             const ccitt_bit_window before = window;
             window.consume(modes.length);

@@ -34,8 +34,8 @@ inline bool ccitt_suits_words(uint32_t elements, uint32_t width, bool has_words)
     return elements > width / (has_words ? 6 : 3);
 }
 
-/// The coding line of a decoder, a value for the routine's own variables. The word in work is the one that
-/// a0 lies in.
+/// The coding line of a decoder, a value for the routine's own variables. The word in work is the
+/// one that a0 lies in.
 class ccitt_dense_line {
 public:
     /// pixels: gets the line, 1 bits black, the first pixel in bit 0; bits behind the width
@@ -48,7 +48,7 @@ public:
 
     /// A vertical or a pass mode inside the word in work, without a branch that depends on
     /// which. False, and nothing done, where move_far is needed.
-    [[gnu::always_inline]] bool move(ccitt_dense_mode mode)
+    [[gnu::always_inline]] bool move(ccitt_move mode)
     {
         const ccitt_machine_word next = changes_ & ahead_;
         if (next == 0) [[unlikely]]
@@ -70,7 +70,7 @@ public:
     }
 
     /// The same wherever it leads to; false where that is the width.
-    bool move_far(ccitt_dense_mode mode)
+    bool move_far(ccitt_move mode)
     {
         const uint32_t b1 = find(0, changes_ & ahead_, color());
         int64_t position = int64_t{b1} + mode.offset;

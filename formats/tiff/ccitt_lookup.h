@@ -107,41 +107,46 @@ constexpr auto ccitt_make_mode_table()
 }
 inline constexpr auto ccitt_mode_table = ccitt_make_mode_table();
 
-/// What a vertical or a pass mode does to a dense line.
-struct ccitt_dense_mode {
+/// A vertical or a pass mode.
+struct ccitt_move {
     int8_t turns; // -1 for a vertical mode, 0 for a pass mode
     int8_t offset;
 };
-/// Up to two of them.
-struct ccitt_dense_modes {
-    ccitt_dense_mode first, second;
+
+/// Two modes of one look-up, as long as they are not horizontal. The table stays in the first
+/// cache; with 12 bits, which hold nearly all pairs, it does not.
+struct ccitt_mode_pair {
+    ccitt_move first, second;
     uint8_t first_length; // 0: there is none
     uint8_t length;       // as first_length: there is no second one
+    uint8_t verticals;    // how many vertical modes it begins with
+    uint8_t unused;       // a power of two is quicker to index
 };
+inline constexpr int ccitt_pair_look_ahead = 10;
 
-inline constexpr int ccitt_dense_look_ahead = 12;
-
-constexpr auto ccitt_make_dense_table()
+constexpr auto ccitt_make_mode_pairs()
 {
-    std::array<ccitt_dense_modes, 1 << ccitt_dense_look_ahead> table{};
-    const auto is_dense = [](const ccitt_mode_entry& mode) {
+    std::array<ccitt_mode_pair, 1 << ccitt_pair_look_ahead> table{};
+    const auto is_move = [](const ccitt_mode_entry& mode) {
         return mode.mode == ccitt_mode::vertical || mode.mode == ccitt_mode::pass;
     };
-    const auto dense = [](const ccitt_mode_entry& mode) {
-        return ccitt_dense_mode{static_cast<int8_t>(mode.mode == ccitt_mode::vertical ? -1 : 0),
-                                mode.offset};
+    const auto move = [](const ccitt_mode_entry& mode) {
+        return ccitt_move{static_cast<int8_t>(mode.mode == ccitt_mode::vertical ? -1 : 0),
+                          mode.offset};
     };
+    constexpr int spare = ccitt_pair_look_ahead - ccitt_longest_mode;
     for (uint32_t i = 0; i < table.size(); ++i) {
-        constexpr int spare = ccitt_dense_look_ahead - ccitt_longest_mode;
         const ccitt_mode_entry first = ccitt_mode_table[i >> spare];
-        if (!is_dense(first)) continue;
+        if (!is_move(first)) continue;
         const uint32_t behind = i << first.length & (table.size() - 1);
         const ccitt_mode_entry second = ccitt_mode_table[behind >> spare];
-        const int length = first.length + second.length;
-        const bool both = is_dense(second) && length <= ccitt_dense_look_ahead;
-        table[i] = {dense(first), dense(second), first.length,
-                    static_cast<uint8_t>(both ? length : first.length)};
+        table[i] = {move(first), {}, first.length, first.length, 0, 0};
+        table[i].verticals = first.mode == ccitt_mode::vertical;
+        if (!is_move(second) || first.length + second.length > ccitt_pair_look_ahead) continue;
+        table[i].second = move(second);
+        table[i].length = static_cast<uint8_t>(first.length + second.length);
+        if (table[i].verticals == 1 && second.mode == ccitt_mode::vertical) table[i].verticals = 2;
     }
     return table;
 }
-inline constexpr auto ccitt_dense_table = ccitt_make_dense_table();
+inline constexpr auto ccitt_mode_pairs = ccitt_make_mode_pairs();

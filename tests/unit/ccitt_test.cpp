@@ -143,20 +143,30 @@ TEST(ccitt_decoder, damaged_rows)
 
 TEST(ccitt_decoder, reference_line_over_strips)
 {
-    const byte_string stripes = plain::bytes_of("001 0111 10 1"); // 2 white, 3 black, then white
-    const byte_string repeat = plain::bytes_of("111");            // as the row above
-    const byte_string white = {0xFF, 0xFF, 0xFF, 0xFF}, striped = {0xC7, 0xFF, 0xFF, 0xFF};
-    for (bool interchange : {false, true}) {
-        ccitt_options options{8, tiff_group4};
-        options.interchange = interchange;
-        ccitt_decoder decoder(options);
-        outcome out;
-        for (auto [data, first_row] : {std::pair(&stripes, 0), {&repeat, 1}, {&repeat, 0}}) {
-            use(*data);
-            ASSERT_EQ(decoder.decode_strip(memory_file, 1, first_row, {collect, &out}), 0);
+    const byte_string white = {0xFF, 0xFF, 0xFF, 0xFF};
+    const struct {
+        std::string stripes; // of a strip of one row
+        std::string repeat;  // as the row above
+        byte_string striped;
+    } cases[] = {
+        {"001 0111 10 1", "111", {0xC7, 0xFF, 0xFF, 0xFF}}, // 2 white, 3 black, then white
+        {"001 000111 010 001 0111 11 1", "11111", {0xB3, 0xFF, 0xFF, 0xFF}}, // a change each 2
+    };
+    for (const auto& c : cases) {
+        for (bool interchange : {false, true}) {
+            ccitt_options options{8, tiff_group4};
+            options.interchange = interchange;
+            ccitt_decoder decoder(options);
+            outcome out;
+            for (auto [digits, first_row] :
+                 {std::pair(&c.stripes, 0), {&c.repeat, 1}, {&c.repeat, 0}}) {
+                const byte_string data = plain::bytes_of(*digits);
+                use(data);
+                ASSERT_EQ(decoder.decode_strip(memory_file, 1, first_row, {collect, &out}), 0);
+            }
+            // The last one begins a new page.
+            EXPECT_EQ(out.rows, (std::vector{c.striped, interchange ? white : c.striped, white}));
         }
-        // The last one begins a new page.
-        EXPECT_EQ(out.rows, (std::vector{striped, interchange ? white : striped, white}));
     }
 }
 
