@@ -8,10 +8,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     constexpr size_t options = 8;
     if (size < options) return 0;
-    jpeg_builder::picture picture(1 + data[2] % 64, 1 + data[3] % 64, 1, 1);
-    if (data[0] & 16) picture.components.resize(1);
-    picture.nonzero = 0;
-    jpeg_builder::page page{std::vector<jpeg_builder::picture>(1 + data[4] % 3, picture)};
+    jpeg_builder::coded_picture coded_picture(1 + data[2] % 64, 1 + data[3] % 64, 1, 1);
+    if (data[0] & 16) coded_picture.components.resize(1);
+    coded_picture.nonzero = 0;
+    jpeg_builder::page page{
+        std::vector<jpeg_builder::coded_picture>(1 + data[4] % 3, coded_picture)};
     page.big = data[0] & 1;
     page.big_tables = data[0] & 2;
     page.inline_tables = data[0] & 4;

@@ -17,14 +17,11 @@ byte_vector rows_of(const byte_vector& file)
     return byte_vector(file.begin() + field(file, 10), file.end());
 }
 
-using indices = std::vector<uint32_t>;
-
 // Pixels of a row of a file's picture.
-indices row_of(const bmp_builder& bmp, int32_t y)
+values row_of(const bmp_builder& bmp, int32_t y)
 {
-    const image_copy picture = picture_of(bmp.build());
-    const indices all = values_of(picture);
-    return {all.begin() + y * picture.width, all.begin() + (y + 1) * picture.width};
+    const values all = values_in(bmp.build());
+    return {all.begin() + y * bmp.width, all.begin() + (y + 1) * bmp.width};
 }
 
 // The described encoder, one byte at a time. start: bytes that a literal takes without looking.
@@ -58,9 +55,8 @@ TEST(bmp_writer, header_is_exact_at_every_depth)
 {
     for (const int bits : {1, 4, 8, 24}) {
         SCOPED_TRACE(bits);
-        test_dib dib(5, 3, bits);
-        dib.header()->biXPelsPerMeter = 96;
-        dib.header()->biYPelsPerMeter = 300;
+        picture dib(5, 3, bits);
+        dib.set_resolution(96, 300);
         const byte_vector file = save_bytes(image_guard(dib.create()), 1);
         const uint32_t table = bits == 24 ? 0 : 4u << bits;
         const auto stride = static_cast<uint32_t>(test_stride(5, bits));
@@ -81,8 +77,7 @@ TEST(bmp_writer, rle_rows_match_the_plain_encoder)
     for (int round = 0; round < 400; ++round) {
         const int32_t width = 1 + static_cast<int32_t>(random() % (round % 10 ? 70 : 2000));
         const int bits = round & 1 ? 4 : 8;
-        test_dib dib(width, 1, bits);
-        dib.fill_random(static_cast<uint32_t>(round), 1 << (random() % 7));
+        const picture dib = random_picture(width, 1, bits, 1 << random() % 7, uint32_t(round));
         const size_t bytes = bits == 8 ? size_t(width) : (size_t(width) + 1) / 2;
         const byte_vector row(dib.row(0), dib.row(0) + bytes);
         byte_vector expected =
@@ -99,7 +94,7 @@ TEST(bmp_writer, rle_rows_match_the_plain_encoder)
 
 TEST(bmp_writer, states_true_sizes_and_whole_runs_in_interchange_mode)
 {
-    const image_guard image(random_dib(33, 4, 4, 4).create());
+    const image_guard image(random_picture(33, 4, 4, 4).create());
     EXPECT_EQ(field(save_bytes(image, 12), 2), 54u + 64 + 4 * 20);
     IMGX_set_interchange(1);
     const byte_vector file = save_bytes(image, 12);
@@ -151,9 +146,7 @@ TEST(bmp_reader, resolution_becomes_dots_per_inch_when_both_are_there)
         bmp_builder bmp;
         bmp.x_per_metre = r.x;
         bmp.y_per_metre = r.y;
-        const BITMAPINFOHEADER header = header_of(picture_of(bmp.build()));
-        EXPECT_EQ(header.biXPelsPerMeter, r.expected_x);
-        EXPECT_EQ(header.biYPelsPerMeter, r.expected_y);
+        EXPECT_EQ(picture_of(bmp.build()).resolution(), std::pair(r.expected_x, r.expected_y));
     }
 }
 
@@ -165,13 +158,13 @@ TEST(bmp_reader, sixteen_bits_become_twenty_four)
     bmp.height = 2;
     // Rows unpadded, bottom first: 1 2 3, then 4 5 6.
     bmp.data = {0x1F, 0x00, 0xE0, 0x03, 0x00, 0x7C, 0xFF, 0x7F, 0x21, 0x04, 0x00, 0x80};
-    EXPECT_EQ(row_of(bmp, 1), (indices{0x0000F8, 0x00F800, 0xF80000}));
-    EXPECT_EQ(row_of(bmp, 0), (indices{0xF8F8F8, 0x080808, 0x000000}));
+    EXPECT_EQ(row_of(bmp, 1), (values{0x0000F8, 0x00F800, 0xF80000}));
+    EXPECT_EQ(row_of(bmp, 0), (values{0xF8F8F8, 0x080808, 0x000000}));
 
     // Other programs pad the rows and mean full white.
     IMGX_set_interchange(1);
     bmp.data.insert(bmp.data.begin() + 6, {0, 0});
-    EXPECT_EQ(row_of(bmp, 0), (indices{0xFFFFFF, 0x080808, 0x000000}));
+    EXPECT_EQ(row_of(bmp, 0), (values{0xFFFFFF, 0x080808, 0x000000}));
 }
 
 TEST(bmp_reader, deltas_and_stale_pixels)
@@ -182,21 +175,21 @@ TEST(bmp_reader, deltas_and_stale_pixels)
     bmp.compression = 1;
     // Bottom row 9 9 9 9; then one pixel 1, a delta of two rows, one pixel 2.
     bmp.data = {4, 9, 0, 0, 1, 1, 0, 2, 0, 2, 1, 2, 0, 1};
-    EXPECT_EQ(row_of(bmp, 3), (indices{9, 9, 9, 9}));
-    EXPECT_EQ(row_of(bmp, 2), (indices{1, 9, 9, 9}));
-    EXPECT_EQ(row_of(bmp, 1), (indices{1, 9, 9, 9})); // delivered twice
-    EXPECT_EQ(row_of(bmp, 0), (indices{1, 2, 9, 9}));
+    EXPECT_EQ(row_of(bmp, 3), (values{9, 9, 9, 9}));
+    EXPECT_EQ(row_of(bmp, 2), (values{1, 9, 9, 9}));
+    EXPECT_EQ(row_of(bmp, 1), (values{1, 9, 9, 9})); // delivered twice
+    EXPECT_EQ(row_of(bmp, 0), (values{1, 2, 9, 9}));
 
     bmp.bits = 4;
     bmp.compression = 2;
     bmp.data = {4, 0x99, 0, 0, 1, 0x10, 0, 2, 0, 2, 1, 0x20, 0, 1};
-    EXPECT_EQ(row_of(bmp, 2), (indices{1, 0, 9, 9})); // the even pixel cleared its neighbour
-    EXPECT_EQ(row_of(bmp, 1), (indices{0, 0, 0, 0})); // passed over
-    EXPECT_EQ(row_of(bmp, 0), (indices{1, 2, 9, 9}));
+    EXPECT_EQ(row_of(bmp, 2), (values{1, 0, 9, 9})); // the even pixel cleared its neighbour
+    EXPECT_EQ(row_of(bmp, 1), (values{0, 0, 0, 0})); // passed over
+    EXPECT_EQ(row_of(bmp, 0), (values{1, 2, 9, 9}));
 
-    IMGX_set_interchange(1);                          // pixels passed over are background
-    EXPECT_EQ(row_of(bmp, 2), (indices{1, 0, 0, 0})); // delivered once
-    EXPECT_EQ(row_of(bmp, 0), (indices{0, 2, 0, 0}));
+    IMGX_set_interchange(1);                         // pixels passed over are background
+    EXPECT_EQ(row_of(bmp, 2), (values{1, 0, 0, 0})); // delivered once
+    EXPECT_EQ(row_of(bmp, 0), (values{0, 2, 0, 0}));
 }
 
 TEST(bmp_reader, rle4_pixels_at_odd_columns)
@@ -207,7 +200,7 @@ TEST(bmp_reader, rle4_pixels_at_odd_columns)
     bmp.width = 8;
     const struct {
         byte_vector data;
-        indices pixels;
+        values pixels;
     } rows[] = {
         {{3, 0x12, 4, 0x34, 0, 1}, {1, 2, 1, 3, 4, 3, 4, 0}},
         {{1, 0x10, 0, 5, 0x23, 0x45, 0x60, 0, 0, 1}, {1, 2, 3, 4, 5, 6, 0, 0}},
@@ -272,7 +265,7 @@ TEST(bmp_reader, interchange_mode_reads_newer_headers)
     bmp.width = 2;
     bmp.height = -2;
     bmp.data = {1, 2, 3, 0, 4, 5, 6, 0, 7, 8, 9, 0, 10, 11, 12, 0};
-    EXPECT_EQ(row_of(bmp, 0), (indices{0x030201, 0x060504}));
+    EXPECT_EQ(row_of(bmp, 0), (values{0x030201, 0x060504}));
 
     // A 108-byte header: 68 more bytes, the first 12 of which are the masks.
     bmp.bits = 16;
@@ -287,5 +280,5 @@ TEST(bmp_reader, interchange_mode_reads_newer_headers)
     file.insert(file.begin() + 54, more.begin(), more.end());
     file[10] = 122;
     file[14] = 108;
-    EXPECT_EQ(colors_of(picture_of(file)), (indices{0xFFFFFF, 0x00FF00}));
+    EXPECT_EQ(colors_of(picture_of(file)), (values{0xFFFFFF, 0x00FF00}));
 }

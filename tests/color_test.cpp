@@ -16,7 +16,7 @@ picture flat(int width, int height, int color)
 }
 
 /// Pixels of the stored rows, for instance "0010".
-std::vector<std::string> rows_of(const image_copy& copy)
+std::vector<std::string> rows_of(const picture& copy)
 {
     std::vector<std::string> rows(copy.height);
     for (int32_t i = 0; i < copy.width * copy.height; ++i)
@@ -30,7 +30,7 @@ double mean_after(export_t operation, int color, int k)
 {
     const image_guard image(create_image(flat(160, 128, color)));
     EXPECT_EQ(operation(image), 0);
-    const std::vector<uint32_t> colors = colors_of(copy_image(image));
+    const values colors = colors_of(copy_image(image));
     return std::accumulate(colors.begin(), colors.end(), 0.0, [&](double sum, uint32_t c) {
         return sum + channel(c, k) / (160.0 * 128);
     });
@@ -58,7 +58,7 @@ TEST(color_gray, takes_the_darkened_grey_of_the_colour_row_or_the_percentages)
             SCOPED_TRACE(c.what);
             IMGX_set_true_tones(true_tones);
             const image_guard image(create_image(
-                each_pixel(5, 2, c.bits, std::vector<int>(c.bits < 24 ? 1u << c.bits : 0, c.color),
+                each_pixel(5, 2, c.bits, values(c.bits < 24 ? 1u << c.bits : 0, c.color),
                            [&](int, int) { return c.color; })));
             ASSERT_EQ(IMG_color_gray(image), 0);
             const uint32_t grey = true_tones ? c.true_tone : c.classic;
@@ -139,10 +139,10 @@ TEST(popularity, lists_the_last_bin_where_colours_run_out_and_counts_in_16_bits)
         IMGX_set_true_tones(c.true_tones);
         const image_guard image(create_image(flat(c.size, c.size, c.color)));
         ASSERT_EQ(IMG_popularity_color(image), 0);
-        const image_copy copy = copy_image(image);
+        const picture copy = copy_image(image);
         EXPECT_EQ(copy.color(0, 0), c.expected);
-        EXPECT_EQ(copy.head[40], c.true_tones ? 0xE0 : 0);
-        EXPECT_EQ(copy.head[40 + 4 * 255], c.true_tones ? 0 : 0xF0);
+        EXPECT_EQ(copy.bytes[40], c.true_tones ? 0xE0 : 0);
+        EXPECT_EQ(copy.bytes[40 + 4 * 255], c.true_tones ? 0 : 0xF0);
     }
 }
 

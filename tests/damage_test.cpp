@@ -12,7 +12,7 @@ namespace {
 // Few colours in short runs, saved by the library.
 byte_vector saved(int32_t type, int32_t bits)
 {
-    return save_bytes(image_guard(random_dib(9, 6, bits, 3).create()), type);
+    return save_bytes(image_guard(random_picture(9, 6, bits, 3).create()), type);
 }
 
 byte_vector gif_file()
@@ -37,14 +37,14 @@ byte_vector wpg_2()
 // A documented code, or a picture of the right size with 0 for every bit that is not there.
 void expect_code_or_part(const byte_vector& file)
 {
-    const image_copy whole = picture_of(file);
+    const picture whole = picture_of(file);
     for (size_t size = 1; size < file.size(); ++size) {
         SCOPED_TRACE(testing::Message() << "cut at " << size);
         const byte_vector cut(file.begin(), file.begin() + ptrdiff_t(size));
         const int32_t code = load_code(cut);
         ASSERT_TRUE(code == 0 || code == -3 || code == -7 || code == -11 || code == -12) << code;
         if (code < 0) continue;
-        const image_copy part = picture_of(cut);
+        const picture part = picture_of(cut);
         ASSERT_EQ(part.width, whole.width);
         ASSERT_EQ(part.height, whole.height);
         for (int32_t y = 0; y < whole.height; ++y)
@@ -138,10 +138,8 @@ TEST(damage, two_colours_of_any_kind_come_back)
     for (int32_t type : {2, 5, 6, 11, 15})
         for (uint32_t first : {0xFFFFFFu, 0xC80A14u}) {
             SCOPED_TRACE(testing::Message() << type << " " << first);
-            test_dib dib(37, 11, 1);
-            dib.fill_random(first, 3);
-            dib.set_color(0, first >> 16, first >> 8 & 255, first & 255);
-            dib.set_color(1, 0, 0, first == 0xFFFFFF ? 0 : 77);
+            picture dib = random_picture(37, 11, 1, 3);
+            dib.set_colors({first, first == 0xFFFFFF ? 0u : 77u});
             const image_guard image(dib.create());
             expect_same_colors(picture_of(save_bytes(image, type)), copy_image(image));
         }
@@ -164,11 +162,11 @@ TEST(damage, clients_and_sides_that_do_not_fit_end_the_call)
         const auto size = uint32_t(file.size());
         EXPECT_EQ(IMGX_stream_bitmap_mem(file.data(), size, 0, stop, 0, accept), -55);
         EXPECT_EQ(IMGX_stream_bitmap_mem(file.data(), size, 0, stop, 0, refuse), -66);
-        test_dib dib(9, 6, 8);
+        picture dib(9, 6, 8);
         // GIF takes it for a failed write.
         EXPECT_EQ(IMGLOW_save_bitmap_mem(room.data(), dib.header(), type, no_row, 0),
                   type == 4 ? -9 : -77);
-        const image_guard tall(test_dib(1, side, 8).create());
+        const image_guard tall(picture(1, side, 8).create());
         EXPECT_EQ(IMGX_save_bitmap_mem(tall, room.data(), 70000, type), -7);
     }
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-std::string saved_eps(test_dib& dib)
+std::string saved_eps(picture& dib)
 {
     const image_guard image(dib.create());
     const byte_vector bytes = save_bytes(image, 14);
@@ -43,16 +43,16 @@ byte_vector with_header(const byte_vector& tiff, uint32_t offset)
 
 TEST(eps_writer, classic_programs)
 {
-    test_dib bilevel(72, 2, 1);
+    picture bilevel(72, 2, 1);
     for (int x = 0; x < 72; ++x)
         bilevel.set_pixel(x, 0, x % 2);
     EXPECT_EQ(saved_eps(bilevel),
               program("%!PS-Adobe-2.0", "2", "66",
                       {"72 2 1 [72 0 0 -2 0 2] {currentfile picstr readhexstring pop} image",
                        "555555555555555555000000", "000000000000000000000000"}));
-    test_dib colors(9, 1, 4);
+    picture colors(9, 1, 4);
     for (int i = 0; i < 16; ++i)
-        colors.set_color(i, i, 0x80 + i, 0xF0);
+        colors.set_color(i, rgb(i, 0x80 + i, 0xF0));
     for (int x = 0; x < 9; ++x)
         colors.set_pixel(x, 0, uint32_t(x + 3));
     EXPECT_EQ(saved_eps(colors),

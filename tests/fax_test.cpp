@@ -53,11 +53,10 @@ TEST(fax, every_type_comes_back_and_what_is_not_reached_is_black)
                     const image_guard image(
                         decompress(digits, static_cast<int32_t>(width), 8, c.type, fill_order));
                     ASSERT_GE(image, 0);
-                    const image_copy picture = copy_image(image);
+                    const picture page = copy_image(image);
                     for (int32_t y = 0; y < 8; ++y)
-                        for (int32_t x = 0; x < picture.width; ++x)
-                            ASSERT_EQ(picture.color(x, y),
-                                      rows[size_t(y)][size_t(x)] ? 0u : 0xFFFFFFu)
+                        for (int32_t x = 0; x < page.width; ++x)
+                            ASSERT_EQ(page.color(x, y), rows[size_t(y)][size_t(x)] ? 0u : 0xFFFFFFu)
                                 << x << ", " << y;
                 }
 }

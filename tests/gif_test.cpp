@@ -6,13 +6,11 @@
 namespace {
 
 constexpr int32_t gif = 4;
-using values = std::vector<uint32_t>;
-using colors = gif_builder::colors;
 
 // Entry i is red i, green 255 - i, blue n.
-colors table_of(size_t entries, uint32_t blue = 7)
+values table_of(size_t entries, uint32_t blue = 7)
 {
-    colors table;
+    values table;
     for (uint32_t i = 0; i < entries; ++i)
         table.push_back(i << 16 | (255 - i) << 8 | blue);
     return table;
@@ -32,18 +30,18 @@ TEST(gif_writer, files_are_exact)
                 if (bits == 1 && mode == 0) continue;
                 SCOPED_TRACE(testing::Message() << mode << " " << bits << " " << width);
                 const mode_scope scope(mode);
-                const image_guard image(random_dib(width, height, bits, run).create());
-                const image_copy picture = copy_image(image);
+                const image_guard image(random_picture(width, height, bits, run).create());
+                const picture copy = copy_image(image);
                 const uint8_t flags = uint8_t(bits - 1), code_size = bits == 1 ? 2 : uint8_t(bits);
                 byte_vector expected = {'G', 'I', 'F', '8', '7', 'a'};
                 add_le(expected, {width, height, 0x80 | flags}, 2);
                 expected.push_back(0);
                 for (size_t i = 0; i < size_t{1} << bits; ++i)
                     for (size_t component : {2, 1, 0})
-                        expected.push_back(picture.head[40 + 4 * i + component]);
+                        expected.push_back(copy.bytes[40 + 4 * i + component]);
                 expected.push_back(0x2C);
                 add_le(expected, {0, 0, width, height, flags | code_size << 8}, 2);
-                const values numbers = values_of(picture);
+                const values numbers = values_of(copy);
                 const byte_vector pixels(numbers.begin(), numbers.end());
                 add_bytes(expected, gif_plain_lzw(pixels, code_size, mode == 1));
                 expected.push_back(0x3B);
@@ -57,18 +55,18 @@ TEST(gif_reader, depth_follows_the_table)
         for (int mode : {0, 1}) {
             SCOPED_TRACE(size);
             const mode_scope scope(mode);
-            const colors table = table_of(size_t{1} << size);
+            const values table = table_of(size_t{1} << size);
             byte_vector pixels;
             for (uint32_t i = 0; i < 35; ++i)
                 pixels.push_back(uint8_t(i * 5 % table.size()));
             const uint32_t code_size = std::max(size, 2u);
-            const image_copy picture =
+            const picture seen =
                 picture_of(gif_builder("87a", table).pixels(7, 5, code_size, pixels));
-            EXPECT_EQ(picture.bits, size == 1 ? 1 : size <= 4 ? 4 : 8);
-            EXPECT_EQ(values_of(picture), values(pixels.begin(), pixels.end()));
-            EXPECT_EQ(picture.color(6, 4), table[pixels[34]]);
+            EXPECT_EQ(seen.bits, size == 1 ? 1 : size <= 4 ? 4 : 8);
+            EXPECT_EQ(values_of(seen), values(pixels.begin(), pixels.end()));
+            EXPECT_EQ(seen.color(6, 4), table[pixels[34]]);
             EXPECT_EQ(colors_in(gif_builder("89a").pixels(7, 5, code_size, pixels, table)),
-                      colors_of(picture));
+                      colors_of(seen));
             // Without any table the colours are greys.
             EXPECT_EQ(colors_in(gif_builder("89a").pixels(2, 1, 8, {1, 200}, {}, 7)),
                       (values{0x010101, 0xC8C8C8}));

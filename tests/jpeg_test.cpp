@@ -6,9 +6,9 @@
 
 namespace {
 
-using jpeg_builder::joined, jpeg_builder::picture, jpeg_builder::stream;
+using jpeg_builder::joined, jpeg_builder::coded_picture, jpeg_builder::stream;
 
-void expect_plain_result(const picture& p)
+void expect_plain_result(const coded_picture& p)
 {
     EXPECT_TRUE(colors_of(picture_of(stream(p))) == plain_jpeg::colors(p));
 }
@@ -57,7 +57,7 @@ TEST(jpeg_reader, equals_the_plain_decoder)
         for (int v = 1; v <= 4; ++v)
             for (int size : {1, 16, 33, 70}) {
                 SCOPED_TRACE(testing::Message() << h << "x" << v << " size " << size);
-                expect_plain_result(picture(size, 71 - size, h, v));
+                expect_plain_result(coded_picture(size, 71 - size, h, v));
             }
     const struct {
         int nonzero, amplitude, factor;
@@ -65,7 +65,7 @@ TEST(jpeg_reader, equals_the_plain_decoder)
     for (const auto& kind : kinds)
         for (size_t components : {1, 3, 4}) {
             SCOPED_TRACE(testing::Message() << kind.nonzero << ", " << components << " components");
-            picture p(90, 50, 2, 1);
+            coded_picture p(90, 50, 2, 1);
             p.components.resize(components, {2, 1, 1, 1});
             p.nonzero = kind.nonzero;
             p.amplitude = kind.amplitude;
@@ -75,7 +75,7 @@ TEST(jpeg_reader, equals_the_plain_decoder)
             expect_plain_result(p);
         }
     // Several classic buffers of data, ends falling at all places of blocks.
-    picture large(300, 100, 2, 2);
+    coded_picture large(300, 100, 2, 2);
     large.nonzero = 50;
     large.amplitude = 500;
     for (large.seed = 0; large.seed < 8; ++large.seed, ++large.height)
@@ -87,14 +87,15 @@ TEST(jpeg_reader, restarts_at_every_phase)
     for (int interval = 1; interval <= 13; ++interval)
         for (const bool standard : {false, true}) {
             const mode_scope mode(standard);
-            expect_plain_result(picture(40, 40, 1 + interval % 2, 1 + interval % 3, interval));
+            expect_plain_result(
+                coded_picture(40, 40, 1 + interval % 2, 1 + interval % 3, interval));
         }
     // The last MCU ends an interval: no marker need follow, not even EOI.
-    const byte_vector file = stream(picture(32, 16, 1, 1, 4));
+    const byte_vector file = stream(coded_picture(32, 16, 1, 1, 4));
     EXPECT_TRUE(colors_of(picture_of(cut(file, file.size() - 2))) == colors_of(picture_of(file)));
 
     // Numbers are not compared; where a marker is missing, the rows above are there.
-    const byte_vector eight = stream(picture(64, 64, 1, 1, 8));
+    const byte_vector eight = stream(coded_picture(64, 64, 1, 1, 8));
     const size_t fourth = find(eight, {0xFF, 0xD3});
     for (const bool standard : {false, true}) {
         const mode_scope mode(standard);
@@ -112,7 +113,7 @@ TEST(jpeg_reader, takes_headers_by_the_rules_of_the_mode)
 {
     // Classic: any selector but 0 is table 1, the AC selector of the third component chooses
     // both tables; spare bytes in the scan header.
-    picture p(24, 24, 1, 1);
+    coded_picture p(24, 24, 1, 1);
     const auto plain = plain_jpeg::colors(p);
     p.components[1].quant = 3;
     p.components[2].quant = 2;
@@ -126,7 +127,7 @@ TEST(jpeg_reader, takes_headers_by_the_rules_of_the_mode)
     // Numbers of no table leave the first one chosen; the fourth component has the third one's.
     const byte_vector other = with(with(file, 6, {0x04}), find(file, {0xFF, 0xC4}) + 4, {0x02});
     EXPECT_TRUE(colors_of(picture_of(other)) == plain);
-    picture inks(24, 24, 2, 1);
+    coded_picture inks(24, 24, 2, 1);
     inks.components.push_back({2, 1, 1, 1});
     const auto four = plain_jpeg::colors(inks);
     inks.components[3].quant = 0;
@@ -140,10 +141,8 @@ TEST(jpeg_reader, takes_headers_by_the_rules_of_the_mode)
                 0xE0, {'J', 'F', 'I', 'F', 0, 1, 2, unit, 0, 100, 0, 50, 0, 0});
             const byte_vector more = joined({jfif, {0xFF, 0x01, 0xFF}});
             with_jfif.insert(with_jfif.begin() + 2, more.begin(), more.end());
-            const image_copy copy = picture_of(with_jfif);
-            const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(copy.head.data());
-            EXPECT_EQ(header->biXPelsPerMeter, unit == 1 ? 100 : 254);
-            EXPECT_EQ(header->biYPelsPerMeter, unit == 1 ? 50 : 127);
+            EXPECT_EQ(picture_of(with_jfif).resolution(),
+                      unit == 1 ? std::pair(100, 50) : std::pair(254, 127));
         }
         // The number of lines stands behind the data.
         const size_t end = file.size() - 2;
@@ -153,7 +152,7 @@ TEST(jpeg_reader, takes_headers_by_the_rules_of_the_mode)
         EXPECT_TRUE(colors_of(picture_of(dnl)) == plain_jpeg::colors(p));
     }
     const temp_file name(".jpg");
-    write_file(name.name(), stream(picture(16, 16, 2, 1)));
+    write_file(name.name(), stream(coded_picture(16, 16, 2, 1)));
     IMGX_PAGE_INFO info;
     EXPECT_EQ(IMGX_get_page_info(open_file(name.name()).handle(), 0, 0, &info), 0);
     EXPECT_EQ(info.components, 3);
@@ -163,7 +162,7 @@ TEST(jpeg_reader, takes_headers_by_the_rules_of_the_mode)
 TEST(jpeg_reader, refuses_with_the_documented_code)
 {
     const auto sized = [](int width, int factor, size_t components) {
-        picture p(width, 8, factor, factor);
+        coded_picture p(width, 8, factor, factor);
         p.components.resize(components);
         p.nonzero = 0;
         return stream(p);
@@ -206,7 +205,7 @@ TEST(jpeg_reader, refuses_with_the_documented_code)
             ASSERT_TRUE(code == 0 || code == -1 || code == -3 || code == -7 || code == -12) << at;
         }
     // Three runs of 16 lead to position 49; one of 15 from there exactly to 64.
-    const picture p(8, 8, 1, 1);
+    const coded_picture p(8, 8, 1, 1);
     for (const std::string one : {"", "1"}) {
         jpeg_builder::coder data;
         data.put(p.dc[0].codes[0] + p.ac[0].codes[0xF0] + p.ac[0].codes[0xF0] +
@@ -222,7 +221,7 @@ TEST(jpeg_reader, refuses_with_the_documented_code)
 
 TEST(jpeg_reader, gives_the_rows_so_far_of_cut_data)
 {
-    const byte_vector file = stream(picture(64, 64, 1, 1));
+    const byte_vector file = stream(coded_picture(64, 64, 1, 1));
     const size_t data_at = find(file, {0xFF, 0xDA}) + 14, data = file.size() - data_at;
     for (size_t end = data_at; end < file.size() - 2; end += 11) {
         SCOPED_TRACE(end);
@@ -236,7 +235,7 @@ TEST(jpeg_reader, gives_the_rows_so_far_of_cut_data)
     }
     // Classic: the buffer holds 10000 bytes and is topped up behind the block that leaves 200
     // or fewer. Where the data end, it has its old bytes still.
-    picture p(160, 60, 1, 1);
+    coded_picture p(160, 60, 1, 1);
     p.nonzero = 30;
     for (int decoded = 0; decoded < 4; ++p.seed) {
         ASSERT_LT(p.seed, 500u);
@@ -260,12 +259,12 @@ TEST(jpeg_reader, gives_the_rows_so_far_of_cut_data)
 
 TEST(jpeg_reader, reads_several_scans_that_fit)
 {
-    const picture p(16, 16, 1, 1);
+    const coded_picture p(16, 16, 1, 1);
     const byte_vector file = stream(p);
     const auto scans = [&](const byte_vector& ids, const byte_vector& between = {}) {
         byte_vector out = cut(file, find(file, {0xFF, 0xDA}));
         for (uint8_t id : ids) {
-            picture one = p;
+            coded_picture one = p;
             one.components = {p.components[id == 1 ? 0 : 1]};
             const uint8_t tables = id == 1 ? 0x00 : 0x11;
             add_bytes(out, jpeg_builder::segment(0xDA, {1, id, tables, 0, 63, 0}));
@@ -298,9 +297,9 @@ TEST(jpeg_writer, equals_the_plain_encoder)
         IMGLOW_set_comp_quality(std::array{1, 50, 75, 100}[n % 4]);
         const int width = std::array{1, 8, 17, 100}[n / 4 % 4], height = width / 2 + 3;
         const auto what = static_cast<format>(n / 16 % 3);
-        test_dib dib(width, height, what == colors ? 24 : 8);
+        picture dib(width, height, what == colors ? 24 : 8);
         for (int i = 0; what != colors && i < 256; ++i) // the grey ones are not the ramp
-            dib.set_color(i, 255 - i, what == grey ? 255 - i : i / 2, 255 - i);
+            dib.set_color(i, rgb(255 - i, what == grey ? 255 - i : i / 2, 255 - i));
         for (int i = 0; i < width * height; ++i)
             dib.set_pixel(i % width, i / width, color_of(n / 48, i % width, i / width));
         const image_guard image(dib.create());
@@ -320,11 +319,10 @@ TEST(jpeg_writer, equals_the_plain_encoder)
 
 TEST(jpeg_writer, leaves_the_peculiarities_out_in_interchange_mode)
 {
-    test_dib dib(40, 30, 24), grey(40, 30, 8);
-    dib.header()->biXPelsPerMeter = 300;
-    dib.header()->biYPelsPerMeter = 200;
+    picture dib(40, 30, 24), grey(40, 30, 8);
+    dib.set_resolution(300, 200);
     for (int i = 0; i < 256; ++i)
-        grey.set_color(i, 255 - i, 255 - i, 255 - i); // index 0 everywhere: white
+        grey.set_color(i, rgb(255 - i, 255 - i, 255 - i)); // index 0 everywhere: white
     const image_guard color_image(dib.create()), grey_image(grey.create());
     const byte_vector jfif = {0xFF, 0xD8, 0xFF, 0xE0, 0, 16, 'J', 'F', 'I', 'F', 0, 1, 0, 1};
     find(save_bytes(color_image, 13), joined({jfif, {0, 96, 0, 96, 0, 0, 0xFF, 0xDB, 0, 132, 0}}));
@@ -335,7 +333,7 @@ TEST(jpeg_writer, leaves_the_peculiarities_out_in_interchange_mode)
     find(grey_file, {0xFF, 0xC0, 0, 11, 8, 0, 30, 0, 40, 1, 1, 0x11, 0, 0xFF, 0xC4});
     find(grey_file, {0xFF, 0xDA, 0, 8, 1, 1, 0, 0, 63, 0});
     EXPECT_EQ(picture_of(grey_file).color(3, 3), 0xFFFFFFu);
-    test_dib flat(8, 8, 8);
+    picture flat(8, 8, 8);
     std::fill(flat.row(7), flat.row(0) + 8, uint8_t{128}); // the codes are 00 and 1010
     find(save_bytes(image_guard(flat.create()), 13), {63, 0, 0x2B, 0xFF, 0xD9});
 }

@@ -37,7 +37,7 @@ void compare(const operation& operation, int32_t handle, model& m)
 
 void compare_new(const operation& operation, const shape& s, test_colors colors, uint32_t seed)
 {
-    model m{random_picture(s.width, s.height, s.bits, seed, colors), {}};
+    model m{contrasting_picture(s.width, s.height, s.bits, seed, colors), {}};
     const image_guard image(create_image(m.p));
     compare(operation, image, m);
 }
@@ -47,14 +47,14 @@ int32_t digits_image(const std::string& text)
 {
     const int width = int(std::min(text.find('/'), text.size()));
     const int height = int(text.size() + 1) / (width + 1);
-    return create_image(each_pixel(width, height, 8, grey_ramp(), [&](int x, int r) {
+    return create_image(each_pixel(width, height, 8, {}, [&](int x, int r) {
         return text[(height - 1 - r) * (width + 1) + x] - '0';
     }));
 }
 
 std::string digits(int32_t handle)
 {
-    const image_copy copy = copy_image(handle);
+    const picture copy = copy_image(handle);
     std::string text;
     for (int32_t i = 0; i < copy.width * copy.height; ++i) {
         if (i && i % copy.width == 0) text += '/';
@@ -121,7 +121,7 @@ TEST(operations, take_the_crop_rectangle_along)
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        const image_guard image(create_image(random_picture(10, 6, 4, 9)));
+        const image_guard image(create_image(contrasting_picture(10, 6, 4, 9)));
         IMG_set_croprect(image, 1, 3, 3, 2);
         for (const auto& step : c.steps)
             ASSERT_EQ(step.run(image), 0);
@@ -130,7 +130,7 @@ TEST(operations, take_the_crop_rectangle_along)
     // Of any values.
     for (int32_t x : {INT_MIN, -1, 0, INT_MAX})
         for (int32_t size : {INT_MIN, -1, 0, INT_MAX}) {
-            const image_guard image(create_image(random_picture(9, 5, 1, 1)));
+            const image_guard image(create_image(contrasting_picture(9, 5, 1, 1)));
             IMG_set_croprect(image, x, size, size, x);
             const rectangle before = crop_of(image);
             for (int32_t angle : {90, 180, 90, 270, 90})
@@ -174,7 +174,7 @@ TEST(operations, end_in_chains_as_their_plain_versions_do)
         const int width = 1 + static_cast<int>(random() % 80);
         const int height = 1 + static_cast<int>(random() % 50);
         const auto kind = random() % 2 ? test_colors::grey : test_colors::random;
-        model m{random_picture(width, height, depths[random() % 4], round, kind), {}};
+        model m{contrasting_picture(width, height, depths[random() % 4], round, kind), {}};
         const image_guard image(create_image(m.p));
         for (int step = 0; step < 10; ++step) {
             compare(operations[random() % operations.size()], image, m);
@@ -196,7 +196,7 @@ TEST(operations, take_or_refuse_any_arguments)
             compare_new(extreme, {50, 20, bits}, test_colors::grey, 2);
     compare_new(resize(1000, 2), {70000, 2, 1}, test_colors::grey, 4);
 
-    const picture p = random_picture(50, 20, 24, 2);
+    const picture p = contrasting_picture(50, 20, 24, 2);
     const image_guard image(create_image(p));
     constexpr signed char none[9] = {};
     for (int32_t type : {-1, 10, INT_MIN})

@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int32_t pcx = 2, dcx = 11;
-using values = std::vector<uint32_t>;
 
 // Stored bytes of random pixels, and what each pixel's value is.
 struct random_planes {
@@ -73,9 +72,9 @@ TEST(pcx_reader, reads_every_organisation_with_and_without_padding)
                     f.plane_bytes = f.plane() + extra;
                     const random_planes stored(f, uint32_t(width + extra));
                     f.data = encoding ? stored.coded : stored.plain;
-                    const image_copy picture = picture_of(f);
-                    ASSERT_EQ(picture.bits, kind.dib_bits);
-                    ASSERT_EQ(values_of(picture), stored.pixels);
+                    const picture seen = picture_of(f);
+                    ASSERT_EQ(seen.bits, kind.dib_bits);
+                    ASSERT_EQ(values_of(seen), stored.pixels);
                 }
 }
 
@@ -167,17 +166,16 @@ TEST(pcx_reader, keeps_a_resolution_only_when_it_is_one)
     for (const auto& [x, y, expected] : rows) {
         pcx_builder f = one_row(byte_vector(40 * 30, 1), 40);
         f.height = 30, f.x_dpi = x, f.y_dpi = y;
-        EXPECT_EQ(header_of(picture_of(f)).biXPelsPerMeter, expected);
+        EXPECT_EQ(picture_of(f).resolution().first, expected);
     }
 }
 
 TEST(pcx_writer, writes_exact_bytes)
 {
-    test_dib dib(5, 2, 8);
+    picture dib(5, 2, 8);
     for (int x = 0; x < 5; ++x)
         dib.set_pixel(x, 0, x < 3 ? 5 : x == 3 ? 0xC8 : 1);
-    dib.header()->biXPelsPerMeter = 300;
-    dib.header()->biYPelsPerMeter = 200;
+    dib.set_resolution(300, 200);
     // Rows are padded to an even number of bytes; the second row is five zeros and a pad.
     pcx_builder expected;
     expected.width = 5, expected.height = 2, expected.plane_bytes = 6;
@@ -189,9 +187,9 @@ TEST(pcx_writer, writes_exact_bytes)
         add_bytes(expected.tail, byte_vector(3, uint8_t(i)));
     EXPECT_EQ(save_bytes(image_guard(dib.create()), pcx), byte_vector(expected));
     // Readers take one plane of bits for black and white: other colours get four.
-    test_dib two(9, 1, 1);
+    picture two(9, 1, 1);
     EXPECT_EQ(save_bytes(image_guard(two.create()), pcx)[65], 1);
-    two.set_color(0, 200, 10, 20);
+    two.set_color(0, rgb(200, 10, 20));
     EXPECT_EQ(save_bytes(image_guard(two.create()), pcx)[65], 4);
 }
 
@@ -229,7 +227,7 @@ TEST(dcx, reads_pages_by_number)
 TEST(dcx, appends_pages_up_to_the_last_one)
 {
     const temp_file file(".dcx");
-    test_dib dib(3, 1, 8);
+    picture dib(3, 1, 8);
     for (int i = 0; i <= 1023; ++i) {
         dib.set_pixel(0, 0, uint32_t(i % 251));
         ASSERT_EQ(IMG_save_bitmap(image_guard(dib.create()), file.name(), dcx), i < 1023 ? 0 : -11);
@@ -246,7 +244,7 @@ TEST(dcx, appends_behind_a_short_table_and_leaves_other_files_alone)
     const temp_file file(".dcx");
     const byte_vector before = build_dcx({coloured_page(1, 5), coloured_page(2, 6)}, 3);
     write_file(file.name(), before);
-    test_dib dib(3, 1, 24);
+    picture dib(3, 1, 24);
     dib.set_pixel(0, 0, 0x123456);
     const image_guard image(dib.create());
     ASSERT_EQ(IMG_save_bitmap(image, file.name(), dcx), 0);

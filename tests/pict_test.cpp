@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int32_t pict = 15;
-using values = std::vector<uint32_t>;
 
 const std::vector<std::array<int, 4>> four_colors = {
     {0, 1, 2, 3}, {1, 4, 5, 6}, {2, 7, 8, 9}, {3, 10, 11, 12}};
@@ -202,16 +201,16 @@ TEST(pict_reader, joins_tiles_and_else_takes_the_largest)
         b.left = left, b.top = top;
         return b;
     };
-    const auto picture = [](const std::vector<pict_bits>& tiles) {
+    const auto joined = [](const std::vector<pict_bits>& tiles) {
         pict_builder file;
         for (const pict_bits& t : tiles)
             file.op(0x98, t);
         return picture_of(file.op(0xFF));
     };
-    EXPECT_EQ(colors_of(picture({tile(5, 5, 1, 2, 0), tile(5, 7, 1, 1, 1), tile(5, 8, 1, 1, 2)})),
+    EXPECT_EQ(colors_of(joined({tile(5, 5, 1, 2, 0), tile(5, 7, 1, 1, 1), tile(5, 8, 1, 1, 2)})),
               (values{0x010203, 0x010203, 0x040506, 0x070809}));
     // Two rows of tiles side by side, not in order.
-    const image_copy grid = picture(
+    const picture grid = joined(
         {tile(3, 0, 2, 1, 1), tile(0, 0, 3, 1, 0), tile(0, 1, 1, 2, 2), tile(1, 1, 4, 2, 3)});
     EXPECT_EQ(colors_of(grid), (values{0x010203, 0x010203, 0x010203, 0x040506, 0x040506, 0x070809,
                                        0x0A0B0C, 0x0A0B0C, 0x0A0B0C, 0x0A0B0C, 0x070809, 0x0A0B0C,
@@ -221,23 +220,22 @@ TEST(pict_reader, joins_tiles_and_else_takes_the_largest)
     scaled.drawn_width = 2;
     recoloured.colors[0][1] = 99;
     for (const pict_bits& second : {tile(0, 3, 1, 1, 1), tile(0, 1, 1, 1, 1), scaled, recoloured})
-        EXPECT_EQ(picture({tile(0, 0, 1, 2, 0), second}).height, 2);
+        EXPECT_EQ(joined({tile(0, 0, 1, 2, 0), second}).height, 2);
     std::vector<pict_bits> strips; // more than are joined
     for (int y = 0; y < 1100; ++y)
         strips.push_back(tile(0, y, 1, 1, 1));
-    EXPECT_EQ(picture(strips).height, 1);
+    EXPECT_EQ(joined(strips).height, 1);
 }
 
 TEST(pict_reader, takes_the_resolution_of_the_header_first)
 {
     const auto dpi = [](pict_builder file) {
-        const auto h = header_of(picture_of(file.op(0x98, simple()).op(0xFF)));
-        return std::pair(h.biXPelsPerMeter, h.biYPelsPerMeter);
+        return picture_of(file.op(0x98, simple()).op(0xFF)).resolution();
     };
-    EXPECT_EQ(dpi(pict_builder().header(300, 150)), (std::pair<LONG, LONG>(300, 150)));
-    EXPECT_EQ(dpi(pict_builder().header(0, 0)), (std::pair<LONG, LONG>(100, 100)));
+    EXPECT_EQ(dpi(pict_builder().header(300, 150)), std::pair(300, 150));
+    EXPECT_EQ(dpi(pict_builder().header(0, 0)), std::pair(100, 100));
     const byte_vector plain(24, 0xFF); // the first form of the header states none
-    EXPECT_EQ(dpi(pict_builder().op(0x0C00, plain)), (std::pair<LONG, LONG>(100, 100)));
+    EXPECT_EQ(dpi(pict_builder().op(0x0C00, plain)), std::pair(100, 100));
 }
 
 TEST(pict_reader, refuses_what_does_not_fit)
@@ -262,12 +260,11 @@ TEST(pict_reader, refuses_what_does_not_fit)
 
 TEST(pict_writer, writes_exact_bytes)
 {
-    test_dib dib(10, 2, 8);
+    picture dib(10, 2, 8);
     for (int x = 0; x < 10; ++x)
         for (int y = 0; y < 2; ++y)
             dib.set_pixel(x, y, uint32_t(x < 5 ? 7 : x));
-    dib.header()->biXPelsPerMeter = 144;
-    dib.header()->biYPelsPerMeter = 144;
+    dib.set_resolution(144, 144);
     const image_guard image(dib.create());
     const byte_vector file = save_bytes(image, pict);
     ASSERT_EQ(file.size(), 638u + 8 * 256 + 18 + 2);
@@ -280,9 +277,10 @@ TEST(pict_writer, writes_exact_bytes)
     const byte_vector rows = {8, 0xFC, 7, 4, 5, 6, 7, 8, 9, 8, 0xFC, 7, 4, 5, 6, 7, 8, 9, 0, 0xFF};
     EXPECT_EQ(byte_vector(file.end() - 20, file.end()), rows);
     // Readers disagree about the counts of rows of 202 to 250 bytes, which are avoided.
-    EXPECT_EQ(save_bytes(image_guard(test_dib(225, 1, 8).create()), pict)[567], 252);
+    EXPECT_EQ(save_bytes(image_guard(picture(225, 1, 8).create()), pict)[567], 252);
     // A tile of one pixel has planes of two bytes, the second 0.
-    const byte_vector tiles = save_bytes(image_guard(random_dib(8177, 1, 24, 1).create()), pict);
+    const byte_vector tiles =
+        save_bytes(image_guard(random_picture(8177, 1, 24, 1).create()), pict);
     for (size_t from_end : {3u, 5u, 7u})
         EXPECT_EQ(tiles[tiles.size() - from_end], 0);
 }
@@ -296,7 +294,7 @@ TEST(pict_writer, keeps_widths_around_the_sizes_of_counts_and_rows)
     for (const auto& [bits, list] : widths)
         for (int width : list) {
             SCOPED_TRACE(testing::Message() << bits << " " << width);
-            const image_guard image(random_dib(width, 3, bits, 20).create());
+            const image_guard image(random_picture(width, 3, bits, 20).create());
             expect_same_colors(picture_of(save_bytes(image, pict)), copy_image(image));
         }
 }

@@ -34,10 +34,10 @@ std::vector<picture_size> sizes_for(int32_t bits)
 }
 
 // Noise in short runs, under a table of colours; smooth shades where the type is lossy.
-test_dib make_picture(const picture_size& size, int32_t bits, bool smooth)
+picture make_picture(const picture_size& size, int32_t bits, bool smooth)
 {
-    if (!smooth) return random_dib(size.width, size.height, bits, size.width % 2 ? 3 : 20);
-    test_dib dib(size.width, size.height, bits);
+    if (!smooth) return random_picture(size.width, size.height, bits, size.width % 2 ? 3 : 20);
+    picture dib(size.width, size.height, bits);
     for (int32_t y = 0; y < size.height; ++y)
         for (int32_t x = 0; x < size.width; ++x)
             dib.set_pixel(x, y, 0x010101u * uint8_t(255 * (x + y) / (size.width + size.height)));
@@ -52,7 +52,7 @@ int distance(uint32_t a, uint32_t b)
     return sum;
 }
 
-void expect_alike(const image_copy& in, const image_copy& out, const peculiarity& kind)
+void expect_alike(const picture& in, const picture& out, const peculiarity& kind)
 {
     ASSERT_EQ(out.width, kind.fax_lines ? 1728 : in.width);
     ASSERT_EQ(out.height, in.height);
@@ -112,7 +112,7 @@ TEST(round_trip, refuses_every_other_depth)
             const std::vector<int32_t> depths = depths_of(type);
             if (std::find(depths.begin(), depths.end(), bits) != depths.end()) continue;
             SCOPED_TRACE(testing::Message() << type.name << ", " << bits << " bits");
-            const image_guard image(test_dib(5, 5, bits).create());
+            const image_guard image(picture(5, 5, bits).create());
             byte_vector out(100, 0xAA);
             EXPECT_EQ(IMGX_save_bitmap_mem(image, out.data(), 100, type.code), -7);
             EXPECT_EQ(out, byte_vector(100, 0xAA));

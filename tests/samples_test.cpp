@@ -7,7 +7,7 @@
 namespace {
 
 // FNV-1a over red, green, blue of all pixels, top row first.
-uint64_t pixel_sum(const image_copy& picture)
+uint64_t pixel_sum(const picture& picture)
 {
     uint64_t sum = 0xCBF29CE484222325;
     for (const uint32_t color : colors_of(picture))
@@ -71,7 +71,7 @@ TEST(samples, are_read_as_the_programs_that_made_them_read_them)
         SCOPED_TRACE(s.name);
         const std::string path = sample_path(s.name);
         const image_guard image(IMG_decompress_bitmap(path.c_str()));
-        const image_copy copy = copy_image(image);
+        const picture copy = copy_image(image);
         EXPECT_EQ(copy.width, s.width);
         EXPECT_EQ(copy.bits, s.bits);
         EXPECT_EQ(pixel_sum(copy), s.sum);

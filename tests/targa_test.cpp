@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int32_t targa = 3;
-using values = std::vector<uint32_t>;
 
 // What a pixel shows. Five bits a colour: classic mode leaves the low bits 0.
 uint32_t color_of(const uint8_t* pixel, int depth, int mode)
@@ -45,9 +44,9 @@ TEST(targa_writer, classic_files_are_exact)
         {24, true, {0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 5, 0, 3, 0, 24, 0}},
     };
     for (const auto& r : rows) {
-        test_dib dib(5, 3, r.bits);
-        dib.fill_random(9);
-        if (r.bits == 8 && r.color) dib.set_color(200, 1, 2, 3);
+        picture dib = random_picture(5, 3, r.bits);
+        dib.set_colors(picture(1, 1, r.bits).colors());
+        if (r.bits == 8 && r.color) dib.set_color(200, rgb(1, 2, 3));
         byte_vector expected = r.head;
         for (int i = 0; r.bits == 8 && r.color && i < 256; ++i)
             add_le(expected, i == 200 ? 0x010203 : uint64_t(i) * 0x010101, 3);
@@ -61,7 +60,7 @@ TEST(targa_writer, interchange_packets_are_exact)
 {
     // Runs of three pixels and more, packets of 128 at most, none beyond its row.
     const mode_scope interchange;
-    test_dib dib(133, 2, 24);
+    picture dib(133, 2, 24);
     for (int x = 0; x < 133; ++x) {
         dib.set_pixel(x, 0, x < 130 ? 0x010203 : 0x040506u + uint32_t(x / 132));
         dib.set_pixel(x, 1, x < 129 ? uint32_t(x) : 0x040506);
@@ -78,9 +77,9 @@ TEST(targa_writer, interchange_packets_are_exact)
 
 TEST(targa_writer, greys_in_another_order_keep_their_colours_in_interchange_mode)
 {
-    test_dib dib(16, 1, 8);
+    picture dib(16, 1, 8);
     for (int i = 0; i < 256; ++i)
-        dib.set_color(i, 255 - i, 255 - i, 255 - i);
+        dib.set_color(i, rgb(255 - i, 255 - i, 255 - i));
     dib.set_pixel(3, 0, 51);
     const image_guard image(dib.create());
     for (int mode : {0, 1}) {
@@ -176,7 +175,7 @@ TEST(targa_reader, colour_maps)
             tga.data = {0, 1, 2};
             const mode_scope scope(mode);
             EXPECT_EQ(colors_in(tga), mode ? r.interchange : r.classic);
-            EXPECT_EQ(picture_of(tga).head[43], r.bits == 32 ? 99 : 0);
+            EXPECT_EQ(picture_of(tga).bytes[43], r.bits == 32 ? 99 : 0);
             // A map in front of true colour is passed over.
             tga.type = 2, tga.depth = 24, tga.width = 1, tga.data = {1, 2, 3};
             EXPECT_EQ(colors_in(tga), values{0x030201});

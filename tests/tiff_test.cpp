@@ -8,8 +8,6 @@
 
 namespace {
 
-using colors = std::vector<uint32_t>;
-
 int32_t count_pages(const byte_vector& file)
 {
     return IMGX_get_pages_mem(file.data(), static_cast<uint32_t>(file.size()));
@@ -22,7 +20,7 @@ tiff_builder grey_page(bool big = false, uint32_t compression = 1)
     return t.shape(4, 1, 8, 1, compression, 1).strip({10, 20, 30, 40});
 }
 
-const colors grey_colors = {0x0A0A0A, 0x141414, 0x1E1E1E, 0x282828};
+const values grey_colors = {0x0A0A0A, 0x141414, 0x1E1E1E, 0x282828};
 
 uint32_t number_at(const byte_vector& file, size_t at)
 {
@@ -52,8 +50,8 @@ TEST(tiff_reader, follows_the_chain_to_a_page)
             t.set(tag, 4, {7});
         const byte_vector file = t.build();
         EXPECT_EQ(count_pages(file), 300);
-        EXPECT_EQ(colors_of(picture_of(file, 1)), (colors{0x010101, 0}));
-        EXPECT_EQ(colors_of(picture_of(file, 299)), (colors{0x2B2B2B, 0x010101}));
+        EXPECT_EQ(colors_of(picture_of(file, 1)), (values{0x010101, 0}));
+        EXPECT_EQ(colors_of(picture_of(file, 299)), (values{0x2B2B2B, 0x010101}));
         EXPECT_EQ(load_code(file, 300), -11);
     }
     for (int entries : {550, 551}) {
@@ -79,7 +77,7 @@ TEST(tiff_reader, ends_chains_that_have_no_end)
     // Directories of 60000 entries every 6 bytes, all of which nobody waits for; and small ones
     // that share arrays of 100000 strips, the counts from the first one on or from others. The
     // last strip ends 99993 bytes behind the arrays, the longest one has 1000.
-    const image_guard image(test_dib(1, 1, 1).create());
+    const image_guard image(picture(1, 1, 1).create());
     const struct {
         uint32_t step, entries, shifts;
         int32_t code;
@@ -89,8 +87,8 @@ TEST(tiff_reader, ends_chains_that_have_no_end)
         const uint32_t arrays = 8 + c.step * 30000 + 12 * c.entries + 10, size = arrays + 800400;
         byte_vector file = {'I', 'I', 42, 0, 8, 0, 0, 0};
         file.resize(size);
-        const auto put = [&](uint32_t at, std::initializer_list<uint32_t> values) {
-            for (uint32_t v : values)
+        const auto put = [&](uint32_t at, std::initializer_list<uint32_t> numbers) {
+            for (uint32_t v : numbers)
                 for (int shift : {0, 8, 16, 24})
                     file[at++] = static_cast<uint8_t>(v >> shift);
         };
@@ -140,7 +138,7 @@ TEST(tiff_reader, classic_and_standard_rows)
     const tiff_builder white_curve = tiff_builder(curve).set(262, 3, {0});
     const struct {
         tiff_builder file;
-        colors classic, standard;
+        values classic, standard;
     } cases[] = {
         // 16-bit grey, little-endian; RGB of 4 bits and of 1; planes of 1 bit, of colours and inks
         {page(2, 16, 1, 1, {1, 2, 3, 4}), {0x010101, 0x030303}, {0x020202, 0x040404}},
@@ -164,7 +162,7 @@ TEST(tiff_reader, classic_and_standard_rows)
          {0, 0x140000}},
         {curve, {0x191919, 0x7F7F7F}, {0x191919, 0x7F7F7F}},
         {white_curve, {0x7F7F7F, 0x191919}, {0x191919, 0x7F7F7F}},
-        {page(2, 1, 1, 1, {0x40}).set(291, 3, {0, 9000}), colors(2, 0xFFFFFF), {0, 0xFFFFFF}},
+        {page(2, 1, 1, 1, {0x40}).set(291, 3, {0, 9000}), values(2, 0xFFFFFF), {0, 0xFFFFFF}},
         // which is not for samples of 16 bits, nor for pages with a colour map
         {page(2, 16, 1, 1, {1, 2, 3, 4}).set(291, 3, {9, 9, 9}), {}, {0x020202, 0x040404}},
         {page(2, 2, 1, 3, {0x10})
@@ -173,23 +171,23 @@ TEST(tiff_reader, classic_and_standard_rows)
          {},
          {0, 0x102030}},
         // The low byte of a big-endian BYTE is the second one: one bit, and 10 is 00001010.
-        {grey_page(true).add({258, 1, 1, {8, 1}}), colors(4, 0), grey_colors},
+        {grey_page(true).add({258, 1, 1, {8, 1}}), values(4, 0), grey_colors},
         {two_shorts, {0x010101, 0x010101}, {0x010101, 0x030303}},
         // two SHORTs as one number, here of an unknown compression; tiles as if they were strips
         {page(2, 8, 1, 1, {10, 20}).set(259, 3, {1, 1}), {0, 0}, {0x0A0A0A, 0x141414}},
         {page(2, 8, 1, 1, {10, 20, 30}).set(324, 4, {9}), {0x141414, 0x1E1E1E}, {}},
         // PackBits 128: 129 bytes, or nothing
-        {page(129, 8, 1, 1, {0x80, 9, 0, 1}, 32773), colors(129, 0x090909), {}},
+        {page(129, 8, 1, 1, {0x80, 9, 0, 1}, 32773), values(129, 0x090909), {}},
         {page(3, 8, 1, 1, {0x80, 2, 1, 2, 3}, 32773), {}, {0x010101, 0x020202, 0x030303}},
-        {fax, {0, 0, 0xFFFFFF, 0xFFFFFF}, colors(4, 0)},
+        {fax, {0, 0, 0xFFFFFF, 0xFFFFFF}, values(4, 0)},
         // an unknown compression: a header alone
-        {grey_page(false, 32771), colors(4, 0), {}},
+        {grey_page(false, 32771), values(4, 0), {}},
     };
     for (const auto& c : cases)
         for (int on : {0, 1}) {
             SCOPED_TRACE(testing::Message() << "row " << &c - cases << ", interchange " << on);
             IMGX_set_interchange(on);
-            const colors& expected = on ? c.standard : c.classic;
+            const values& expected = on ? c.standard : c.classic;
             if (expected.empty()) continue;
             EXPECT_EQ(colors_of(picture_of(c.file.build())), expected);
         }
@@ -205,18 +203,16 @@ TEST(tiff_reader, takes_texts_of_all_directories_passed_and_resolutions_of_one)
     t.set(282, 5, {11811, 100}).set(283, 5, {100, 1}).set(296, 3, {3}); // per centimetre
     const auto resolution = [&] {
         const image_guard image(load_bytes(t.build(), 1));
-        BITMAPINFOHEADER header[30];
-        EXPECT_GE(IMGLOW_get_bitmap_header(image, header), 0);
-        return std::pair(header[0].biXPelsPerMeter, header[0].biYPelsPerMeter);
+        return copy_image(image).resolution();
     };
     char got_name[200], got_date[40];
-    EXPECT_EQ(resolution(), (std::pair<LONG, LONG>(302, 256))); // INTENDED: 2.567
+    EXPECT_EQ(resolution(), std::pair(302, 256)); // INTENDED: 2.567
     IMGLOW_get_bitmap_name(got_name, got_date);
     EXPECT_STREQ(got_name, "A scanner");
     EXPECT_STREQ(got_date, "2024:02:29 12:34:56 and more"); // 40 bytes, whatever the count
     IMGX_set_interchange(1);
     t.add({315, 2, 4, {'B', 'o', 'b', 0}});
-    EXPECT_EQ(resolution(), (std::pair<LONG, LONG>(300, 254)));
+    EXPECT_EQ(resolution(), std::pair(300, 254));
     IMGLOW_get_bitmap_name(got_name, got_date);
     EXPECT_STREQ(got_name, "Bob");
 }
@@ -284,7 +280,7 @@ TEST(tiff_reader, refuses_what_it_cannot_lay_out)
 namespace {
 
 // LZW pages have strips of about 8000 bytes of DIB rows.
-int32_t classic_strip_rows(const image_copy& image, int32_t type)
+int32_t classic_strip_rows(const picture& image, int32_t type)
 {
     const int32_t rows = 8000 / test_stride(image.width, image.bits);
     return type == 9 ? std::clamp(rows, 1, image.height) : image.height;
@@ -292,8 +288,8 @@ int32_t classic_strip_rows(const image_copy& image, int32_t type)
 
 // A classic page from its layout as documented for users of the files. The first one of a file
 // has base 8.
-byte_vector classic_page(const image_copy& image, int32_t type, uint32_t base,
-                         const std::vector<byte_vector>& strips, const colors& resolution)
+byte_vector classic_page(const picture& image, int32_t type, uint32_t base,
+                         const std::vector<byte_vector>& strips, const values& resolution)
 {
     const bool rgb = image.bits == 24, map = image.bits == 4 || image.bits == 8;
     const bool fax = type == 7 || type == 8 || type == 10;
@@ -304,8 +300,8 @@ byte_vector classic_page(const image_copy& image, int32_t type, uint32_t base,
     const uint32_t data = extra + 16 + map_bytes + 240, count = uint32_t(strips.size());
     byte_vector out;
     add_le(out, n, 2);
-    const auto entry = [&](uint32_t tag, uint32_t kind, uint32_t values, uint32_t value) {
-        for (auto [v, bytes] : {std::pair(tag, 2), {kind, 2}, {values, 4}, {value, 4}})
+    const auto entry = [&](uint32_t tag, uint32_t kind, uint32_t length, uint32_t value) {
+        for (auto [v, bytes] : {std::pair(tag, 2), {kind, 2}, {length, 4}, {value, 4}})
             add_le(out, v, bytes);
     };
     entry(254, 4, 1, 0);
@@ -333,7 +329,7 @@ byte_vector classic_page(const image_copy& image, int32_t type, uint32_t base,
         add_le(out, v, 4);
     for (size_t channel : {2, 1, 0})
         for (size_t i = 0; i < map_entries; ++i)
-            add_bytes(out, {0, image.head[sizeof(BITMAPINFOHEADER) + 4 * i + channel]});
+            add_bytes(out, {0, image.bytes[sizeof(BITMAPINFOHEADER) + 4 * i + channel]});
     if (rgb) add_bytes(out, {8, 0, 8, 0, 8, 0});
     const char date[40] = "11-24-1992", name[200] = "Trevolan imaging library 4.0";
     out.insert(out.end(), date, date + 40);
@@ -375,7 +371,7 @@ byte_vector plain_packbits(byte_vector r)
 }
 
 // The image data of a page, strip by strip.
-std::vector<byte_vector> coded_rows(test_dib& dib, const image_copy& image, int32_t type)
+std::vector<byte_vector> coded_rows(const picture& dib, const picture& image, int32_t type)
 {
     std::vector<byte_vector> strips;
     std::vector<plain::pixels> rows;
@@ -408,15 +404,15 @@ TEST(tiff_writer, classic_bytes_of_one_page_and_two)
                 if (type != 0 && type != 9 && bits != 1) continue;
                 SCOPED_TRACE(testing::Message()
                              << "type " << type << ", " << bits << " bits, width " << width);
-                test_dib dib = random_dib(width, 31, bits, width > 300 ? 200 : 3, uint32_t(width));
+                picture dib =
+                    random_picture(width, 31, bits, width > 300 ? 200 : 3, uint32_t(width));
                 const bool has_both = width == 13, has_one = width == 300;
-                dib.header()->biXPelsPerMeter = has_both || has_one ? 300 : 0;
-                dib.header()->biYPelsPerMeter = has_both ? 200 : 0;
-                const colors resolution = has_both                ? colors{300, 1, 200, 1}
-                                          : type == 8 && !has_one ? colors{200, 1, 200, 1}
-                                                                  : colors{640, 9, 480, 7};
+                dib.set_resolution(has_both || has_one ? 300 : 0, has_both ? 200 : 0);
+                const values resolution = has_both                ? values{300, 1, 200, 1}
+                                          : type == 8 && !has_one ? values{200, 1, 200, 1}
+                                                                  : values{640, 9, 480, 7};
                 const image_guard image(dib.create());
-                const image_copy copy = copy_image(image);
+                const picture copy = copy_image(image);
                 const auto strips = coded_rows(dib, copy, type);
                 byte_vector expected = {'I', 'I', 42, 0, 8, 0, 0, 0};
                 add_bytes(expected, classic_page(copy, type, 8, strips, resolution));
@@ -449,9 +445,9 @@ int32_t IMG_STD stop_at_once(IMG_PRIVATE, int32_t)
 TEST(tiff_writer, fax_pages_have_the_lighter_colour_for_white)
 {
     IMGX_set_interchange(1);
-    test_dib dib(8, 1, 1);
-    dib.set_color(0, 250, 250, 200);
-    dib.set_color(1, 200, 0, 0);
+    picture dib(8, 1, 1);
+    dib.set_color(0, rgb(250, 250, 200));
+    dib.set_color(1, rgb(200, 0, 0));
     for (int32_t type : {7, 8, 10}) {
         byte_vector file;
         ASSERT_EQ(save_into(file, image_guard(dib.create()), type), 0);
@@ -466,8 +462,7 @@ TEST(tiff_writer, packbits_rows_follow_their_rules)
 {
     IMGX_set_interchange(1); // the type is written in this mode only
     for (int run : {1, 3, 20, 400}) {
-        test_dib dib(8 * 517, 40, 1);
-        dib.fill_random(uint32_t(run), run);
+        const picture dib = random_picture(8 * 517, 40, 1, run);
         const image_guard image(dib.create());
         byte_vector file = save_bytes(image, 16), packed;
         for (int y = 0; y < 40; ++y)
@@ -478,9 +473,7 @@ TEST(tiff_writer, packbits_rows_follow_their_rules)
 
 TEST(tiff_writer, appends_only_to_sound_little_endian_chains)
 {
-    test_dib dib(9, 5, 1);
-    dib.fill_random(4);
-    const image_guard image(dib.create()), deep(test_dib(8, 8, 8).create());
+    const image_guard image(random_picture(9, 5, 1).create()), deep(picture(8, 8, 8).create());
     byte_vector page = grey_page().build();
     page.resize(page.size() | 1); // the standard wants the next directory on an even offset
     const auto second_page = [](const byte_vector& file) { // low byte of its offset
@@ -544,7 +537,7 @@ TEST(tiff_damage, every_cut_ends_in_a_code)
         IMGX_set_interchange(on);
         expect_cuts_are_survived(planes.build());
         for (int32_t type : {0, 7, 8, 9, 10, 16}) {
-            const image_guard image(random_dib(29, 9, type == 9 ? 24 : 1, 3).create());
+            const image_guard image(random_picture(29, 9, type == 9 ? 24 : 1, 3).create());
             if (type != 16 || on) expect_cuts_are_survived(save_bytes(image, type));
         }
     }

@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int32_t wmf = 6;
-using values = std::vector<uint32_t>;
 
 const byte_vector four_colors = {3, 2, 1, 0, 6, 5, 4, 0, 9, 8, 7, 0, 12, 11, 10, 0};
 
@@ -132,11 +131,9 @@ TEST(wmf_reader, chooses_and_joins)
         many.draw(0x0F43, one, 0, 2 * i, 3, 2);
     EXPECT_EQ(picture_of(many).height, 2 * 512);
     // A bitmap that fills the picture has its resolution.
-    const BITMAPINFOHEADER header =
-        header_of(picture_of(wmf_builder().draw(0x0F43, one, 0, 0, 100, 50)));
-    EXPECT_EQ(header.biXPelsPerMeter, 6);
-    EXPECT_EQ(header.biYPelsPerMeter, 8);
-    EXPECT_EQ(header_of(picture_of(drawn(small()))).biXPelsPerMeter, 0);
+    EXPECT_EQ(picture_of(wmf_builder().draw(0x0F43, one, 0, 0, 100, 50)).resolution(),
+              std::pair(6, 8));
+    EXPECT_EQ(picture_of(drawn(small())).resolution().first, 0);
     EXPECT_EQ(colors_in(wmf_builder().draw(0x0F43, one, 0, 0, -3, -2)), // mirrored
               (values{0x0A0B0C, 0x070809, 0x040506, 0x070809, 0x040506, 0x010203}));
     tall.height = 50; // the header speaks of the whole picture, of which two rows are here
@@ -157,11 +154,10 @@ TEST(wmf_reader, refuses_records_that_lead_nowhere)
 
 TEST(wmf_writer, writes_exact_bytes)
 {
-    test_dib dib(3, 2, 1);
+    picture dib(3, 2, 1);
     dib.set_pixel(1, 0, 1);
     dib.set_pixel(0, 1, 1);
-    dib.header()->biXPelsPerMeter = 300;
-    dib.header()->biYPelsPerMeter = 600;
+    dib.set_resolution(300, 600);
     const image_guard image(dib.create());
     const byte_vector expected = {
         0xD7, 0xCD, 0xC6, 0x9A, 0,    0,    0, 0, 0,    0, 3, 0, 1,    0,    0x2C, 1, 0,    0, 0, 0,
@@ -174,9 +170,7 @@ TEST(wmf_writer, writes_exact_bytes)
         255,  255,  255,  0,    0x80, 0,    0, 0, 0x40, 0, 0, 0, 3,    0,    0,    0, 0,    0};
     const byte_vector file = save_bytes(image, wmf);
     EXPECT_EQ(file, expected);
-    const image_copy back = picture_of(file);
+    const picture back = picture_of(file);
     expect_same_colors(back, copy_image(image));
-    const BITMAPINFOHEADER header = header_of(back);
-    EXPECT_EQ(header.biXPelsPerMeter, 300);
-    EXPECT_EQ(header.biYPelsPerMeter, 600);
+    EXPECT_EQ(back.resolution(), std::pair(300, 600));
 }

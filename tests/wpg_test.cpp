@@ -6,7 +6,6 @@
 namespace {
 
 constexpr int32_t wpg = 5;
-using values = std::vector<uint32_t>;
 
 byte_vector eight_bits(int width, int height, const byte_vector& data)
 {
@@ -158,7 +157,7 @@ TEST(wpg2_reader, reads_formats_and_items)
 
 TEST(wpg_writer, writes_exact_bytes)
 {
-    test_dib dib(10, 3, 8);
+    picture dib(10, 3, 8);
     for (int x = 0; x < 10; ++x)
         for (int y = 0; y < 3; ++y)
             dib.set_pixel(x, y, uint32_t(x < 5 ? 7 : x));
@@ -171,20 +170,20 @@ TEST(wpg_writer, writes_exact_bytes)
                               75,   0,    0x85, 7,    5,  5, 6,  7, 8, 9, 0, 2, 0x10, 0};
     EXPECT_EQ(byte_vector(file.begin() + 32 + 768, file.end()), rest);
     for (auto [y_dpi, expected] : {std::pair(300, 600), {4801, 0}}) {
-        dib.header()->biXPelsPerMeter = 600, dib.header()->biYPelsPerMeter = y_dpi;
+        dib.set_resolution(600, y_dpi);
         const byte_vector fine = save_bytes(image_guard(dib.create()), wpg);
         EXPECT_EQ(fine[20], 20);
-        EXPECT_EQ(header_of(picture_of(fine)).biXPelsPerMeter, expected);
+        EXPECT_EQ(picture_of(fine).resolution().first, expected);
     }
     // A picture that is too large for 16 bits at its resolution gets a finer one: 92 dpi.
-    const byte_vector wide = save_bytes(image_guard(test_dib(5000, 1, 8).create()), wpg);
+    const byte_vector wide = save_bytes(image_guard(picture(5000, 1, 8).create()), wpg);
     EXPECT_EQ(wide[20] | wide[21] << 8, 5000 * 1200 / 92);
 }
 
 TEST(wpg_writer, splits_long_runs_and_repeats)
 {
     // A white row longer than the long run, and more equal rows than one item repeats.
-    test_dib tall(1000, 700, 8);
+    picture tall(1000, 700, 8);
     for (int y = 0; y < 700; ++y)
         std::memset(tall.row(y), y == 600 ? 3 : 255, 1000);
     const image_guard image(tall.create());

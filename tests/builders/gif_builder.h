@@ -101,10 +101,8 @@ inline byte_vector gif_plain_lzw(std::span<const uint8_t> pixels, uint32_t code_
 
 /// A file put together from its start; every call appends.
 struct gif_builder : byte_vector {
-    using colors = std::vector<uint32_t>; // 0xRRGGBB, a power of two of them
-
     /// Signature and screen; no colours: no global table, size bits as given.
-    explicit gif_builder(const char* version, const colors& global = {}, int size_bits = 0)
+    explicit gif_builder(const char* version, const values& global = {}, int size_bits = 0)
     {
         const int bits = global.empty() ? size_bits : 0x80 | table_bits(global);
         raw({'G', 'I', 'F', uint8_t(version[0]), uint8_t(version[1]), 'a', 99, 0, 99, 0});
@@ -115,7 +113,7 @@ struct gif_builder : byte_vector {
         return raw({0x21, label}).raw(gif_sub_blocks(byte_vector(text.begin(), text.end())));
     }
     gif_builder& picture(int width, int height, uint8_t code_size, const byte_vector& data,
-                         const colors& local = {}, int flags = 0)
+                         const values& local = {}, int flags = 0)
     {
         add_le(raw({0x2C}), {0, 0, width, height}, 2);
         raw({uint8_t(local.empty() ? flags : flags | 0x80 | table_bits(local))});
@@ -123,7 +121,7 @@ struct gif_builder : byte_vector {
     }
     /// The same from pixels.
     gif_builder& pixels(int width, int height, uint32_t code_size, const byte_vector& pixels,
-                        const colors& local = {}, int flags = 0)
+                        const values& local = {}, int flags = 0)
     {
         return picture(width, height, uint8_t(code_size), gif_plain_lzw(pixels, code_size, true),
                        local, flags);
@@ -136,11 +134,11 @@ struct gif_builder : byte_vector {
     gif_builder& finish() { return raw({0x3B}); }
 
 private:
-    gif_builder& table(const colors& table)
+    gif_builder& table(const values& table)
     {
         for (uint32_t c : table)
             add_be(*this, c, 3);
         return *this;
     }
-    static int table_bits(const colors& table) { return std::bit_width(table.size() - 1) - 1; }
+    static int table_bits(const values& table) { return std::bit_width(table.size() - 1) - 1; }
 };

@@ -128,7 +128,7 @@ struct component {
 };
 
 /// What a stream holds. By default three components, chroma at 1x1.
-struct picture {
+struct coded_picture {
     int width, height;
     std::vector<component> components;
     int restart_interval = 0;
@@ -138,7 +138,7 @@ struct picture {
     std::vector<huffman> dc{all_symbols(11, 12), all_symbols(12, 12)};
     std::vector<huffman> ac{all_symbols(13, 251), all_symbols(14, 251)};
 
-    picture(int w, int height_, int h, int v, int interval = 0)
+    coded_picture(int w, int height_, int h, int v, int interval = 0)
         : width(w), height(height_), components{{h, v}, {1, 1, 1, 1}, {1, 1, 1, 1}},
           restart_interval(interval)
     {
@@ -162,7 +162,7 @@ struct picture {
 };
 
 /// The blocks of a picture in the order of the stream, their coefficients in zig-zag order.
-inline std::vector<block> blocks_of(const picture& p)
+inline std::vector<block> blocks_of(const coded_picture& p)
 {
     std::vector<block> blocks;
     std::mt19937 random(p.seed);
@@ -180,7 +180,7 @@ inline std::vector<block> blocks_of(const picture& p)
 }
 
 /// block_ends: gets the number of whole bytes up to each block's end.
-inline byte_vector entropy_data(const picture& p, std::vector<size_t>* block_ends = nullptr)
+inline byte_vector entropy_data(const coded_picture& p, std::vector<size_t>* block_ends = nullptr)
 {
     coder out;
     const std::vector<block> blocks = blocks_of(p);
@@ -204,7 +204,7 @@ inline byte_vector entropy_data(const picture& p, std::vector<size_t>* block_end
 }
 
 /// Everything up to the entropy-coded data; the scan header comes last.
-inline byte_vector headers(const picture& p)
+inline byte_vector headers(const coded_picture& p)
 {
     const auto count = uint8_t(p.components.size());
     byte_vector out = {0xFF, 0xD8}, frame, scan{count};
@@ -225,7 +225,7 @@ inline byte_vector headers(const picture& p)
     return out;
 }
 
-inline byte_vector stream(const picture& p)
+inline byte_vector stream(const coded_picture& p)
 {
     return joined({headers(p), entropy_data(p), {0xFF, 0xD9}});
 }

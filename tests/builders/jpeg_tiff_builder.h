@@ -13,7 +13,7 @@ struct entry {
 };
 
 struct page {
-    std::vector<picture> strips;
+    std::vector<coded_picture> strips;
     bool big = false, big_tables = false; // byte order of the file and of the table offsets
     byte_vector prefix = byte_vector(8, 0xA5);
     std::vector<entry> more = {};
@@ -21,13 +21,13 @@ struct page {
 
     byte_vector file() const
     {
-        const picture& p = strips[0];
+        const coded_picture& p = strips[0];
         tiff_builder tiff;
         tiff.big = big;
         tiff_builder::field sizes{279, 4, uint32_t(strips.size()), {}};
         uint32_t height = 0;
         size_t end = 8; // of the strips, which come first
-        for (const picture& strip : strips) {
+        for (const coded_picture& strip : strips) {
             const byte_vector data = joined({prefix, entropy_data(strip)});
             tiff.put(sizes.bytes, uint32_t(data.size()), 4);
             height += uint32_t(strip.height);
@@ -62,11 +62,11 @@ struct page {
 };
 
 /// Strips of a height, the last one shorter.
-inline std::vector<picture> strips_of(size_t components, size_t count, int h, int v,
-                                      int interval = 0)
+inline std::vector<coded_picture> strips_of(size_t components, size_t count, int h, int v,
+                                            int interval = 0)
 {
-    std::vector<picture> strips(count, picture(45, 16, h, v, interval));
-    for (picture& p : strips) {
+    std::vector<coded_picture> strips(count, coded_picture(45, 16, h, v, interval));
+    for (coded_picture& p : strips) {
         p.components.resize(components);
         p.seed = uint32_t(&p - strips.data() + 1);
     }

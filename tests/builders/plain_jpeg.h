@@ -8,7 +8,7 @@
 
 namespace plain_jpeg {
 
-using jpeg_builder::block, jpeg_builder::huffman, jpeg_builder::picture;
+using jpeg_builder::block, jpeg_builder::huffman, jpeg_builder::coded_picture;
 using line = std::array<int, 8>;
 
 inline int as16(int v)
@@ -106,7 +106,7 @@ inline uint32_t color_of(std::vector<int> samples)
 
 /// What the stream of a picture shows, 0xRRGGBB row by row. Luminance and black have the factors
 /// of the first component, chroma has 1x1.
-inline std::vector<uint32_t> colors(const picture& p)
+inline std::vector<uint32_t> colors(const coded_picture& p)
 {
     const auto order = jpeg_builder::zigzag();
     const int count = p.blocks_before(p.components.size());
@@ -115,10 +115,10 @@ inline std::vector<uint32_t> colors(const picture& p)
         size_t i = 0;
         while (p.blocks_before(i + 1) <= static_cast<int>(n) % count)
             ++i;
-        block values{};
+        block scaled{};
         for (size_t k = 0; k < 64; ++k)
-            values[order[k]] = as16(blocks[n][k] * p.quant[p.components[i].quant][k]);
-        blocks[n] = inverse_dct(values);
+            scaled[order[k]] = as16(blocks[n][k] * p.quant[p.components[i].quant][k]);
+        blocks[n] = inverse_dct(scaled);
     }
     const auto [h, v, quant, table] = p.components[0];
     const auto sample = [&](size_t i, int x, int y) {
@@ -140,7 +140,7 @@ inline std::vector<uint32_t> colors(const picture& p)
 
 /// A sample that the classic encoder codes; beyond the row's end all bytes are 0, below the
 /// picture the last row goes on. INTENDED: of a grey palette the index itself is the level.
-inline int sample_of(const image_copy& image, int component, int x, int y, bool grey)
+inline int sample_of(const picture& image, int component, int x, int y, bool grey)
 {
     y = std::min(y, image.height - 1);
     const uint32_t pixel = x >= image.width ? 0 : grey ? image.pixel(x, y) : image.color(x, y);
@@ -153,7 +153,7 @@ inline int sample_of(const image_copy& image, int component, int x, int y, bool 
 
 /// The classic file of an image from its scan header's end on, with the tables that stand in
 /// file.
-inline byte_vector classic_data(const image_copy& image, bool grey, const byte_vector& file)
+inline byte_vector classic_data(const picture& image, bool grey, const byte_vector& file)
 {
     const auto piece = [&](ptrdiff_t at, ptrdiff_t size) {
         return byte_vector(file.begin() + at, file.begin() + at + size);

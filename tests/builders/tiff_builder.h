@@ -26,11 +26,11 @@ struct tiff_builder {
         big ? add_be(to, value, bytes) : add_le(to, value, bytes);
     }
     /// Numbers of one entry of the last page; RATIONALs as numerator, denominator, …
-    tiff_builder& set(int tag, int type, std::initializer_list<uint32_t> values)
+    tiff_builder& set(int tag, int type, std::initializer_list<uint32_t> numbers)
     {
-        field f{tag, type, static_cast<uint32_t>(values.size()), {}};
+        field f{tag, type, static_cast<uint32_t>(numbers.size()), {}};
         if (type == 5) f.count /= 2;
-        for (uint32_t v : values)
+        for (uint32_t v : numbers)
             put(f.bytes, v, type == 5 ? 4 : type_bytes(type));
         return add(f);
     }

@@ -11,11 +11,11 @@ namespace {
 
 void sweep_type(const IMGX_TYPE_INFO& type, int32_t bits)
 {
-    const image_guard image(random_dib(40, 30, bits, 3).create());
-    const image_copy before = copy_image(image);
+    const image_guard image(random_picture(40, 30, bits, 3).create());
+    const picture before = copy_image(image);
     const temp_file file(".img");
     sweep_save(image, file.name(), type.code);
-    EXPECT_EQ(copy_image(image).bmp, before.bmp);
+    EXPECT_TRUE(copy_image(image) == before);
     std::remove(file.name()); // what appended pages are in it
     ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
     if (type.code != 14) sweep_load(file.name()); // PostScript is not read back
@@ -45,7 +45,7 @@ TEST(file_types_faults, a_pipe_gets_the_bytes_of_a_file_or_a_code)
             for (const int32_t bits : depths_of(type)) {
                 SCOPED_TRACE(testing::Message()
                              << type.name << ", " << bits << " bits, mode " << interchange);
-                const image_guard image(random_dib(40, 30, bits, 3).create());
+                const image_guard image(random_picture(40, 30, bits, 3).create());
                 const temp_file file(".img");
                 ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
                 int ends[2];
@@ -66,25 +66,25 @@ TEST(file_types_faults, a_pipe_gets_the_bytes_of_a_file_or_a_code)
 
 TEST(file_types_faults, bmp_and_jpeg_take_little_more_than_the_picture)
 {
-    constexpr uint64_t picture = 3000 * 1000 * 3, allowance = 1 << 20;
+    constexpr uint64_t size = 3000 * 1000 * 3, allowance = 1 << 20;
     for (const int32_t type : {1, 13}) {
         const temp_file file(".img");
         {
-            const image_guard image(test_dib(3000, 1000, 24).create());
+            const image_guard image(picture(3000, 1000, 24).create());
             platform_set_faults({}); // counts from here on
             ASSERT_EQ(IMG_save_bitmap(image, file.name(), type), 0);
-            EXPECT_LT(platform_get_counts().peak_bytes, picture + allowance);
+            EXPECT_LT(platform_get_counts().peak_bytes, size + allowance);
         }
         platform_set_faults({});
         const image_guard image(IMG_decompress_bitmap(file.name()));
-        EXPECT_GE(platform_get_counts().peak_bytes, picture);
-        EXPECT_LT(platform_get_counts().peak_bytes, picture + allowance);
+        EXPECT_GE(platform_get_counts().peak_bytes, size);
+        EXPECT_LT(platform_get_counts().peak_bytes, size + allowance);
     }
 }
 
 TEST(file_types_faults, creating_from_a_packed_dib)
 {
-    const test_dib dib(17, 5, 4);
+    const picture dib(17, 5, 4);
     sweep_faults(
         memory_faults,
         [&] {

@@ -17,7 +17,7 @@ TEST(format_faults, gif)
     const temp_file file(".gif");
     for (int mode : {0, 1}) {
         const mode_scope scope(mode);
-        const image_guard image(random_dib(300, 300, 8).create());
+        const image_guard image(random_picture(300, 300, 8).create());
         const auto save = [&] { return IMG_save_bitmap(image, file.name(), 4); };
         sweep_faults(
             write_faults, save,
@@ -63,10 +63,10 @@ TEST(format_faults, a_failed_append_keeps_the_pages_that_were_there)
     const temp_file file(".dcx");
     pcx_builder page;
     page.width = 40, page.data = {0xE8, 7}, page.tail = vga_palette(1);
-    const image_guard image(random_dib(20, 5, 8, 4).create());
+    const image_guard image(random_picture(20, 5, 8, 4).create());
     for (size_t entries : {size_t{2}, size_t{1024}}) {
         const byte_vector before = build_dcx({page}, entries);
-        const image_copy first = picture_of(before);
+        const picture first = picture_of(before);
         sweep_faults(
             {fault_kind::allocation, fault_kind::lock, fault_kind::failed_read,
              fault_kind::failed_write},
@@ -91,7 +91,7 @@ TEST(format_faults, loading_stays_near_the_size_of_the_image)
         SCOPED_TRACE(testing::Message() << type << " " << bits);
         const int32_t width = 5000, height = 600; // two tiles of a picture
         const temp_file file(".img");
-        ASSERT_GE(IMG_save_bitmap(image_guard(random_dib(width, height, bits, 50).create()),
+        ASSERT_GE(IMG_save_bitmap(image_guard(random_picture(width, height, bits, 50).create()),
                                   file.name(), type),
                   0);
         const uint64_t before = platform_get_counts().live_bytes;
@@ -114,7 +114,7 @@ TEST(format_faults, a_huge_picture_without_data_costs_nothing)
     targa.type = 10;
     EXPECT_EQ(load_code(targa), -12);
     const gif_builder gif =
-        gif_builder("89a", gif_builder::colors(256)).picture(65535, 30000, 8, {3, 0, 1, 2, 0});
+        gif_builder("89a", values(256)).picture(65535, 30000, 8, {3, 0, 1, 2, 0});
     EXPECT_EQ(load_code(gif), -3);
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LE(after.ru_maxrss - before.ru_maxrss, 100 * 1024);

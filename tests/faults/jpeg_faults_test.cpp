@@ -6,7 +6,7 @@
 
 TEST(jpeg_faults, several_buffers_of_data)
 {
-    jpeg_builder::picture p(200, 150, 2, 2, 9); // with restarts
+    jpeg_builder::coded_picture p(200, 150, 2, 2, 9); // with restarts
     p.nonzero = 40;
     p.amplitude = 400;
     const temp_file file(".jpg");
@@ -14,8 +14,8 @@ TEST(jpeg_faults, several_buffers_of_data)
         IMGX_set_interchange(standard);
         write_file(file.name(), jpeg_builder::stream(p));
         sweep_load(file.name());
-        const image_guard image(random_dib(300, 200, 24).create());
-        const image_copy before = copy_image(image);
+        const image_guard image(random_picture(300, 200, 24).create());
+        const picture before = copy_image(image);
         sweep_save(image, file.name(), 13);
         expect_same_colors(copy_image(image), before);
     }

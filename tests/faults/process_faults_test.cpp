@@ -41,7 +41,8 @@ TEST(process_faults, leave_the_image_as_it_was)
                     for (uint32_t n = 1; n < 100; ++n) {
                         SCOPED_TRACE(testing::Message() << operation.name << " x " << bits << ", "
                                                         << row_of(kind).name << " " << n);
-                        if (!strike(operation, random_picture(45, 30, bits, n, colors), kind, n))
+                        if (!strike(operation, contrasting_picture(45, 30, bits, n, colors), kind,
+                                    n))
                             break;
                         if (HasFailure()) return;
                     }

@@ -20,9 +20,10 @@ byte_vector planes(uint32_t compression)
     return t.build();
 }
 
-test_dib picture_for(int32_t type)
+picture picture_for(int32_t type)
 {
-    return type == 0 || type == 9 ? random_dib(2001, 11, 8, 2, 5) : random_dib(1728, 100, 1, 2, 5);
+    return type == 0 || type == 9 ? random_picture(2001, 11, 8, 2, 5)
+                                  : random_picture(1728, 100, 1, 2, 5);
 }
 
 } // namespace

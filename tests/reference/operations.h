@@ -9,7 +9,7 @@
 /// A picture and the colours of its first tone change.
 struct model {
     picture p;
-    std::vector<int> first_colors;
+    values first_colors;
 };
 
 struct operation {
@@ -34,7 +34,8 @@ template <picture (*version)(const picture&)> int32_t moved(model& m)
 
 inline bool is_grey(const picture& p)
 {
-    return p.bits < 24 && std::all_of(p.colors.begin(), p.colors.end(),
+    const values colors = p.colors();
+    return p.bits < 24 && std::all_of(colors.begin(), colors.end(),
                                       [](int c) { return channel(c, 0) * 0x10101 == c; });
 }
 
@@ -58,8 +59,8 @@ inline operation tone(int contrast, int brightness)
             [=](int32_t h) { return IMG_set_lut(h, contrast, brightness); },
             [=](model& m) {
                 if (m.p.bits == 1) return -7;
-                if (m.first_colors.empty()) m.first_colors = m.p.colors;
-                m.p.colors = m.first_colors;
+                if (m.first_colors.empty()) m.first_colors = m.p.colors();
+                m.p.set_colors(m.first_colors);
                 m.p = plain::toned(m.p, contrast, brightness);
                 return 0;
             }};
@@ -124,7 +125,7 @@ inline std::vector<operation> all_operations()
         {"promote to 8", IMG_promote_8, remade<plain::promote_8, 1, 4, 8>},
         {"promote to 24", IMG_promote_24, remade<plain::promote_24, 1, 4, 8>},
         {"flip x", IMG_flip_bitmapx, moved<plain::flipped_x>},
-        {"flip y", IMG_flip_bitmapy, moved<plain::flipped_y>},
+        {"flip y", IMG_flip_bitmapy, moved<upside_down>},
         {"invert", IMG_invert_bitmap, moved<plain::inverted>},
     };
     for (int degrees : {0, 90, 180, 270, -90})

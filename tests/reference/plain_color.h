@@ -3,8 +3,6 @@
 
 #include "tests/reference/picture.h"
 
-#include <algorithm>
-
 namespace plain {
 
 inline bool true_tones = false;
@@ -35,7 +33,7 @@ inline int grey_weighted(int color, int bits)
 
 inline picture gray(const picture& p)
 {
-    return each_pixel(p.width, p.height, 8, grey_ramp(),
+    return each_pixel(p.width, p.height, 8, picture(1, 1, 8).colors(),
                       [&](int x, int r) { return grey_weighted(p.color(x, r), p.bits); });
 }
 
@@ -113,7 +111,7 @@ picture diffused(const picture& p, picture out, bool serpentine, SourceRow sourc
         int v[3];
         for (size_t k = 0; k < 3; ++k)
             v[k] = true_tones ? static_cast<int16_t>(grids[k].at(x, r)) : grids[k].at(x, r);
-        out.set(x, r, quantise(v));
+        out.set_pixel(x, r, quantise(v));
         for (int k = 0; k < count; ++k) {
             running_grid& grid = grids[k];
             const int e = v[k] - channel(out.color(x, r), k);
@@ -137,8 +135,7 @@ inline int same_row(int r)
 
 inline picture diffusion_mono(const picture& p)
 {
-    picture out(p.width, p.height, 1);
-    out.colors = {0, 0xFFFFFF};
+    const picture out(p.width, p.height, 1);
     return diffused(p, out, true, same_row, [](const int* v) { return v[0] > 127; });
 }
 
@@ -146,13 +143,14 @@ inline picture popularity(const picture& p)
 {
     const int pixels = p.width * p.height;
     const auto color = [&](int i) { return p.pixel(i % p.width, i / p.width); };
-    std::vector<int> counts(4096), colors;
+    std::vector<int> counts(4096);
+    values colors;
     // Few colours stay.
     for (int i = 0; true_tones && i < pixels && colors.size() <= 256; ++i)
         if (std::find(colors.begin(), colors.end(), color(i)) == colors.end())
             colors.push_back(color(i));
     if (true_tones && colors.size() <= 256) {
-        const std::vector<int> all = colors;
+        const values all = colors;
         colors.resize(256);
         return each_pixel(p.width, p.height, 8, colors, [&](int x, int r) {
             return int(std::find(all.begin(), all.end(), p.pixel(x, r)) - all.begin());
@@ -186,7 +184,7 @@ inline picture popularity(const picture& p)
         return static_cast<int>(nearest - colors.begin());
     });
     // Each entry the mean of its pixels.
-    for (int entry = 0; true_tones && entry < 256; ++entry) {
+    for (uint32_t entry = 0; true_tones && entry < 256; ++entry) {
         int n = 0, sums[3] = {};
         for (int i = 0; i < pixels; ++i)
             if (out.pixel(i % p.width, i / p.width) == entry) {
@@ -195,7 +193,7 @@ inline picture popularity(const picture& p)
                     sums[k] += channel(color(i), k);
             }
         const auto mean = [&](int k) { return (sums[k] + n / 2) / n << 8 * k; };
-        if (n > 0) out.colors[entry] = mean(2) | mean(1) | mean(0);
+        if (n > 0) out.set_color(entry, mean(2) | mean(1) | mean(0));
     }
     return out;
 }
@@ -204,7 +202,7 @@ inline picture fixed_palette(const picture& p)
 {
     picture out(p.width, p.height, 8);
     for (int i = 0; i < 256; ++i)
-        out.colors[i] = i / 32 * 255 / 7 << 16 | i / 4 % 8 * 255 / 7 << 8 | i % 4 * 85;
+        out.set_color(i, rgb(i / 32 * 255 / 7, i / 4 % 8 * 255 / 7, i % 4 * 85));
     return diffused(p, out, true, same_row, [](const int* v) {
         const auto top = [](int value, int levels) {
             return std::clamp(value, 0, 255) * levels / 256;
@@ -214,9 +212,9 @@ inline picture fixed_palette(const picture& p)
 }
 
 /// Bits of index: 2 blue, 1 green, 0 red, 3 bright.
-inline std::vector<int> sixteen_colors()
+inline values sixteen_colors()
 {
-    std::vector<int> colors;
+    values colors;
     for (int i = 0; i < 16; ++i)
         colors.push_back((i & 1) * 0x10000 + (i / 2 & 1) * 0x100 + (i / 4 & 1));
     for (size_t i = 0; i < 16; ++i)
@@ -236,7 +234,7 @@ inline picture bayer_color(const picture& p)
 inline picture diffusion_color(const picture& p)
 {
     picture out(p.width, p.height, 4);
-    out.colors = sixteen_colors();
+    out.set_colors(sixteen_colors());
     const auto source_row = [&](int r) {
         return r < 2 || true_tones ? r : std::min(r + 1, p.height - 1);
     };
@@ -248,12 +246,10 @@ inline picture diffusion_color(const picture& p)
 
 inline picture promote_8(const picture& p)
 {
-    std::vector<int> colors = p.colors;
+    if (p.bits == 8) return p;
+    values colors = p.colors();
     colors.resize(256);
-    picture out =
-        each_pixel(p.width, p.height, 8, colors, [&](int x, int r) { return p.pixel(x, r); });
-    if (p.bits == 8) out.rows = p.rows; // the padding too
-    return out;
+    return each_pixel(p.width, p.height, 8, colors, [&](int x, int r) { return p.pixel(x, r); });
 }
 
 inline picture promote_24(const picture& p)

@@ -4,35 +4,27 @@
 
 #include "tests/reference/picture.h"
 
-#include <algorithm>
 #include <array>
 
 namespace plain {
 
 inline picture transposed(const picture& p)
 {
-    return each_pixel(p.height, p.width, p.bits, p.colors,
+    return each_pixel(p.height, p.width, p.bits, p.colors(),
                       [&](int x, int r) { return p.pixel(r, x); });
 }
 
 inline picture flipped_x(const picture& p)
 {
-    return each_pixel(p.width, p.height, p.bits, p.colors,
+    return each_pixel(p.width, p.height, p.bits, p.colors(),
                       [&](int x, int r) { return p.pixel(p.width - 1 - x, r); });
-}
-
-inline picture flipped_y(const picture& p)
-{
-    picture out = p;
-    std::reverse(out.rows.begin(), out.rows.end());
-    return out;
 }
 
 inline picture rotated(const picture& p, int degrees)
 {
-    if (degrees == 180) return flipped_y(flipped_x(p));
+    if (degrees == 180) return upside_down(flipped_x(p));
     const picture turned = transposed(p);
-    return degrees == 90 ? flipped_y(turned) : degrees == 270 ? flipped_x(turned) : turned;
+    return degrees == 90 ? upside_down(turned) : degrees == 270 ? flipped_x(turned) : turned;
 }
 
 inline picture resized(const picture& p, int width, int height)
@@ -41,7 +33,7 @@ inline picture resized(const picture& p, int width, int height)
     const int64_t step_y = int64_t{p.height} * 65536 / height;
     const auto from_x = [&](int x) { return static_cast<int>(x * step_x >> 16); };
     const auto from_row = [&](int r) { return static_cast<int>(r * step_y >> 16); };
-    picture out = each_pixel(width, height, p.bits, p.colors,
+    picture out = each_pixel(width, height, p.bits, p.colors(),
                              [&](int x, int r) { return p.pixel(from_x(x), from_row(r)); });
     // One thing more goes into the padding, from behind the source row if need be: a pixel at
     // 1 bit, where it stays set in the rows that follow if it has a byte of its own, a pixel
@@ -50,11 +42,11 @@ inline picture resized(const picture& p, int width, int height)
     for (int r = 0; r < height; ++r) {
         const int row = from_row(r);
         if (p.bits == 24 && width % 4)
-            out.at(3 * width, r) = last < p.stride() ? p.at(last, row) : 0;
+            out.row(r)[3 * width] = last < p.stride() ? p.row(row)[last] : 0;
         if (p.bits > 4 || width * p.bits % (p.bits == 1 ? 32 : 8) == 0) continue;
         const int index = behind * p.bits < 8 * p.stride() ? p.pixel(behind, row) : 0;
         const bool sticks = p.bits == 1 && width % 8 == 0 && r > 0 && out.pixel(width, r - 1);
-        out.set(width, r, sticks ? 1 : index);
+        out.set_pixel(width, r, sticks ? 1 : index);
     }
     return out;
 }
@@ -68,20 +60,20 @@ inline picture toned(const picture& p, int contrast, int brightness)
         return static_cast<int>(std::clamp<int64_t>(out, 0, 255));
     };
     picture out = p;
-    for (int& c : out.colors)
-        c = tone(channel(c, 2)) << 16 | tone(channel(c, 1)) << 8 | tone(channel(c, 0));
-    for (auto& row : out.rows)
-        for (uint8_t& v : row)
-            if (p.bits == 24) v = tone(v);
+    values colors = p.colors();
+    for (uint32_t& c : colors)
+        c = rgb(tone(channel(c, 2)), tone(channel(c, 1)), tone(channel(c, 0)));
+    out.set_colors(colors);
+    for (uint8_t& v : out.rows())
+        if (p.bits == 24) v = tone(v);
     return out;
 }
 
 inline picture inverted(const picture& p)
 {
     picture out = p;
-    for (auto& row : out.rows)
-        for (uint8_t& v : row)
-            v = 255 - v;
+    for (uint8_t& v : out.rows())
+        v = 255 - v;
     return out;
 }
 
@@ -98,20 +90,17 @@ struct slot_buffer {
     {
     }
     int& at(int slot, int x) { return samples[slot * length + x]; }
-    void put(int slot, const byte_vector& row)
+    void put(int slot, const uint8_t* row)
     {
         for (int x = 0; x < length; ++x) {
             const int byte = row[nibbles ? x / 2 : x];
             at(slot, x) = !nibbles ? byte : x % 2 ? byte % 16 : byte / 16;
         }
     }
-    byte_vector get(int slot)
+    void get(int slot, uint8_t* row)
     {
-        byte_vector row;
         for (int x = 0; x < length; x += nibbles ? 2 : 1)
-            row.push_back(
-                static_cast<uint8_t>(nibbles ? at(slot, x) * 16 + at(slot, x + 1) : at(slot, x)));
-        return row;
+            *row++ = nibbles ? at(slot, x) * 16 + at(slot, x + 1) : at(slot, x);
     }
 };
 
@@ -124,7 +113,7 @@ template <class Filter> picture in_strips(const picture& p, int spare, Filter fi
     if (n < 2) n = p.height;
     n = std::min(n, p.height);
     slot_buffer source(p, n);
-    const auto put = [&](int slot, int row) { source.put(slot, p.rows[row]); };
+    const auto put = [&](int slot, int row) { source.put(slot, p.row(row)); };
     put(0, 0);
     for (int first = 0; first < p.height; first += n, n = std::min(n, p.height - first)) {
         for (int k = 0; k < n; ++k)
@@ -136,8 +125,9 @@ template <class Filter> picture in_strips(const picture& p, int spare, Filter fi
         slot_buffer work = source;
         filter(source, work, n);
         for (int k = 0; k < n; ++k)
-            out.rows[first + k] = work.get(k + 1);
-        if (first + n < p.height) source.put(0, source.get(n - 2));
+            work.get(k + 1, out.row(first + k));
+        if (first + n < p.height)
+            std::copy_n(&source.at(n - 2, 0), source.length, &source.at(0, 0));
     }
     return out;
 }

@@ -3,8 +3,6 @@
 
 #include "tests/support/images.h"
 
-#include <algorithm>
-
 /// Bytes of numbers in either order, for builders.
 inline void add_le(byte_vector& to, uint64_t value, int bytes)
 {
@@ -37,7 +35,7 @@ inline int32_t load_bytes(const byte_vector& file, int32_t page = 0)
 }
 
 /// The picture in the bytes, nothing left behind; width 0 when it cannot be read.
-inline image_copy picture_of(const byte_vector& file, int32_t page = 0)
+inline picture picture_of(const byte_vector& file, int32_t page = 0)
 {
     const int32_t handle = load_bytes(file, page);
     EXPECT_GE(handle, 0);
@@ -71,55 +69,27 @@ inline int32_t load_code(const byte_vector& file, int32_t page = 0)
     return 0;
 }
 
-/// A number for every pixel, row by row.
-inline std::vector<uint32_t> of_pixels(const image_copy& picture,
-                                       uint32_t (image_copy::*number)(int32_t, int32_t) const)
-{
-    std::vector<uint32_t> all;
-    for (int32_t i = 0; i < picture.width * picture.height; ++i)
-        all.push_back((picture.*number)(i % picture.width, i / picture.width));
-    return all;
-}
-
-/// Colours, 0xRRGGBB.
-inline std::vector<uint32_t> colors_of(const image_copy& picture)
-{
-    return of_pixels(picture, &image_copy::color);
-}
-inline std::vector<uint32_t> colors_in(const byte_vector& file, int32_t page = 0)
+inline values colors_in(const byte_vector& file, int32_t page = 0)
 {
     return colors_of(picture_of(file, page));
 }
-
-/// Indices, or 0xRRGGBB at 24 bits.
-inline std::vector<uint32_t> values_of(const image_copy& picture)
-{
-    return of_pixels(picture, &image_copy::pixel);
-}
-inline std::vector<uint32_t> values_in(const byte_vector& file, int32_t page = 0)
+inline values values_in(const byte_vector& file, int32_t page = 0)
 {
     return values_of(picture_of(file, page));
-}
-
-inline BITMAPINFOHEADER header_of(const image_copy& picture)
-{
-    BITMAPINFOHEADER header;
-    std::memcpy(&header, picture.head.data(), sizeof header);
-    return header;
 }
 
 /// Loads the file cut at every byte: a documented code, or a picture of the right size with 0 for
 /// every bit that is not there.
 inline void expect_cuts_are_survived(const byte_vector& file)
 {
-    const image_copy whole = picture_of(file);
+    const picture whole = picture_of(file);
     for (size_t size = 1; size < file.size(); ++size) {
         SCOPED_TRACE(testing::Message() << "cut at " << size);
         const byte_vector cut(file.begin(), file.begin() + static_cast<ptrdiff_t>(size));
         const int32_t code = load_code(cut);
         ASSERT_TRUE(code == 0 || code == -3 || code == -7 || code == -12) << code;
         if (code < 0) continue;
-        const image_copy part = picture_of(cut);
+        const picture part = picture_of(cut);
         ASSERT_EQ(part.width, whole.width);
         ASSERT_EQ(part.height, whole.height);
         for (int32_t y = 0; y < whole.height; ++y)

@@ -1,95 +1,147 @@
-// images.h - images for tests, made and read back through the exported interface alone.
+// images.h - pictures of tests, and images made and read back through the exported interface
+// alone.
 #pragma once
 
 #include "core/image.h"
 #include "tests/support/temp_file.h"
 
+#include <algorithm>
 #include <cstring>
 #include <random>
+#include <span>
+
+/// Numbers of pixels or colours, 0xRRGGBB.
+using values = std::vector<uint32_t>;
 
 inline int32_t test_stride(int32_t width, int32_t bits)
 {
     return (width * bits + 31) / 32 * 4;
 }
 
-/// A packed DIB that a test fills pixel by pixel; row 0 is the top. Colour tables start as a
-/// grey ramp from black to white.
-class test_dib {
-public:
-    test_dib(int32_t width, int32_t height, int32_t bits)
-        : width_(width), height_(height), bits_(bits)
-    {
-        bytes_.resize(sizeof(BITMAPINFOHEADER) + table_bytes() +
-                      size_t(test_stride(width, bits)) * size_t(height));
-        BITMAPINFOHEADER header{};
-        header.biSize = sizeof header;
-        header.biWidth = width;
-        header.biHeight = height;
-        header.biPlanes = 1;
-        header.biBitCount = static_cast<WORD>(bits);
-        std::memcpy(bytes_.data(), &header, sizeof header);
-        for (int i = 0; bits < 24 && i < 1 << bits; ++i) {
-            const auto level = static_cast<uint8_t>(i * 255 / ((1 << bits) - 1));
-            set_color(i, level, level, level);
-        }
-    }
+inline uint32_t rgb(uint32_t red, uint32_t green, uint32_t blue)
+{
+    return red << 16 | green << 8 | blue;
+}
 
-    BITMAPINFOHEADER* header() { return reinterpret_cast<BITMAPINFOHEADER*>(bytes_.data()); }
-    const void* packed() const { return bytes_.data(); }
+/// Blue, green or red (k 0, 1 or 2) of 0xRRGGBB.
+inline int channel(int color, int k)
+{
+    return color >> 8 * k & 255;
+}
+
+/// A picture as a packed DIB; y counts from the top. Colour tables start as a grey ramp from black
+/// to white. Width 0: no picture.
+struct picture {
+    int32_t width = 0, height = 0, bits = 0;
+    byte_vector bytes; // header, colour table, rows from the bottom up
+
+    picture() = default;
+    picture(int32_t w, int32_t h, int32_t b) : width(w), height(h), bits(b)
+    {
+        bytes.resize(head_bytes() + size_t(stride()) * size_t(height));
+        header()->biSize = sizeof(BITMAPINFOHEADER);
+        header()->biWidth = width;
+        header()->biHeight = height;
+        header()->biPlanes = 1;
+        header()->biBitCount = static_cast<WORD>(bits);
+        for (int i = 0; i < entries(); ++i)
+            set_color(i, uint32_t(i * 255 / (entries() - 1)) * 0x010101);
+    }
+    bool operator==(const picture&) const = default;
+
+    int32_t stride() const { return test_stride(width, bits); }
+    int entries() const { return bits == 24 ? 0 : 1 << bits; }
+    size_t head_bytes() const { return sizeof(BITMAPINFOHEADER) + 4 * size_t(entries()); }
+    BITMAPINFOHEADER* header() { return reinterpret_cast<BITMAPINFOHEADER*>(bytes.data()); }
+    const BITMAPINFOHEADER* header() const { return const_cast<picture*>(this)->header(); }
     uint8_t* row(int32_t y)
     {
-        return bytes_.data() + sizeof(BITMAPINFOHEADER) + table_bytes() +
-               size_t(height_ - 1 - y) * size_t(test_stride(width_, bits_));
+        return bytes.data() + head_bytes() + size_t(height - 1 - y) * size_t(stride());
     }
-    void set_color(int index, int red, int green, int blue)
+    const uint8_t* row(int32_t y) const { return const_cast<picture*>(this)->row(y); }
+    /// All rows with their padding, from the bottom up.
+    std::span<uint8_t> rows() { return std::span(bytes).subspan(head_bytes()); }
+    std::span<const uint8_t> rows() const { return std::span(bytes).subspan(head_bytes()); }
+
+    /// Across and down.
+    std::pair<int32_t, int32_t> resolution() const
     {
-        uint8_t* entry = bytes_.data() + sizeof(BITMAPINFOHEADER) + 4 * index;
-        entry[0] = static_cast<uint8_t>(blue);
-        entry[1] = static_cast<uint8_t>(green);
-        entry[2] = static_cast<uint8_t>(red);
-        entry[3] = 0;
+        return {header()->biXPelsPerMeter, header()->biYPelsPerMeter};
     }
+    void set_resolution(int32_t x, int32_t y)
+    {
+        header()->biXPelsPerMeter = x;
+        header()->biYPelsPerMeter = y;
+    }
+    values colors() const
+    {
+        values table;
+        for (const uint8_t* p = &bytes[sizeof(BITMAPINFOHEADER)]; int(table.size()) < entries();
+             p += 4)
+            table.push_back(rgb(p[2], p[1], p[0]));
+        return table;
+    }
+    void set_color(int index, uint32_t color)
+    {
+        std::memcpy(&bytes[sizeof(BITMAPINFOHEADER) + 4 * size_t(index)], &color, 4);
+    }
+    void set_colors(const values& table)
+    {
+        for (size_t i = 0; i < table.size(); ++i)
+            set_color(int(i), table[i]);
+    }
+
     /// An index, or 0xRRGGBB at 24 bits.
+    uint32_t pixel(int32_t x, int32_t y) const
+    {
+        const uint8_t* p = row(y) + x * bits / 8;
+        if (bits == 24) return rgb(p[2], p[1], p[0]);
+        return *p >> (8 - bits - x * bits % 8) & ((1u << bits) - 1);
+    }
     void set_pixel(int32_t x, int32_t y, uint32_t value)
     {
-        uint8_t* p = row(y) + x * bits_ / 8;
-        if (bits_ == 24) {
-            for (int shift : {0, 8, 16})
-                *p++ = static_cast<uint8_t>(value >> shift);
-            return;
-        }
-        const int shift = 8 - bits_ - x * bits_ % 8;
-        const uint32_t mask = (1u << bits_) - 1;
+        uint8_t* p = row(y) + x * bits / 8;
+        if (bits == 24) return void(std::memcpy(p, &value, 3));
+        const int shift = 8 - bits - x * bits % 8;
+        const uint32_t mask = (1u << bits) - 1;
         *p = static_cast<uint8_t>((*p & ~(mask << shift)) | (value & mask) << shift);
     }
-    /// Every pixel random, runs of mean length run.
-    void fill_random(uint32_t seed, int run = 1)
+    /// 0xRRGGBB through the colour table.
+    uint32_t color(int32_t x, int32_t y) const
     {
-        std::mt19937 random(seed);
-        uint32_t value = random();
-        for (int32_t y = 0; y < height_; ++y)
-            for (int32_t x = 0; x < width_; ++x) {
-                if (random() % static_cast<uint32_t>(run) == 0) value = random();
-                set_pixel(x, y, value);
-            }
+        const uint32_t value = pixel(x, y);
+        if (bits == 24) return value;
+        const uint8_t* p = &bytes[sizeof(BITMAPINFOHEADER) + 4 * value];
+        return rgb(p[2], p[1], p[0]);
     }
-    int32_t create() const { return IMG_create_handle(packed()); }
-    size_t table_bytes() const { return bits_ == 24 ? 0 : size_t{4} << bits_; }
-
-private:
-    int32_t width_, height_, bits_;
-    byte_vector bytes_;
+    int32_t create() const { return IMG_create_handle(bytes.data()); }
 };
 
-/// A picture of random runs, at 4 and 8 bits under a table of colours.
-inline test_dib random_dib(int32_t width, int32_t height, int32_t bits, int run = 1,
-                           uint32_t seed = 1)
+/// A picture made pixel by pixel: value(x, y).
+template <class Value>
+picture each_pixel(int32_t width, int32_t height, int32_t bits, const values& colors, Value value)
 {
-    test_dib dib(width, height, bits);
-    dib.fill_random(seed, run);
-    for (int i = 0; (bits == 4 || bits == 8) && i < 1 << bits; ++i)
-        dib.set_color(i, i * 11 & 255, 255 - i, i * 37 & 255);
-    return dib;
+    picture made(width, height, bits);
+    made.set_colors(colors);
+    for (int32_t y = 0; y < height; ++y)
+        for (int32_t x = 0; x < width; ++x)
+            made.set_pixel(x, y, value(x, y));
+    return made;
+}
+
+/// Random runs of a mean length, at 4 and 8 bits under a table of colours.
+inline picture random_picture(int32_t width, int32_t height, int32_t bits, int run = 1,
+                              uint32_t seed = 1)
+{
+    std::mt19937 random(seed);
+    uint32_t value = random();
+    values colors;
+    for (uint32_t i = 0; (bits == 4 || bits == 8) && i < 1u << bits; ++i)
+        colors.push_back(rgb(i * 11 & 255, 255 - i, i * 37 & 255));
+    return each_pixel(width, height, bits, colors, [&](int32_t, int32_t) {
+        if (random() % static_cast<uint32_t>(run) == 0) value = random();
+        return value;
+    });
 }
 
 /// The file types that are written in a mode.
@@ -116,53 +168,45 @@ inline std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type)
     return depths;
 }
 
-/// An image's header, colour table and rows, taken through a memory save as uncompressed
-/// BMP, whose pad bytes are left out of comparisons.
-struct image_copy {
-    int32_t width = 0, height = 0, bits = 0;
-    byte_vector head; // header and colour table as IMGLOW_get_bitmap_header gives them
-    byte_vector bmp;
-
-    /// An index, or 0xRRGGBB at 24 bits; row 0 is the top.
-    uint32_t pixel(int32_t x, int32_t y) const
-    {
-        const size_t rows = size_t{54} + (bits == 24 ? 0 : size_t{4} << bits);
-        const uint8_t* p = bmp.data() + rows + x * bits / 8 +
-                           size_t(height - 1 - y) * size_t(test_stride(width, bits));
-        if (bits == 24) return p[0] | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16;
-        return *p >> (8 - bits - x * bits % 8) & ((1u << bits) - 1);
-    }
-    /// 0xRRGGBB through the colour table.
-    uint32_t color(int32_t x, int32_t y) const
-    {
-        const uint32_t value = pixel(x, y);
-        if (bits == 24) return value;
-        const uint8_t* entry = head.data() + sizeof(BITMAPINFOHEADER) + 4 * value;
-        return entry[0] | uint32_t{entry[1]} << 8 | uint32_t{entry[2]} << 16;
-    }
-};
-
 /// The whole picture of a handle, whatever its crop rectangle.
-inline image_copy copy_image(int32_t handle)
+inline picture copy_image(int32_t handle)
 {
-    image_copy copy;
-    if (IMG_bitmap_info(handle, &copy.width, &copy.height, &copy.bits) < 0) return copy;
-    copy.head.resize(1064);
-    IMGLOW_get_bitmap_header(handle, copy.head.data());
-    copy.bmp.resize(size_t{1200} +
-                    size_t(test_stride(copy.width, copy.bits)) * size_t(copy.height));
-    int32_t x, y, width, height;
-    IMG_get_croprect(handle, &x, &y, &width, &height);
-    IMG_set_croprect(handle, 0, 0, copy.width, copy.height);
-    const int32_t size =
-        IMGX_save_bitmap_mem(handle, copy.bmp.data(), static_cast<uint32_t>(copy.bmp.size()), 1);
-    EXPECT_GT(size, 0);
-    IMG_set_croprect(handle, x, y, width, height);
+    int32_t width, height, bits, crop[4];
+    if (IMG_bitmap_info(handle, &width, &height, &bits) < 0) return {};
+    picture copy(width, height, bits);
+    uint8_t head[1064];
+    IMGLOW_get_bitmap_header(handle, head);
+    std::memcpy(copy.bytes.data(), head, copy.head_bytes());
+    // The rows through uncompressed BMP, with their padding.
+    byte_vector bmp(copy.bytes.size() + 14);
+    IMG_get_croprect(handle, &crop[0], &crop[1], &crop[2], &crop[3]);
+    IMG_set_croprect(handle, 0, 0, width, height);
+    EXPECT_GT(IMGX_save_bitmap_mem(handle, bmp.data(), uint32_t(bmp.size()), 1), 0);
+    IMG_set_croprect(handle, crop[0], crop[1], crop[2], crop[3]);
+    std::copy_n(bmp.end() - ptrdiff_t(copy.rows().size()), copy.rows().size(), copy.rows().begin());
     return copy;
 }
 
+/// Colours of all pixels, row by row.
+inline values colors_of(const picture& p)
+{
+    values all;
+    for (int32_t i = 0; i < p.width * p.height; ++i)
+        all.push_back(p.color(i % p.width, i / p.width));
+    return all;
+}
+
+/// Indices, or colours at 24 bits.
+inline values values_of(const picture& p)
+{
+    values all;
+    for (int32_t i = 0; i < p.width * p.height; ++i)
+        all.push_back(p.pixel(i % p.width, i / p.width));
+    return all;
+}
+
 /// Fails at the first pixel whose colour differs.
-inline void expect_same_colors(const image_copy& a, const image_copy& b)
+inline void expect_same_colors(const picture& a, const picture& b)
 {
     ASSERT_EQ(a.width, b.width);
     ASSERT_EQ(a.height, b.height);

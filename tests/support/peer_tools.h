@@ -16,18 +16,10 @@ inline bool run_tool(const std::string& command)
     return std::system(("{ " + command + " ; } 2>/dev/null").c_str()) == 0;
 }
 
-/// A picture as colours 0xRRGGBB, top row first; empty where there is none.
-struct pixmap {
-    int32_t width = 0, height = 0;
-    std::vector<uint32_t> colors;
-    bool operator==(const pixmap&) const = default;
-};
-
 /// Portable bitmap, greymap or pixmap (P4, P5, P6) of 8-bit samples.
-inline pixmap read_pixmap(const std::string& name)
+inline picture read_pixmap(const std::string& name)
 {
     const byte_vector bytes = read_file(name);
-    pixmap map;
     size_t at = 2;
     const auto number = [&] {
         while (at < bytes.size() && (bytes[at] <= ' ' || bytes[at] == '#')) {
@@ -40,50 +32,38 @@ inline pixmap read_pixmap(const std::string& name)
             value = value * 10 + bytes[at++] - '0';
         return value;
     };
-    if (bytes.size() < 8 || bytes[0] != 'P') return map;
-    map.width = number();
-    map.height = number();
-    if (bytes[1] != '4') number();
+    if (bytes.size() < 8 || bytes[0] != 'P') return {};
+    const int32_t width = number(), height = number();
+    const bool bilevel = bytes[1] == '4';
+    if (!bilevel) number();
     ++at;
-    const size_t step = bytes[1] == '6' ? 3 : 1;
-    const size_t width = static_cast<size_t>(map.width);
-    const size_t row_bytes = bytes[1] == '4' ? (width + 7) / 8 : width * step;
-    if (bytes.size() < at + row_bytes * static_cast<size_t>(map.height)) return {};
-    for (int32_t y = 0; y < map.height; ++y, at += row_bytes)
-        for (size_t x = 0; x < width; ++x) {
-            const uint8_t* p = &bytes[at + (bytes[1] == '4' ? x / 8 : x * step)];
-            if (bytes[1] == '4')
-                map.colors.push_back(*p >> (7 - x % 8) & 1 ? 0 : 0xFFFFFF);
-            else
-                map.colors.push_back(uint32_t{p[0]} << 16 | uint32_t{p[step / 2]} << 8 |
-                                     p[step - 1]);
-        }
-    return map;
+    const int32_t step = bytes[1] == '6' ? 3 : 1;
+    const int32_t stride = bilevel ? (width + 7) / 8 : width * step;
+    if (bytes.size() < at + size_t(stride) * size_t(height)) return {};
+    return each_pixel(width, height, 24, {}, [&](int32_t x, int32_t y) {
+        const uint8_t* p = &bytes[at + size_t(y * stride + (bilevel ? x / 8 : x * step))];
+        if (bilevel) return *p >> (7 - x % 8) & 1 ? 0 : 0xFFFFFFu;
+        return rgb(p[0], p[step / 2], p[step - 1]);
+    });
 }
 
-inline void write_pixmap(const std::string& name, const pixmap& map)
+inline void write_pixmap(const std::string& name, const picture& map)
 {
     const std::string head =
         "P6\n" + std::to_string(map.width) + " " + std::to_string(map.height) + "\n255\n";
     byte_vector bytes(head.begin(), head.end());
-    for (uint32_t c : map.colors)
-        bytes.insert(bytes.end(), {static_cast<uint8_t>(c >> 16), static_cast<uint8_t>(c >> 8),
-                                   static_cast<uint8_t>(c)});
+    for (uint32_t c : colors_of(map))
+        bytes.insert(bytes.end(), {uint8_t(c >> 16), uint8_t(c >> 8), uint8_t(c)});
     write_file(name, bytes);
 }
 
-inline pixmap pixmap_of(const image_copy& image)
+/// What the library reads from a file; empty where it refuses.
+inline picture load_picture(const std::string& name)
 {
-    pixmap map{image.width, image.height, {}};
-    for (int32_t y = 0; y < image.height; ++y)
-        for (int32_t x = 0; x < image.width; ++x)
-            map.colors.push_back(image.color(x, y));
-    return map;
+    return copy_image(image_guard(IMG_decompress_bitmap(name.c_str())));
 }
 
-/// What the library reads from a file; empty where it refuses.
-inline pixmap load_pixmap(const std::string& name)
+inline bool same_colors(const picture& a, const picture& b)
 {
-    const image_guard image(IMG_decompress_bitmap(name.c_str()));
-    return image < 0 ? pixmap{} : pixmap_of(copy_image(image));
+    return a.width == b.width && a.height == b.height && colors_of(a) == colors_of(b);
 }

@@ -4,10 +4,10 @@
 
 TEST_F(tool_test, applies_operations_in_the_order_given)
 {
-    make_bmp("in.bmp", random_dib(40, 24, 24));
-    const image_copy from = load("in.bmp");
+    make_bmp("in.bmp", random_picture(40, 24, 24));
+    const picture from = load("in.bmp");
     expect_done("convert in.bmp a.bmp --crop 2,3,20,10 --rotate 90");
-    const image_copy cut_first = load("a.bmp");
+    const picture cut_first = load("a.bmp");
     ASSERT_EQ(cut_first.width, 10);
     ASSERT_EQ(cut_first.height, 20);
     for (int32_t y = 0; y < 10; ++y)
@@ -36,7 +36,7 @@ TEST_F(tool_test, tone_changes_build_on_each_other)
     };
     for (const auto& r : rows)
         for (const int32_t bits : {8, 24}) {
-            test_dib dib(1, 1, bits);
+            picture dib(1, 1, bits);
             dib.set_pixel(0, 0, 0x646464);
             make_bmp("in.bmp", dib);
             expect_done(std::string("convert in.bmp out.bmp ") + r.options);
@@ -46,7 +46,7 @@ TEST_F(tool_test, tone_changes_build_on_each_other)
 
 TEST_F(tool_test, resizes_to_a_size_a_width_or_a_share)
 {
-    make_bmp("in.bmp", random_dib(100, 50, 8));
+    make_bmp("in.bmp", random_picture(100, 50, 8));
     const struct {
         const char* size;
         int32_t width, height;
@@ -89,7 +89,7 @@ TEST_F(tool_test, every_operation_reaches_its_function)
 
 TEST_F(tool_test, keeps_tones_true_unless_classic)
 {
-    test_dib white(4, 4, 24);
+    picture white(4, 4, 24);
     std::memset(white.row(3), 255, 48);
     make_bmp("in.bmp", white);
     expect_done("convert in.bmp true.bmp --gray");
@@ -168,7 +168,7 @@ TEST_F(tool_test, workers_convert_side_by_side_and_report_each_failure)
     std::string inputs, outputs;
     for (int i = 0; i < 9; ++i) {
         const std::string name = "p" + std::to_string(i);
-        make_bmp(name + ".bmp", random_dib(20 + i, 10, 8));
+        make_bmp(name + ".bmp", random_picture(20 + i, 10, 8));
         inputs += name + ".bmp ";
         outputs += (i ? " " : "") + name + ".pcx";
     }

@@ -85,12 +85,12 @@ protected:
         fs::copy_file(sample_path(sample), path(name));
     }
     /// Writes an uncompressed BMP.
-    void make_bmp(const std::string& name, const test_dib& dib)
+    void make_bmp(const std::string& name, const picture& dib)
     {
         ASSERT_GE(IMG_save_bitmap(image_guard(dib.create()), path(name).c_str(), 1), 0);
     }
     /// Loads a file's page with the library; fails the test when that fails.
-    image_copy load(const std::string& name, int32_t page = 0)
+    picture load(const std::string& name, int32_t page = 0)
     {
         const int file = open(path(name).c_str(), O_RDONLY);
         IMGX_set_interchange(1);

@@ -10,8 +10,8 @@ protected:
     void SetUp() override
     {
         tool_test::SetUp();
-        make_bmp("a.bmp", random_dib(30, 20, 1));
-        make_bmp("b.bmp", random_dib(31, 21, 8));
+        make_bmp("a.bmp", random_picture(30, 20, 1));
+        make_bmp("b.bmp", random_picture(31, 21, 8));
     }
     void expect_info(const std::string& file, const std::string& part)
     {
@@ -120,7 +120,7 @@ TEST_F(tool_pages_test, come_from_raw_fax_data)
     //   1 1 | 001 00110101 000101 1
     write_file(path("raw.g4"), {0b11001001, 0b10101000, 0b10110000, 0, 0});
     expect_done("fax raw.g4 out.bmp --width 16 --height 3 --code g4");
-    const image_copy page = load("out.bmp");
+    const picture page = load("out.bmp");
     ASSERT_EQ(page.width, 16);
     ASSERT_EQ(page.height, 3);
     for (int32_t x = 0; x < 16; ++x) {

@@ -67,7 +67,7 @@ TEST_F(tool_test, types_lists_the_whole_table)
 TEST_F(tool_test, show_paints_half_blocks_in_the_pictures_colours)
 {
     // Two columns: red over blue at the left, white over black at the right.
-    test_dib dib(2, 2, 24);
+    picture dib(2, 2, 24);
     dib.set_pixel(0, 0, 0xFF0000);
     dib.set_pixel(0, 1, 0x0000FF);
     dib.set_pixel(1, 0, 0xFFFFFF);
@@ -76,8 +76,8 @@ TEST_F(tool_test, show_paints_half_blocks_in_the_pictures_colours)
                                          "\x1b[38;2;255;255;255;48;2;0;0;0m" + half_block +
                                          "\x1b[0m\n" + "a.bmp: page 1, 2 x 2, 24 bit\n");
     // The window has 80 x 24 characters where there is no terminal.
-    make_bmp("wide.bmp", test_dib(1000, 100, 1));
-    make_bmp("high.bmp", test_dib(40, 4000, 4));
+    make_bmp("wide.bmp", picture(1000, 100, 1));
+    make_bmp("high.bmp", picture(40, 4000, 4));
     EXPECT_EQ(blocks_in(run("show wide.bmp").out), 80 * 4);
     EXPECT_EQ(blocks_in(run("show high.bmp").out), 22);
 }

@@ -19,7 +19,7 @@ dib_header table(int32_t bits, const char* name)
 }
 
 // Blue, green, red and grey of the first pixel of a row.
-std::array<uint16_t, 4> expand(const test_dib& dib, int32_t stored_row = 0)
+std::array<uint16_t, 4> expand(const picture& dib, int32_t stored_row = 0)
 {
     const image_guard handle(dib.create());
     dib_lock image(handle);
@@ -60,10 +60,10 @@ TEST(dib_palette, fixed_tables)
 TEST(dib_palette, one_coloured_entry_makes_an_image_coloured)
 {
     for (int bits : {1, 4, 8, 24}) {
-        test_dib dib(2, 2, bits);
+        picture dib(2, 2, bits);
         const image_guard grey(dib.create());
         EXPECT_EQ(is_color(grey), bits == 24 ? 1 : 0);
-        if (bits < 24) dib.set_color((1 << bits) - 1, 255, 255, 254);
+        if (bits < 24) dib.set_color((1 << bits) - 1, rgb(255, 255, 254));
         const image_guard color(dib.create());
         EXPECT_EQ(is_color(color), 1);
     }
@@ -81,8 +81,8 @@ TEST(color_rows, grey_by_depth)
         {4, 0xFF0000, 75}, {24, 0xFF0000, 215}, // bright bytes are widened with their sign
     };
     for (const auto& r : rows) {
-        test_dib dib(3, 1, r.bits);
-        if (r.bits < 24) dib.set_color(9, r.color >> 16, r.color >> 8 & 255, r.color & 255);
+        picture dib(3, 1, r.bits);
+        if (r.bits < 24) dib.set_color(9, rgb(r.color >> 16, r.color >> 8 & 255, r.color & 255));
         dib.set_pixel(0, 0, r.bits < 24 ? 9 : r.color);
         const auto pixel = expand(dib);
         EXPECT_EQ(pixel[0] | pixel[1] << 8 | pixel[2] << 16, int(r.color));
@@ -92,13 +92,13 @@ TEST(color_rows, grey_by_depth)
 
 TEST(color_rows, rows_behind_the_top_are_the_top_and_mono_is_left_alone)
 {
-    test_dib dib(1, 2, 8);
+    picture dib(1, 2, 8);
     dib.set_pixel(0, 0, 200); // the top row, stored last
     dib.set_pixel(0, 1, 100);
     EXPECT_EQ(expand(dib, 0)[0], 100);
     EXPECT_EQ(expand(dib, 2)[0], 200);
     EXPECT_EQ(expand(dib, 9)[0], 200);
-    test_dib mono(1, 1, 1);
+    picture mono(1, 1, 1);
     mono.set_pixel(0, 0, 1);
     EXPECT_EQ(expand(mono), (std::array<uint16_t, 4>{}));
 }

@@ -17,19 +17,19 @@ constexpr int thousands = 100;
 constexpr int thousands = 1000;
 #endif
 
-bool idct_is_plain(const plain_jpeg::block& values)
+bool idct_is_plain(const plain_jpeg::block& b)
 {
     static const auto order = jpeg_builder::zigzag();
     jpeg_coefficients fast{};
     for (size_t k = 0; k < 64; ++k) {
         const size_t i = order[k];
-        fast.values[i % 8 * 8 + i / 8] = values[i];
-        fast.magnitude += std::abs(values[i]);
-        if (values[i] != 0) fast.last = k;
+        fast.values[i % 8 * 8 + i / 8] = b[i];
+        fast.magnitude += std::abs(b[i]);
+        if (b[i] != 0) fast.last = k;
     }
     int8_t samples[64];
     jpeg_idct(fast, samples, 8);
-    const auto wanted = plain_jpeg::inverse_dct(values);
+    const auto wanted = plain_jpeg::inverse_dct(b);
     return std::equal(samples, samples + 64, wanted.begin());
 }
 
@@ -181,7 +181,7 @@ TEST(jpeg_color, equals_the_plain_form)
 
 TEST(jpeg_stream, is_found_within_1001_positions)
 {
-    const byte_vector file = jpeg_builder::stream(jpeg_builder::picture(16, 16, 1, 1));
+    const byte_vector file = jpeg_builder::stream(jpeg_builder::coded_picture(16, 16, 1, 1));
     for (size_t leading : {0, 1, 1000, 1001}) {
         const byte_vector before(70000 + leading, 0xFF); // farther than buffers reach
         const byte_vector data = jpeg_builder::joined({before, file});

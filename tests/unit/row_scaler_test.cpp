@@ -67,7 +67,7 @@ uint32_t pixel(const uint8_t* row, int32_t x, int32_t bits)
 
 void check_against_plain(const stretch_case& c, int32_t bits, shrink_method method)
 {
-    test_dib dib = random_dib(c.across.image, c.down.image, bits);
+    picture dib = random_picture(c.across.image, c.down.image, bits);
     const RGBQUAD colors[256] = {};
     const auto stride = uint32_t(test_stride(c.across.image, bits));
     const uint8_t* const lowest = dib.row(c.down.image - 1);

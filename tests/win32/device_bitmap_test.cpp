@@ -88,7 +88,7 @@ protected:
         put(CF_DIB, block);
     }
     int32_t save() const { return IMG_save_clipboard(file.name(), window.get()); }
-    image_copy saved_picture() const
+    picture saved_picture() const
     {
         EXPECT_EQ(save(), 1);
         return copy_image(image_guard(IMG_decompress_bitmap(file.name())));
@@ -123,26 +123,26 @@ TEST(device_bitmap, shows_the_crop_rectangle_and_becomes_an_image_again)
 {
     for (const int32_t bits : {1, 4, 8, 24}) {
         SCOPED_TRACE(bits);
-        const test_picture picture(60, 41, bits);
-        IMG_set_croprect(picture.handle, 10, 1, 50, 40);
-        const made_bitmap made(picture.handle, 100, 80);
+        const test_picture shown(60, 41, bits);
+        IMG_set_croprect(shown.handle, 10, 1, 50, 40);
+        const made_bitmap made(shown.handle, 100, 80);
         // A screen of 16 or 32 bits gives 24.
-        const image_copy back = copy_image(image_guard(IMG_create_handle_ddb(made.get(), nullptr)));
+        const picture back = copy_image(image_guard(IMG_create_handle_ddb(made.get(), nullptr)));
         ASSERT_EQ(back.bits, 24);
         const canvas paper(120, 90);
         EXPECT_EQ(IMG_display_ddb(made.get(), paper.dc(), 9, 8), 0);
         paper.expect([&](int32_t x, int32_t y) {
             const bool inside = x >= 9 && x < 109 && y >= 8 && y < 88;
-            return inside ? picture.at(10 + (x - 9) / 2, 1 + (y - 8) / 2) : background;
+            return inside ? shown.color(10 + (x - 9) / 2, 1 + (y - 8) / 2) : background;
         });
         for (int32_t x = 0; x < 100; ++x)
-            ASSERT_EQ(back.color(x, 79), picture.at(10 + x / 2, 40));
+            ASSERT_EQ(back.color(x, 79), shown.color(10 + x / 2, 40));
     }
     for (const int32_t bits : {1, 4, 8, 16, 24, 32}) {
         SCOPED_TRACE(bits);
         const canvas paper(21, 13, bits, 0xFFFFFF);
         SetPixel(paper.dc(), 3, 2, RGB(0, 0, 0));
-        const image_copy copy =
+        const picture copy =
             copy_image(image_guard(IMG_create_handle_ddb(paper.bitmap(), nullptr)));
         ASSERT_EQ(copy.bits, bits > 8 ? 24 : bits);
         paper.expect([&](int32_t x, int32_t y) { return copy.color(x, y); });
@@ -152,7 +152,7 @@ TEST(device_bitmap, shows_the_crop_rectangle_and_becomes_an_image_again)
 
 TEST_F(clipboard_test, dibs_are_saved_as_they_are_or_in_24_bits)
 {
-    const byte_vector sound = test_picture(30, 30, 8).packed();
+    const byte_vector sound = test_picture(30, 30, 8).bytes;
     byte_vector cut = sound, short_table = sound;
     std::fill(cut.begin() + 1100, cut.end(), uint8_t{0});
     // Only 16 colours, and the rows behind them. INTENDED: the file's table is filled with
@@ -171,10 +171,10 @@ TEST_F(clipboard_test, dibs_are_saved_as_they_are_or_in_24_bits)
         int32_t expected;
         byte_vector saved;
     } rows[] = {
-        {"1 bit", test_picture(37, 19, 1).packed(), 1, {}},
-        {"4 bits", test_picture(37, 19, 4).packed(), 1, {}},
+        {"1 bit", test_picture(37, 19, 1).bytes, 1, {}},
+        {"4 bits", test_picture(37, 19, 4).bytes, 1, {}},
         {"8 bits", sound, 1, {}},
-        {"24 bits", test_picture(37, 19, 24).packed(), 1, {}},
+        {"24 bits", test_picture(37, 19, 24).bytes, 1, {}},
         {"short colour table", with_number(short_table, 32, 16), 1,
          with_number(full_table, 32, 16)},
         {"32 bits", packed_dib(2, 32, BI_RGB, {}, joined(low_32, high_32)), 1, in_24_bits},
@@ -208,10 +208,10 @@ TEST_F(clipboard_test, bitmap_is_saved_where_there_is_no_dib)
         // The system makes the one of the other.
         const replaced_call formats("user32.dll", "IsClipboardFormatAvailable",
                                     reinterpret_cast<void*>(only_bitmaps));
-        expect_same_colors(saved_picture(), wide.copy);
+        expect_same_colors(saved_picture(), wide);
         EXPECT_EQ(IMG_save_clipboard("Z:\\dev\\full", window.get()), -9);
     }
-    expect_same_colors(saved_picture(), wide.copy);
+    expect_same_colors(saved_picture(), wide);
 }
 
 TEST_F(clipboard_test, failures_have_their_codes)
@@ -219,7 +219,7 @@ TEST_F(clipboard_test, failures_have_their_codes)
     put(0, nullptr);
     EXPECT_EQ(save(), -14);
     EXPECT_EQ(GetFileAttributesA(file.name()), INVALID_FILE_ATTRIBUTES) << "no file is created";
-    const byte_vector dib = test_picture(80, 80, 24).packed();
+    const byte_vector dib = test_picture(80, 80, 24).bytes;
     put_dib(dib);
     EXPECT_EQ(IMG_save_clipboard("no/such/directory/a.bmp", window.get()), -1);
     EXPECT_EQ(IMG_save_clipboard("", window.get()), -1);
@@ -295,7 +295,7 @@ TEST_F(palette_display, shows_and_saves_what_the_device_makes_of_each_colour)
     ASSERT_EQ(IMG_display_bitmap(picture.handle, dc, 0, 0, 100, 80), 0);
     for (int32_t y = 0; y < 80; ++y)
         for (int32_t x = 0; x < 100; ++x) {
-            const color meant = picture.at(x, y);
+            const color meant = picture.color(x, y);
             // How near the display comes is its own affair.
             ASSERT_EQ(GetPixel(dc, x, y),
                       GetNearestColor(dc, RGB(meant >> 16, meant >> 8 & 255, meant & 255)))

@@ -43,12 +43,12 @@ HWND create_window()
 canvas::canvas(int32_t width, int32_t height, int32_t bits, color fill)
     : width_(width), height_(height), dc_(CreateCompatibleDC(nullptr))
 {
-    test_dib dib(1, 1, std::min(bits, 24));
+    picture dib(1, 1, std::min(bits, 24));
     dib.header()->biWidth = width;
     dib.header()->biHeight = -height;
     dib.header()->biBitCount = static_cast<WORD>(bits);
-    bitmap_ = CreateDIBSection(dc_, static_cast<const BITMAPINFO*>(dib.packed()), DIB_RGB_COLORS,
-                               nullptr, nullptr, 0);
+    bitmap_ = CreateDIBSection(dc_, reinterpret_cast<const BITMAPINFO*>(dib.header()),
+                               DIB_RGB_COLORS, nullptr, nullptr, 0);
     old_ = SelectObject(dc_, bitmap_);
     const RECT all{0, 0, width, height};
     HBRUSH brush = CreateSolidBrush(RGB(fill >> 16, fill >> 8 & 255, fill & 255));

@@ -23,26 +23,13 @@ struct uncopied {
     uncopied& operator=(const uncopied&) = delete;
 };
 
-/// Random pixels, and random colours at 4 and 8 bits.
-struct test_picture {
-    test_picture(int32_t width, int32_t height, int32_t bits)
-        : dib(random_dib(width, height, bits, 1, static_cast<uint32_t>(width * height))),
-          handle(dib.create()), copy(copy_image(handle))
+/// An image of random pixels, with random colours at 4 and 8 bits.
+struct test_picture : picture {
+    test_picture(int32_t w, int32_t h, int32_t b)
+        : picture(random_picture(w, h, b, 1, uint32_t(w * h))), handle(create())
     {
     }
-    /// What pixel (x, y), y from the top, looks like.
-    color at(int32_t x, int32_t y) const { return copy.color(x, y); }
-    /// Header, colour table, rows.
-    byte_vector packed() const
-    {
-        const auto* bytes = static_cast<const uint8_t*>(dib.packed());
-        return {bytes, bytes + sizeof(BITMAPINFOHEADER) + dib.table_bytes() +
-                           test_stride(copy.width, copy.bits) * copy.height};
-    }
-
-    test_dib dib;
-    image_guard handle;
-    image_copy copy;
+    const image_guard handle;
 };
 
 /// A memory device context with a DIB section of 1, 4, 8 (grey ramp) or 32 bits.

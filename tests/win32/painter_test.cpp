@@ -47,10 +47,10 @@ void expect_painted(const canvas& paper, const test_picture& picture, const plac
 {
     paper.expect([&](int32_t x, int32_t y) {
         if (PtInRect(&unpainted, {x, y})) return background;
-        const int32_t column = shown(p.crop_x, p.crop_width, picture.copy.width, p.x, p.width, x);
-        const int32_t row = shown(p.crop_y, p.crop_height, picture.copy.height, p.y, p.height, y);
+        const int32_t column = shown(p.crop_x, p.crop_width, picture.width, p.x, p.width, x);
+        const int32_t row = shown(p.crop_y, p.crop_height, picture.height, p.y, p.height, y);
         return column < 0 || row < 0 ? background
-                                     : raster.combine(background, picture.at(column, row));
+                                     : raster.combine(background, picture.color(column, row));
     });
 }
 
@@ -80,7 +80,7 @@ TEST(painter, shrinks_pages_to_grey_only_where_greys_can_be_seen)
     const auto grey = [&](int32_t x, int32_t y) {
         uint32_t white = 0;
         for (int32_t i = 0; i < 16; ++i)
-            white += page.at(4 * x + i % 4, 4 * y + i / 4) ? 1 : 0;
+            white += page.color(4 * x + i % 4, 4 * y + i / 4) ? 1 : 0;
         return (510 * white + 16) / 32 * 0x10101;
     };
     const struct {
@@ -98,7 +98,7 @@ TEST(painter, shrinks_pages_to_grey_only_where_greys_can_be_seen)
         IMGLOW_set_rop(page.handle, r.rop);
         ASSERT_EQ(IMG_display_bitmap(page.handle, paper.dc(), 0, 0, 32, 24), 0);
         paper.expect(
-            [&](int32_t x, int32_t y) { return r.grey ? grey(x, y) : page.at(4 * x, 4 * y); });
+            [&](int32_t x, int32_t y) { return r.grey ? grey(x, y) : page.color(4 * x, 4 * y); });
     }
 }
 
@@ -215,11 +215,9 @@ TEST(palette, holds_the_colours_of_the_image)
         for (UINT i = 0; i < count; ++i) {
             const color seen =
                 color_of(RGB(entries[i].peRed, entries[i].peGreen, entries[i].peBlue));
-            uint32_t entry = 0;
-            std::memcpy(&entry, &picture.copy.head[sizeof(BITMAPINFOHEADER) + 4 * (i % 256)], 4);
-            if (bits == 24) // 3 bits red, 3 green, 2 blue
-                entry = (i >> 5) * 255 / 7 << 16 | (i >> 2 & 7) * 255 / 7 << 8 | (i & 3) * 85;
-            ASSERT_EQ(seen, entry) << i;
+            // 3 bits red, 3 green, 2 blue.
+            const color cube = rgb((i >> 5) * 255 / 7, (i >> 2 & 7) * 255 / 7, (i & 3) * 85);
+            ASSERT_EQ(seen, bits == 24 ? cube : picture.colors()[i]) << i;
         }
     }
 }

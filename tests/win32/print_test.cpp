@@ -111,7 +111,7 @@ TEST(print, dots_are_those_of_the_operations_on_images)
         const canvas paper(130, 90, 1, 0xFFFFFF);
         IMGX_set_print_dither(page.handle, dither);
         ASSERT_EQ(IMG_print_bitmap(page.handle, paper.dc(), 0, 0, 130, 90), 0);
-        paper.expect([&](int32_t x, int32_t y) { return page.at(x, y); });
+        paper.expect([&](int32_t x, int32_t y) { return page.color(x, y); });
     }
 }
 
@@ -149,7 +149,7 @@ TEST(print, colours_go_through_the_table_or_are_left_to_the_device)
         print_through_metafile(fast, picture.handle, IMG_print_bitmap_fast);
         const auto pixel = [&](int32_t x, int32_t y) {
             const bool inside = x >= 10 && x < 50 && y >= 10 && y < 50;
-            return inside ? picture.at(40 + (x - 10) / 2, 20 + (y - 10) / 2) : background;
+            return inside ? picture.color(40 + (x - 10) / 2, 20 + (y - 10) / 2) : background;
         };
         fast.expect(pixel);
         paper.expect([&](int32_t x, int32_t y) {
@@ -162,15 +162,15 @@ TEST(print, colours_go_through_the_table_or_are_left_to_the_device)
             IMG_set_croprect(picture.handle, 0, 0, 60, 40);
             EXPECT_EQ(IMG_print_bitmap_fast(picture.handle, small.dc(), 0, 0, 30, 20), 0);
             small.expect([&](int32_t x, int32_t y) {
-                return picture.at(2 * x, 2 * y) & picture.at(2 * x + 1, 2 * y) &
-                       picture.at(2 * x, 2 * y + 1) & picture.at(2 * x + 1, 2 * y + 1);
+                return picture.color(2 * x, 2 * y) & picture.color(2 * x + 1, 2 * y) &
+                       picture.color(2 * x, 2 * y + 1) & picture.color(2 * x + 1, 2 * y + 1);
             });
         }
         // Mirrored by the device.
         const canvas mirror(60, 40);
         IMG_set_croprect(picture.handle, 0, 0, 60, 40);
         ASSERT_EQ(IMG_print_bitmap_fast(picture.handle, mirror.dc(), 60, 0, -60, 40), 0);
-        mirror.expect([&](int32_t x, int32_t y) { return picture.at(59 - x, y); });
+        mirror.expect([&](int32_t x, int32_t y) { return picture.color(59 - x, y); });
     }
 }
 

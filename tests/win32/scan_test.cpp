@@ -37,7 +37,7 @@ protected:
         EXPECT_EQ(state->open, 0) << "manager or source stayed open";
         EXPECT_EQ(GetModuleHandleA("TWAIN32.DLL"), nullptr) << "the manager stayed loaded";
         // The lowest handle is free.
-        EXPECT_EQ(image_guard(test_dib(1, 1, 1).create()), 0) << "an image leaked";
+        EXPECT_EQ(image_guard(picture(1, 1, 1).create()), 0) << "an image leaked";
         forget_events();
     }
     // Not the paint requests of other tests' window, which come again and again.
@@ -56,7 +56,7 @@ private:
 
 void expect_page(int32_t handle, int page)
 {
-    const image_copy copy = copy_image(handle);
+    const picture copy = copy_image(handle);
     ASSERT_EQ(copy.width, mock_width);
     ASSERT_EQ(copy.height, mock_height);
     for (int y = 0; y < mock_height; ++y)
@@ -220,11 +220,8 @@ TEST_F(scripted_scan, interchange_turns_metres_to_inches_and_files_are_replaced)
         }
         EXPECT_EQ(IMGLOW_get_pages(name.c_str()), 1) << "LZW pages could be added";
         *state = {};
-        const image_copy copy = copy_image(image_guard(IMG_scan_acquire(nullptr, 1)));
-        BITMAPINFOHEADER header;
-        std::memcpy(&header, copy.head.data(), sizeof header);
-        EXPECT_EQ(header.biXPelsPerMeter, interchange ? 300 : 11811);
-        EXPECT_EQ(header.biYPelsPerMeter, interchange ? 200 : 7874);
+        const picture copy = copy_image(image_guard(IMG_scan_acquire(nullptr, 1)));
+        EXPECT_EQ(copy.resolution(), interchange ? std::pair(300, 200) : std::pair(11811, 7874));
     }
     std::remove(name.c_str());
 }

@@ -142,10 +142,10 @@ TEST(repaint_scroll, builds_a_strip_five_pixels_longer)
     paint.rcPaint = {0, 0, 10, 80};
     EXPECT_EQ(IMG_repaint_scroll(picture.handle, paper.dc(), window.get(), 1, &paint), 0);
     paper.expect(
-        [&](int32_t x, int32_t y) { return x < 15 ? picture.at(20 + x, 10 + y) : background; });
+        [&](int32_t x, int32_t y) { return x < 15 ? picture.color(20 + x, 10 + y) : background; });
     EXPECT_EQ(crop_of(picture), (numbers{20, 10, 100, 80}));
     // No direction: everything. No window: nothing to scroll in.
     EXPECT_EQ(IMG_repaint_scroll(picture.handle, paper.dc(), window.get(), 0, &paint), 0);
-    EXPECT_EQ(paper.at(99, 79), picture.at(119, 89));
+    EXPECT_EQ(paper.at(99, 79), picture.color(119, 89));
     EXPECT_EQ(IMG_repaint_scroll(picture.handle, paper.dc(), nullptr, 2, &paint), 0);
 }

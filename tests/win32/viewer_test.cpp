@@ -15,10 +15,7 @@ template <class Color>
 void save_picture(const temp_file& file, int32_t width, int32_t height, int32_t bits, int32_t type,
                   Color color_at)
 {
-    test_dib dib(width, height, bits);
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t x = 0; x < width; ++x)
-            dib.set_pixel(x, y, color_at(x, y));
+    const picture dib = each_pixel(width, height, bits, {}, color_at);
     ASSERT_GE(IMG_save_bitmap(image_guard(dib.create()), file.name(), type), 0);
 }
 
@@ -37,7 +34,7 @@ color spot_color(int page, int32_t x, int32_t y)
 std::vector<int32_t> size_of_file(const temp_file& file)
 {
     const image_guard image(IMG_decompress_bitmap(file.name()));
-    const image_copy copy = copy_image(image);
+    const picture copy = copy_image(image);
     return {copy.width, copy.height, copy.bits};
 }
 
@@ -126,7 +123,7 @@ bool add_printer()
 }
 
 // The first page that was printed into a file, 18 pixels to the inch.
-pixmap printed_page(const std::string& postscript)
+picture printed_page(const std::string& postscript)
 {
     // Drive Z is the root of the file system that the other program sees.
     char path[MAX_PATH] = "  ";
@@ -136,7 +133,7 @@ pixmap printed_page(const std::string& postscript)
     const child_process interpreter(
         "start.exe /unix /usr/bin/gs -q -dNOPAUSE -dBATCH -sDEVICE=ppmraw -r18 -sOutputFile=" +
         there + ".ppm " + there);
-    pixmap page;
+    picture page;
     wait_for([&] { return (page = read_pixmap(postscript + ".ppm")).width > 0; });
     std::remove((postscript + ".ppm").c_str());
     return page;
@@ -315,17 +312,15 @@ TEST(viewer, prints_the_pages_that_are_wanted_until_escape)
     ASSERT_TRUE(print(postscript, some_pages));
     ASSERT_TRUE(viewer.status_becomes("Printed."));
     // As wide as the paper, in the middle of its height.
-    const pixmap page = printed_page(postscript.name());
+    const picture page = printed_page(postscript.name());
     ASSERT_GT(page.width, 100);
-    const auto pixel = [&](int32_t x, int32_t y) {
-        return page.colors[static_cast<size_t>(y * page.width + x)];
-    };
     const int32_t spot = page.width / 4, middle = page.height / 2;
     for (int32_t y = 0; y < 3; ++y)
         for (int32_t x = 0; x < 4; ++x)
             for (const int32_t inset : {4, spot - 4})
-                EXPECT_EQ(pixel(x * spot + inset, middle + (y - 1) * spot), spot_color(1, x, y));
-    EXPECT_EQ(pixel(page.width / 2, middle - spot * 3 / 2 - 4), 0xFFFFFFU);
+                EXPECT_EQ(page.color(x * spot + inset, middle + (y - 1) * spot),
+                          spot_color(1, x, y));
+    EXPECT_EQ(page.color(page.width / 2, middle - spot * 3 / 2 - 4), 0xFFFFFFU);
     const byte_vector bytes = postscript.bytes();
     EXPECT_NE(std::string(bytes.begin(), bytes.end()).find("%%Pages: 2"), std::string::npos);
     EXPECT_EQ(viewer.close(), 0U);
