@@ -242,6 +242,59 @@ TEST(tiff_reader, tells_the_type_of_each_page)
         }
 }
 
+namespace {
+
+// A page of one LZW strip; WhiteIsZero, so that the rows change where they were decoded.
+byte_vector lzw_page(uint32_t width, uint32_t height, const byte_vector& codes)
+{
+    return tiff_builder().shape(width, height, 8, 1, 5, 0).strip(codes).build();
+}
+
+} // namespace
+
+// Decoders must hold the strings of 4096 codes however long they are, and go on with a full
+// table until the encoder clears it.
+TEST(tiff_lzw, long_strings_and_full_tables)
+{
+    // Strings of up to 3838 bytes, 7.4 MB in a table.
+    const byte_vector zeros = plain_lzw::encode(byte_vector(3000 * 3000));
+    EXPECT_TRUE(values_in(lzw_page(3000, 3000, zeros)) == values(3000 * 3000, 255));
+    const picture noise = random_picture(800, 750, 8);
+    const byte_vector bytes(noise.rows().begin(), noise.rows().end());
+    values inverted = values_in(lzw_page(800, 750, plain_lzw::encode(bytes, true)));
+    EXPECT_TRUE(std::ranges::equal(inverted, bytes, {}, [](uint32_t v) { return 255 - v; }));
+}
+
+TEST(tiff_lzw, breaches_end_in_a_code)
+{
+    const struct {
+        const char* what;
+        std::vector<uint32_t> codes; // 9 bits each
+        uint32_t rows;
+        values shown; // empty: refused with -3
+    } cases[] = {
+        {"code of its own string", {256, 5, 258, 257}, 1, {5, 5, 5}},
+        {"no Clear at the start", {1, 2, 3, 257}, 1, {1, 2, 3}},
+        {"two Clears", {256, 256, 1, 2, 3, 257}, 1, {1, 2, 3}},
+        {"end before the rows", {256, 9, 257}, 2, {9, 0, 0, 0, 0, 0}},
+        {"end at once", {256, 257}, 1, {0, 0, 0}},
+        {"code beyond the table", {256, 1, 2, 3, 300}, 2, {}},
+        {"string right after a Clear", {256, 258}, 1, {}},
+        {"data end", {256, 1, 2, 3, 4}, 2, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        plain_lzw::code_writer out;
+        for (uint32_t code : c.codes)
+            out.put(code, 9);
+        const byte_vector file = lzw_page(3, c.rows, out.bytes);
+        ASSERT_EQ(load_code(file), c.shown.empty() ? -3 : 0);
+        if (c.shown.empty()) continue;
+        EXPECT_TRUE(
+            std::ranges::equal(values_in(file), c.shown, {}, [](uint32_t v) { return 255 - v; }));
+    }
+}
+
 TEST(tiff_reader, refuses_what_it_cannot_lay_out)
 {
     // Two planes, by a second SamplesPerPixel behind the planar entry.
@@ -440,6 +493,28 @@ TEST(tiff_writer, classic_bytes_of_one_page_and_two)
 int32_t IMG_STD stop_at_once(IMG_PRIVATE, int32_t)
 {
     return -99;
+}
+
+TEST(tiff_writer, lzw_strips_are_exact)
+{
+    const auto compare = [](uint32_t levels, int run, int width) {
+        SCOPED_TRACE(testing::Message() << levels << " levels, run " << run << ", " << width);
+        const picture noise = random_picture(width, 2, 8, run);
+        const picture p =
+            each_pixel(width, 2, 8, {}, [&](int x, int y) { return noise.pixel(x, y) % levels; });
+        const byte_vector file = save_bytes(image_guard(p.create()), 9);
+        byte_vector strips;
+        for (const byte_vector& strip : coded_rows(p, p, 9))
+            add_bytes(strips, strip);
+        ASSERT_TRUE(std::equal(strips.rbegin(), strips.rend(), file.rbegin()));
+        ASSERT_TRUE(values_in(file) == values_of(p));
+    };
+    for (uint32_t levels : {1, 2, 7, 256})
+        for (int run : {1, 5, 200})
+            for (int width : {1, 2, 253, 254, 255, 256, 8000, 60000})
+                compare(levels, run, width);
+    for (int width = 1905; width < 1960; ++width) // ends of data where the table is full
+        compare(256, 1, width);
 }
 
 TEST(tiff_writer, fax_pages_have_the_lighter_colour_for_white)

@@ -140,6 +140,28 @@ TEST(wmf_reader, chooses_and_joins)
     EXPECT_EQ(colors_in(wmf_builder().draw(0x0D33, tall, 0, 0, 3, 2, 0, 0, 2)), small_colors);
 }
 
+TEST(wmf_reader, mirrors_and_pads_every_depth_and_width)
+{
+    for (int bits : {1, 4, 8, 24})
+        for (int width = 1; width <= 35; ++width) {
+            SCOPED_TRACE(testing::Message() << bits << " bits, width " << width);
+            picture dib = random_picture(width, 2, bits);
+            const picture mirrored = each_pixel(width, 2, bits, dib.colors(), [&](int x, int y) {
+                return dib.pixel(width - 1 - x, y);
+            });
+            // Padding of ones; rows end in zeros all the same.
+            picture dirty = dib;
+            for (uint8_t& byte : dirty.rows())
+                byte = 0xFF;
+            for (int i = 0; i < 2 * width; ++i)
+                dirty.set_pixel(i % width, i / width, dib.pixel(i % width, i / width));
+            const picture same = picture_of(wmf_builder().draw(0x0F43, dirty.bytes));
+            EXPECT_TRUE(std::ranges::equal(same.rows(), dib.rows()));
+            const picture turned = picture_of(wmf_builder().draw(0x0F43, dirty.bytes, 0, 0, -1, 1));
+            EXPECT_TRUE(std::ranges::equal(turned.rows(), mirrored.rows()));
+        }
+}
+
 TEST(wmf_reader, refuses_records_that_lead_nowhere)
 {
     const byte_vector line(8), enhanced = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
