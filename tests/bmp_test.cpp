@@ -198,19 +198,16 @@ TEST(bmp_reader, rle4_pixels_at_odd_columns)
     bmp.bits = 4;
     bmp.compression = 2;
     bmp.width = 8;
-    const struct {
-        byte_vector data;
-        values pixels;
-    } rows[] = {
+    const std::pair<byte_vector, values> rows[] = {
         {{3, 0x12, 4, 0x34, 0, 1}, {1, 2, 1, 3, 4, 3, 4, 0}},
         {{1, 0x10, 0, 5, 0x23, 0x45, 0x60, 0, 0, 1}, {1, 2, 3, 4, 5, 6, 0, 0}},
         {{0, 3, 0x12, 0x30, 2, 0x56, 0, 1}, {1, 2, 3, 5, 6, 0, 0, 0}},
         {{20, 0x12, 0, 1}, {1, 2, 1, 2, 1, 2, 1, 2}},              // run behind the row
         {{0, 2, 200, 0, 9, 0x77, 0, 1}, {0, 0, 0, 0, 0, 0, 0, 0}}, // column behind the row
     };
-    for (const auto& r : rows) {
-        bmp.data = r.data;
-        EXPECT_EQ(row_of(bmp, 0), r.pixels);
+    for (const auto& [data, pixels] : rows) {
+        bmp.data = data;
+        EXPECT_EQ(row_of(bmp, 0), pixels);
     }
 }
 

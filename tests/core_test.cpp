@@ -430,15 +430,13 @@ TEST(save, crop_is_cut_to_the_image_and_counts_from_the_bottom_in_memory)
 TEST(save, type_follows_the_last_three_letters)
 {
     const image_guard image(make_image());
-    const struct {
-        const char* extension;
-        int32_t result;
-    } rows[] = {{".bmp", 0}, {".BMP", 0}, {"xBmP", 0}, {".xyz", -7}, {".b", -7}};
-    for (const auto& r : rows) {
-        const temp_file file(r.extension);
+    const std::pair<const char*, int32_t> rows[] = {
+        {".bmp", 0}, {".BMP", 0}, {"xBmP", 0}, {".xyz", -7}, {".b", -7}};
+    for (const auto& [extension, result] : rows) {
+        const temp_file file(extension);
         write_file(file.name(), {1, 2, 3});
-        EXPECT_EQ(IMG_save_bitmap(image, file.name(), -1), r.result) << r.extension;
-        EXPECT_EQ(file.bytes().empty(), r.result != 0) << "an unknown type leaves an empty file";
+        EXPECT_EQ(IMG_save_bitmap(image, file.name(), -1), result) << extension;
+        EXPECT_EQ(file.bytes().empty(), result != 0) << "an unknown type leaves an empty file";
     }
     for (const int32_t type : {-2, 18, 99, INT32_MAX}) {
         byte_vector out(100);

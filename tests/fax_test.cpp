@@ -1,8 +1,8 @@
 // fax_test.cpp - raw fax data from a file, through the exports.
 
-#include "platform/win32.h"
 #include "tests/builders/plain_ccitt.h"
 #include "tests/support/images.h"
+#include "tests/support/open_file.h"
 
 namespace {
 
@@ -14,12 +14,9 @@ int32_t decompress(const std::string& digits, int32_t width, int32_t height, int
     byte_vector bytes = plain::bytes_of(digits, fill_order == 2);
     bytes.insert(bytes.begin(), {1, 2, 3});
     write_file(file.name(), bytes);
-    OFSTRUCT opened;
-    const HFILE source = OpenFile(file.name(), &opened, OF_READ);
-    _llseek(source, 3, FILE_BEGIN);
-    const int32_t handle = IMG_decompress_fax(source, width, height, type, fill_order);
-    _lclose(source);
-    return handle;
+    const open_file source(file.name());
+    source.seek(3);
+    return IMG_decompress_fax(source.handle(), width, height, type, fill_order);
 }
 
 int32_t IMG_STD cancel(IMG_PRIVATE, int32_t)
@@ -53,11 +50,10 @@ TEST(fax, every_type_comes_back_and_what_is_not_reached_is_black)
                     const image_guard image(
                         decompress(digits, static_cast<int32_t>(width), 8, c.type, fill_order));
                     ASSERT_GE(image, 0);
-                    const picture page = copy_image(image);
-                    for (int32_t y = 0; y < 8; ++y)
-                        for (int32_t x = 0; x < page.width; ++x)
-                            ASSERT_EQ(page.color(x, y), rows[size_t(y)][size_t(x)] ? 0u : 0xFFFFFFu)
-                                << x << ", " << y;
+                    expect_same_colors(copy_image(image),
+                                       each_pixel(int32_t(width), 8, 1, {}, [&](int x, int y) {
+                                           return !rows[size_t(y)][size_t(x)];
+                                       }));
                 }
 }
 

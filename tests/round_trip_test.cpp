@@ -37,18 +37,16 @@ std::vector<picture_size> sizes_for(int32_t bits)
 picture make_picture(const picture_size& size, int32_t bits, bool smooth)
 {
     if (!smooth) return random_picture(size.width, size.height, bits, size.width % 2 ? 3 : 20);
-    picture dib(size.width, size.height, bits);
-    for (int32_t y = 0; y < size.height; ++y)
-        for (int32_t x = 0; x < size.width; ++x)
-            dib.set_pixel(x, y, 0x010101u * uint8_t(255 * (x + y) / (size.width + size.height)));
-    return dib;
+    return each_pixel(size.width, size.height, bits, {}, [&](int32_t x, int32_t y) {
+        return 0x010101u * uint8_t(255 * (x + y) / (size.width + size.height));
+    });
 }
 
 int distance(uint32_t a, uint32_t b)
 {
     int sum = 0;
-    for (int shift : {0, 8, 16})
-        sum += std::abs(static_cast<int>(a >> shift & 255) - static_cast<int>(b >> shift & 255));
+    for (int k : {0, 1, 2})
+        sum += std::abs(channel(a, k) - channel(b, k));
     return sum;
 }
 
@@ -92,17 +90,12 @@ void round_trip(const IMGX_TYPE_INFO& type, int32_t bits, const picture_size& si
 
 TEST(round_trip, every_type_gives_back_what_it_got)
 {
-    for (const int interchange : {0, 1}) {
-        IMGX_set_interchange(interchange);
-        for (const IMGX_TYPE_INFO& type : written_types(interchange))
-            for (const int32_t bits : depths_of(type))
-                for (const picture_size& size : sizes_for(bits)) {
-                    SCOPED_TRACE(testing::Message()
-                                 << type.name << ", mode " << interchange << ", " << bits
-                                 << " bits, " << size.width << " x " << size.height);
-                    round_trip(type, bits, size, of_type(type.code, interchange));
-                }
-    }
+    for_everything_written([](const IMGX_TYPE_INFO& type, int32_t bits, int interchange) {
+        for (const picture_size& size : sizes_for(bits)) {
+            SCOPED_TRACE(testing::Message() << size.width << " x " << size.height);
+            round_trip(type, bits, size, of_type(type.code, interchange));
+        }
+    });
 }
 
 TEST(round_trip, refuses_every_other_depth)

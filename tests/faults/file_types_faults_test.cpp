@@ -25,43 +25,30 @@ void sweep_type(const IMGX_TYPE_INFO& type, int32_t bits)
 
 TEST(file_types_faults, every_type_and_depth_in_both_modes)
 {
-    for (const int interchange : {0, 1}) {
-        IMGX_set_interchange(interchange);
-        for (const IMGX_TYPE_INFO& type : written_types(interchange))
-            for (const int32_t bits : depths_of(type)) {
-                if (type.code == 4) continue; // GIF has codes of its own, and a test for them
-                SCOPED_TRACE(testing::Message()
-                             << type.name << ", " << bits << " bits, mode " << interchange);
-                sweep_type(type, bits);
-            }
-    }
+    for_everything_written([](const IMGX_TYPE_INFO& type, int32_t bits, int) {
+        if (type.code != 4) sweep_type(type, bits); // GIF has codes of its own, and a test for them
+    });
 }
 
 TEST(file_types_faults, a_pipe_gets_the_bytes_of_a_file_or_a_code)
 {
-    for (const int interchange : {0, 1}) {
-        IMGX_set_interchange(interchange);
-        for (const IMGX_TYPE_INFO& type : written_types(interchange))
-            for (const int32_t bits : depths_of(type)) {
-                SCOPED_TRACE(testing::Message()
-                             << type.name << ", " << bits << " bits, mode " << interchange);
-                const image_guard image(random_picture(40, 30, bits, 3).create());
-                const temp_file file(".img");
-                ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
-                int ends[2];
-                ASSERT_EQ(pipe(ends), 0);
-                const int32_t result = IMG_save_bitmap_fd(image, ends[1], type.code);
-                close(ends[1]);
-                byte_vector got(60000);
-                const ssize_t count = read(ends[0], got.data(), got.size());
-                close(ends[0]);
-                got.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
-                if (result >= 0)
-                    EXPECT_EQ(got, file.bytes());
-                else
-                    EXPECT_EQ(result, -9);
-            }
-    }
+    for_everything_written([](const IMGX_TYPE_INFO& type, int32_t bits, int) {
+        const image_guard image(random_picture(40, 30, bits, 3).create());
+        const temp_file file(".img");
+        ASSERT_GE(IMG_save_bitmap(image, file.name(), type.code), 0);
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const int32_t result = IMG_save_bitmap_fd(image, ends[1], type.code);
+        close(ends[1]);
+        byte_vector got(60000);
+        const ssize_t count = read(ends[0], got.data(), got.size());
+        close(ends[0]);
+        got.resize(static_cast<size_t>(std::max<ssize_t>(count, 0)));
+        if (result >= 0)
+            EXPECT_EQ(got, file.bytes());
+        else
+            EXPECT_EQ(result, -9);
+    });
 }
 
 TEST(file_types_faults, bmp_and_jpeg_take_little_more_than_the_picture)

@@ -2,10 +2,10 @@
 // of all file types does not reach: data of several buffers, separate planes, pages added to a
 // file, raw fax data.
 
-#include "platform/win32.h"
 #include "tests/builders/plain_ccitt.h"
 #include "tests/builders/tiff_builder.h"
 #include "tests/support/fault_sweep.h"
+#include "tests/support/open_file.h"
 
 namespace {
 
@@ -103,10 +103,8 @@ TEST(fax_faults, decompressing)
         sweep_faults(
             read_faults,
             [&] {
-                OFSTRUCT opened;
-                const HFILE source = OpenFile(file.name(), &opened, OF_READ);
-                const int32_t handle = IMG_decompress_fax(source, 12000, 4, type, 1);
-                _lclose(source);
+                const open_file source(file.name());
+                const int32_t handle = IMG_decompress_fax(source.handle(), 12000, 4, type, 1);
                 return handle < 0 ? handle : release_image(handle);
             },
             [](fault_kind kind, int32_t result) {

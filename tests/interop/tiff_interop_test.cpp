@@ -1,9 +1,9 @@
 // tiff_interop_test.cpp - TIFF pages written by libtiff and read by us, and the other way,
 // pixel for pixel; raw fax data written by Ghostscript.
 
-#include "platform/win32.h"
 #include "tests/builders/plain_ccitt.h"
 #include "tests/support/codec.h"
+#include "tests/support/open_file.h"
 #include "tests/support/peer_tools.h"
 
 #include <cstdarg>
@@ -282,14 +282,9 @@ TEST(tiff_interop, reads_raw_fax_data_of_ghostscript)
                 write_file(program.name(), byte_vector(text.begin(), text.end()));
                 ASSERT_TRUE(run_tool(std::string("gs -q -dNODISPLAY -dBATCH --permit-file-read=") +
                                      rows.name() + " " + program.name() + " >" + fax.name()));
-                OFSTRUCT opened;
-                const HFILE source = OpenFile(fax.name(), &opened, OF_READ);
-                const image_guard image(IMG_decompress_fax(source, 1728, 50,
-                                                           k < 0   ? 4
-                                                           : k > 0 ? 2
-                                                                   : 1,
-                                                           1));
-                _lclose(source);
+                const int32_t type = k < 0 ? 4 : k > 0 ? 2 : 1;
+                const open_file source(fax.name());
+                const image_guard image(IMG_decompress_fax(source.handle(), 1728, 50, type, 1));
                 expect_meant(page, copy_image(image));
             }
 }

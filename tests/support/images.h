@@ -168,6 +168,20 @@ inline std::vector<int32_t> depths_of(const IMGX_TYPE_INFO& type)
     return depths;
 }
 
+/// Calls use(type, depth, interchange) for everything that the library writes.
+template <class Use> void for_everything_written(Use use)
+{
+    for (const int interchange : {0, 1}) {
+        IMGX_set_interchange(interchange);
+        for (const IMGX_TYPE_INFO& type : written_types(interchange))
+            for (const int32_t bits : depths_of(type)) {
+                SCOPED_TRACE(testing::Message()
+                             << type.name << ", " << bits << " bits, mode " << interchange);
+                use(type, bits, interchange);
+            }
+    }
+}
+
 /// The whole picture of a handle, whatever its crop rectangle.
 inline picture copy_image(int32_t handle)
 {

@@ -26,21 +26,18 @@ TEST_F(tool_test, applies_operations_in_the_order_given)
 TEST_F(tool_test, tone_changes_build_on_each_other)
 {
     // Brightness counts in steps of two levels; palette pictures go through their table.
-    const struct {
-        const char* options;
-        uint32_t color;
-    } rows[] = {
+    const std::pair<const char*, uint32_t> rows[] = {
         {"--brightness 10 --brightness 5", 0x828282},
         {"--brightness 10 --flip-x --brightness 5", 0x828282},
         {"--contrast -128 --flip-y --brightness -10", 0x6C6C6C},
     };
-    for (const auto& r : rows)
+    for (const auto& [options, color] : rows)
         for (const int32_t bits : {8, 24}) {
             picture dib(1, 1, bits);
             dib.set_pixel(0, 0, 0x646464);
             make_bmp("in.bmp", dib);
-            expect_done(std::string("convert in.bmp out.bmp ") + r.options);
-            EXPECT_EQ(load("out.bmp").color(0, 0), r.color) << r.options << ", " << bits;
+            expect_done(std::string("convert in.bmp out.bmp ") + options);
+            EXPECT_EQ(load("out.bmp").color(0, 0), color) << options << ", " << bits;
         }
 }
 
@@ -63,10 +60,7 @@ TEST_F(tool_test, resizes_to_a_size_a_width_or_a_share)
 TEST_F(tool_test, every_operation_reaches_its_function)
 {
     use_sample("chart_24.bmp", "in.bmp");
-    const struct {
-        const char* options;
-        int32_t bits;
-    } rows[] = {
+    const std::pair<const char*, int32_t> rows[] = {
         {"--gray", 8},
         {"--mono bayer", 1},
         {"--mono halftone", 1},
@@ -80,9 +74,9 @@ TEST_F(tool_test, every_operation_reaches_its_function)
         {"--invert --sharpen 64 --kernel 7 --kernel 0,0,0,0,1,0,0,0,0", 24},
     };
     byte_vector previous;
-    for (const auto& r : rows) {
-        expect_done(std::string("convert in.bmp out.bmp ") + r.options);
-        EXPECT_EQ(load("out.bmp").bits, r.bits) << r.options;
+    for (const auto& [options, bits] : rows) {
+        expect_done(std::string("convert in.bmp out.bmp ") + options);
+        EXPECT_EQ(load("out.bmp").bits, bits) << options;
         EXPECT_NE(std::exchange(previous, read_file(path("out.bmp"))), read_file(path("out.bmp")));
     }
 }

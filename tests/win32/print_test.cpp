@@ -89,20 +89,17 @@ struct banding_driver {
 
 TEST(print, dots_are_those_of_the_operations_on_images)
 {
-    const struct {
-        int32_t dither;
-        int32_t(IMG_STD* operation)(int32_t);
-    } rows[] = {{0, IMG_halftone_mono}, {1, IMG_bayer_mono}};
-    for (const auto& r : rows)
+    const auto operations = {IMG_halftone_mono, IMG_bayer_mono};
+    for (const int32_t dither : {0, 1})
         for (const int32_t bits : {4, 8, 24}) {
-            SCOPED_TRACE(std::to_string(r.dither) + ", bits " + std::to_string(bits));
+            SCOPED_TRACE(std::to_string(dither) + ", bits " + std::to_string(bits));
             const test_picture picture(130, 90, bits);
             const canvas printed(140, 100, 1, 0xFFFFFF), shown(140, 100, 1, 0xFFFFFF);
             for (const canvas* paper : {&printed, &shown})
                 IntersectClipRect(paper->dc(), 12, 7, 140, 80);
-            ASSERT_EQ(IMGX_set_print_dither(picture.handle, r.dither), 0);
+            ASSERT_EQ(IMGX_set_print_dither(picture.handle, dither), 0);
             ASSERT_EQ(IMG_print_bitmap(picture.handle, printed.dc(), 7, 4, 130, 90), 0);
-            ASSERT_EQ(r.operation(picture.handle), 0);
+            ASSERT_EQ(operations.begin()[dither](picture.handle), 0);
             IMG_display_bitmap(picture.handle, shown.dc(), 7, 4, 130, 90);
             ASSERT_EQ(printed.pixels(), shown.pixels());
         }
@@ -125,7 +122,7 @@ TEST(print, tone_moves_the_share_of_ink)
             const canvas paper(1200, 600, 1, 0xFFFFFF); // wider and higher than a band
             IMGX_set_print_tone(picture.handle, dot_gain, gamma, brightness);
             EXPECT_EQ(IMG_print_bitmap(picture.handle, paper.dc(), 0, 0, 1200, 600), 0);
-            const std::vector<color> pixels = paper.pixels();
+            const values pixels = paper.pixels();
             return std::count(pixels.begin(), pixels.end(), 0xFFFFFFU) / (1200 * 600.0);
         };
         const double plain = white_share(0, 0, 0);

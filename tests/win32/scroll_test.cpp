@@ -32,7 +32,7 @@ void zoom(const test_picture& picture, const test_window& window, int32_t percen
 }
 
 // The window's pixels after painting with paint(dc, paint structure).
-template <class Paint> std::vector<color> painted(const test_window& window, Paint paint)
+template <class Paint> values painted(const test_window& window, Paint paint)
 {
     window.settle();
     PAINTSTRUCT structure;
@@ -42,7 +42,7 @@ template <class Paint> std::vector<color> painted(const test_window& window, Pai
     return window.pixels();
 }
 
-std::vector<color> painted_whole(const test_picture& picture, const test_window& window)
+values painted_whole(const test_picture& picture, const test_window& window)
 {
     InvalidateRect(window.get(), nullptr, FALSE);
     return painted(window, [&](HDC dc, PAINTSTRUCT*) {
@@ -103,26 +103,21 @@ TEST(scroll, moves_bars_and_crop_together)
 TEST(scroll, strip_equals_a_full_repaint)
 {
     // At whole numbers of image pixels per window pixel no rounding is left.
-    const struct {
-        int32_t scale, bits;
-    } rows[] = {{1, 24}, {2, 1}, {2, 8}};
-    for (const auto& [scale, bits] : rows) {
+    for (const auto& [scale, bits] : {std::pair(1, 24), {2, 1}, {2, 8}}) {
         const test_picture picture(900, 720, bits);
         const test_window window(300, 240);
         zoom(picture, window, 300 / scale);
         ASSERT_EQ(crop_of(picture)[2], 300 * scale);
         painted_whole(picture, window);
         // Positions of whole window pixels; between them the old contents lie off by a part.
-        const struct {
-            uint32_t position;
-            int32_t message;
-        } steps[] = {{140, WM_VSCROLL}, {220, WM_HSCROLL}, {200, WM_HSCROLL},
-                     {100, WM_VSCROLL}, {0, WM_HSCROLL},   {200, WM_VSCROLL}};
-        for (const auto& s : steps) {
+        const std::pair<uint32_t, int32_t> steps[] = {{140, WM_VSCROLL}, {220, WM_HSCROLL},
+                                                      {200, WM_HSCROLL}, {100, WM_VSCROLL},
+                                                      {0, WM_HSCROLL},   {200, WM_VSCROLL}};
+        for (const auto& [position, message] : steps) {
             SCOPED_TRACE(std::to_string(bits) + " bits, scale " + std::to_string(scale) + ", to " +
-                         std::to_string(s.position));
+                         std::to_string(position));
             const int32_t direction =
-                IMG_scroll_bitmap(picture.handle, window.get(), thumb(s.position), 0, s.message);
+                IMG_scroll_bitmap(picture.handle, window.get(), thumb(position), 0, message);
             ASSERT_GT(direction, 0);
             const auto strip = painted(window, [&](HDC dc, PAINTSTRUCT* paint) {
                 return IMG_repaint_scroll(picture.handle, dc, window.get(), direction, paint);

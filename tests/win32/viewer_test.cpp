@@ -260,20 +260,18 @@ TEST(viewer, prints_into_metafiles_in_the_tone_that_is_set)
     const temp_file source(".bmp");
     save_plain(source, 60, 40, 24, 1);
     const viewer_driver viewer(source.name());
-    const struct {
-        const char* brightness;
-        color printed;
-    } rows[] = {{"0", 0x3366CC}, {"300", 0xFFFFFF}}; // held to 127, which makes all white
-    for (const auto& r : rows) {
+    const std::pair<const char*, color> rows[] = {
+        {"0", 0x3366CC}, {"300", 0xFFFFFF}}; // held to 127, which makes all white
+    for (const auto& [brightness, printed] : rows) {
         const temp_file metafile(".emf");
-        ASSERT_TRUE(viewer.fill_in(IDM_PRINT_TONE, IDC_BRIGHTNESS, r.brightness));
+        ASSERT_TRUE(viewer.fill_in(IDM_PRINT_TONE, IDC_BRIGHTNESS, brightness));
         ASSERT_TRUE(viewer.name_file(IDM_PRINT_METAFILE, metafile.name()));
         ASSERT_TRUE(viewer.status_becomes(metafile.name()));
         HENHMETAFILE recorded = GetEnhMetaFileA(metafile.name());
         const canvas paper(200, 100);
         const RECT all{0, 0, 200, 100};
         EXPECT_TRUE(PlayEnhMetaFile(paper.dc(), recorded, &all));
-        EXPECT_EQ(paper.at(100, 50), r.printed);
+        EXPECT_EQ(paper.at(100, 50), printed);
         DeleteEnhMetaFile(recorded);
     }
     EXPECT_EQ(viewer.close(), 0U);
