@@ -1,8 +1,9 @@
 // format_faults_test.cpp - what the test of all file types does not reach: GIF's own codes,
-// bitmaps in several pieces, pages added to a file, files that claim a huge picture; and the
-// memory that loading takes.
+// bitmaps and JPEG data in several pieces, pages added to a file, files that claim a huge picture;
+// and the memory that loading takes.
 
 #include "tests/builders/gif_builder.h"
+#include "tests/builders/jpeg_builder.h"
 #include "tests/builders/pcx_builder.h"
 #include "tests/builders/pict_builder.h"
 #include "tests/builders/targa_builder.h"
@@ -37,6 +38,23 @@ TEST(format_faults, gif)
         });
         // In classic mode the buffer for the data may be missing: its allocation and its lock.
         EXPECT_EQ(accepted, mode ? 0 : 2);
+    }
+}
+
+TEST(format_faults, jpeg_of_several_buffers)
+{
+    jpeg_builder::coded_picture p(200, 150, 2, 2, 9); // with restarts
+    p.nonzero = 40;
+    p.amplitude = 400;
+    const temp_file file(".jpg");
+    for (const int standard : {0, 1}) {
+        IMGX_set_interchange(standard);
+        write_file(file.name(), jpeg_builder::stream(p));
+        sweep_load(file.name());
+        const image_guard image(random_picture(300, 200, 24).create());
+        const picture before = copy_image(image);
+        sweep_save(image, file.name(), 13);
+        expect_same_colors(copy_image(image), before);
     }
 }
 

@@ -1,5 +1,9 @@
-// dib_rows_test.cpp - the grey rules by worked examples.
+// color_rows_test.cpp - the grey rules by worked examples and for every colour, and diffusion of
+// widths whose working rows would not fit into 32 bits.
 
+#include "color/color_diffusion.h"
+#include "color/grey_source.h"
+#include "color/mono_diffusion.h"
 #include "core/dib_rows.h"
 #include "tests/support/images.h"
 
@@ -74,4 +78,47 @@ TEST(color_rows, rows_behind_the_top_are_the_top_and_mono_is_left_alone)
     picture mono(1, 1, 1);
     mono.set_pixel(0, 0, 1);
     EXPECT_EQ(expand(mono), (std::array<uint16_t, 4>{}));
+}
+
+TEST(grey_source, gives_every_colour_its_grey)
+{
+    constexpr int32_t width = 65536 + 5; // ends behind the last group of sixteen
+    dib_header header;
+    header.set(width, 1, 24);
+    std::vector<uint8_t> row(size_t{3} * width), grey(width);
+    for (uint32_t red = 0; red < 256; ++red) {
+        for (size_t x = 0; x < width; ++x) {
+            row[3 * x] = x;
+            row[3 * x + 1] = x >> 8;
+            row[3 * x + 2] = red;
+        }
+        for (grey_rule rule : {grey_rule::percent, grey_rule::color_row}) {
+            grey_source(&header.info, rule).fetch_gray_raster(row.data(), grey.data(), width);
+            for (size_t x = 0; x < width; ++x) {
+                const uint8_t* p = &row[3 * x];
+                ASSERT_EQ(grey[x], rule == grey_rule::percent
+                                       ? (30 * red + 59 * p[1] + 11 * p[0]) / 100
+                                       : grey_of_pixel(p[0], p[1], p[2]));
+            }
+        }
+    }
+}
+
+TEST(diffusion_memory, refuses_widths_whose_rows_exceed_32_bits)
+{
+    // Sizes just above 2^32, so that a wrapped product would be a small block.
+    constexpr int32_t bytes_per_color_pixel = 40, bytes_per_grey_pixel = 16;
+    constexpr auto wrapping = [](int32_t bytes) {
+        return static_cast<int32_t>((int64_t{1} << 32) / bytes) + 1;
+    };
+    dib_header header;
+    header.set(1, 1, 24);
+    image_object object{};
+    object.dib = &header.info;
+    for (int32_t width : {wrapping(bytes_per_color_pixel), int32_t{1} << 30}) {
+        object.width = width;
+        EXPECT_EQ(color_diffusion().begin(object), -1) << width;
+    }
+    for (int32_t width : {wrapping(bytes_per_grey_pixel), int32_t{1} << 30})
+        EXPECT_EQ(mono_diffusion().begin(width, running_values::wrap), -1) << width;
 }
