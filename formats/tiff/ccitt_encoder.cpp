@@ -252,9 +252,9 @@ private:
     int32_t fetch_row(int32_t index);
     uint32_t find_changes(uint32_t* elements) const;
     void close(uint32_t* elements, uint32_t count) const;
-    uint32_t list_changes() const;
     void encode_row_1d(ccitt_bit_packer& packer);
-    void encode_row_g4(ccitt_bit_packer& packer);
+    void encode_row(ccitt_bit_packer& packer);
+    void choose_form();
     void encode_list_g4(ccitt_bit_packer& packer);
     void encode_words_g4(ccitt_bit_packer& packer);
     void end_row(ccitt_bit_packer& packer, bool last_row);
@@ -322,10 +322,7 @@ int32_t image_encoder::encode()
     if (options_.compression == tiff_group3) puteol(packer);
     for (int32_t i = 0; i < header_.biHeight; ++i) {
         if (int32_t err = fetch_row(i); err < 0) return err;
-        if (is_group4())
-            encode_row_g4(packer);
-        else
-            encode_row_1d(packer);
+        encode_row(packer);
         end_row(packer, i + 1 == header_.biHeight);
         if (sink_.failed()) return err_write;
     }
@@ -380,13 +377,6 @@ void image_encoder::close(uint32_t* elements, uint32_t count) const
     std::fill_n(elements + count, closing_elements, width_);
 }
 
-uint32_t image_encoder::list_changes() const
-{
-    const uint32_t count = find_changes(coding());
-    close(coding(), count);
-    return count;
-}
-
 inline void image_encoder::put_run(ccitt_bit_packer& packer, uint32_t run, uint32_t color)
 {
     constexpr ccitt_word longest = run_words[ccitt_white].make_up[longest_make_up / 64];
@@ -418,7 +408,6 @@ inline void image_encoder::put_runs(ccitt_bit_packer& packer, ccitt_word before,
 // Runs of both colours in turn, white first, up to the coded width.
 void image_encoder::encode_row_1d(ccitt_bit_packer& result)
 {
-    list_changes();
     ccitt_bit_packer packer = result;
     const uint32_t* element = coding();
     uint32_t position = 0;
@@ -473,6 +462,11 @@ void image_encoder::encode_list_g4(ccitt_bit_packer& result)
 // The same from words.
 void image_encoder::encode_words_g4(ccitt_bit_packer& result)
 {
+    auto* const pixels = pixels_.as<ccitt_machine_word>();
+    for (uint32_t i = 0; i < row_words_; ++i)
+        pixels[i] = ~row_.as<ccitt_machine_word>()[i];
+    tiff_rvrsbyt(pixels_.bytes(), pixels_.size());
+    reference_count_ = ccitt_find_changes(pixels, width_, coding_words());
     ccitt_bit_packer packer = result;
     dense_line line(coding_words(), reference_words(), width_);
     while (!line.ended()) {
@@ -489,32 +483,38 @@ void image_encoder::encode_words_g4(ccitt_bit_packer& result)
             put_runs(packer, horizontal_word, step.runs[0], step.runs[1], step.color);
     }
     result = packer;
+    coding_words_.swap(reference_words_);
 }
 
-// One row of Group 4, in the form that suits the row above.
-void image_encoder::encode_row_g4(ccitt_bit_packer& packer)
+// Brings the row above into the form that suits it.
+void image_encoder::choose_form()
 {
     const bool had_words = has_words_;
     has_words_ = ccitt_suits_words(reference_count_, width_, had_words);
-    if (has_words_) {
-        if (!had_words)
-            ccitt_changes_of_list(reference(), reference_count_, width_, reference_words());
-        auto* const pixels = pixels_.as<ccitt_machine_word>();
-        for (uint32_t i = 0; i < row_words_; ++i)
-            pixels[i] = ~row_.as<ccitt_machine_word>()[i];
-        tiff_rvrsbyt(pixels_.bytes(), pixels_.size());
-        reference_count_ = ccitt_find_changes(pixels, width_, coding_words());
-        encode_words_g4(packer);
-        coding_words_.swap(reference_words_);
-        return;
-    }
-    if (had_words) {
+    if (has_words_ && !had_words) {
+        ccitt_changes_of_list(reference(), reference_count_, width_, reference_words());
+    } else if (had_words && !has_words_) {
         ccitt_list_changes(reference_words(), width_, reference());
         close(reference(), reference_count_);
     }
-    reference_count_ = list_changes();
+}
+
+void image_encoder::encode_row(ccitt_bit_packer& packer)
+{
+    if (is_group4()) choose_form();
+    if (has_words_) {
+        encode_words_g4(packer);
+        return;
+    }
+    const uint32_t count = find_changes(coding());
+    close(coding(), count);
+    if (!is_group4()) {
+        encode_row_1d(packer);
+        return;
+    }
     encode_list_g4(packer);
     coding_.swap(reference_);
+    reference_count_ = count;
 }
 
 // Every EOL is a whole 16-bit word, with 4 fill bits. INTENDED: the word in front is filled
