@@ -283,9 +283,9 @@ IMG_API int32_t IMG_STD IMGX_set_interchange(int32_t enable);
 /** True tones: colour reduction with tones as the eye expects them. Off at the start: then
  *  bright 24-bit pixels leave the weighted sum of their grey, 8-bit ones get 40 levels darker,
  *  errors below zero wrap to white in the diffusions, popular colours are counted in 16 bits
- *  and lose their low four, and of 16 colours white is not all white. Concerns IMG_color_gray,
- *  IMG_process_bitmap where it turns grey first, IMG_bayer_color, IMG_popularity_color and the
- *  error diffusions.
+ *  and lose their low four, the ordered 16 colours darken a part of white, and the diffused ones
+ *  leave a row out. Concerns IMG_color_gray, IMG_process_bitmap where it turns grey first,
+ *  IMG_bayer_color, IMG_popularity_color and the error diffusions.
  *  Returns the previous setting. */
 IMG_API int32_t IMG_STD IMGX_set_true_tones(int32_t enable);
 

@@ -3,8 +3,9 @@
 //
 // The client has started document and page. A driver that prints in bands is asked for one
 // after the other with Escape. The client's abort procedure is run by GDI; a job that it
-// cancels makes the next call fail, which ends the work. Whatever that procedure does to the
-// image, the page shows it as it was at the call.
+// cancels makes the next call fail, which ends the work. An image that it deletes or gives
+// another DIB is printed as it was at the call; what it changes in place, such as a negative,
+// shows from the next rows on.
 
 #include "display/painter.h"
 #include "display/portable/print_rows.h"

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t longest_packet = 1 + targa_packet_pixels * 4;
 
-// Repeats one pixel; writes up to 47 bytes behind the last.
+// Repeats one pixel; writes up to 63 bytes behind the last.
 template <size_t bytes_per_pixel> void fill_run(uint8_t* to, const uint8_t* pixel, size_t count)
 {
     if constexpr (bytes_per_pixel == 1) {

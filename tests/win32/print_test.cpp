@@ -209,7 +209,7 @@ TEST(print, ends_with_the_job_that_the_user_stops)
         }
 }
 
-TEST(print, shows_the_image_of_the_call_whatever_the_abort_procedure_does)
+TEST(print, shows_an_image_that_the_abort_procedure_deletes_or_turns_as_it_was)
 {
     for (const int32_t depth : {1, 32})
         for (const auto print : {IMG_print_bitmap, IMG_print_bitmap_fast, IMG_display_bitmap})
