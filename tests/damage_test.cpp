@@ -48,7 +48,8 @@ TEST(damage, files_cut_anywhere_give_a_code_or_their_first_rows)
         expect_cuts_are_survived(wpg_2());
         for (auto [type, bits] : kinds) {
             SCOPED_TRACE(testing::Message() << type << ", " << bits << " bits");
-            expect_cuts_are_survived(saved(type, bits));
+            // A DCX file without its table has no page.
+            expect_cuts_are_survived(saved(type, bits), type == 11 ? -11 : 0);
         }
     }
 }

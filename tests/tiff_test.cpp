@@ -316,6 +316,7 @@ TEST(tiff_reader, refuses_what_it_cannot_lay_out)
         {"tiles", grey_page().set(322, 3, {16}).build(), 0, -7},
         {"deflate", grey_page(false, 8).build(), 0, -7},
         {"strip behind the end", no_strip.build(), -12, -12},
+        {"LZW data without a code", no_strip.set(259, 3, {5}).build(), -3, -3},
         {"data cut short", grey_page().set(256, 3, {4000}).set(257, 3, {3000}).build(), -12, -12},
         {"two planes", planes, -7, 0},
         {"byte order", {'I', 'M', 42, 0, 8, 0, 0, 0, 0, 0}, -7, -7},

@@ -5,7 +5,10 @@
 #include "color/grey_source.h"
 #include "color/mono_diffusion.h"
 #include "core/dib_rows.h"
+#include "core/row_convert.h"
 #include "tests/support/images.h"
+
+#include <numeric>
 
 namespace {
 
@@ -32,6 +35,10 @@ TEST(dib_palette, names_count_in_any_case)
         create_dib_palette(&header.info, name);
         EXPECT_EQ(header.colors[1].rgbRed, red) << name;
     }
+    dib_header without_table;
+    without_table.set(1, 1, 24);
+    create_dib_palette(&without_table.info, "tiff");
+    EXPECT_EQ(without_table.colors[5].rgbRed, 0);
 }
 
 TEST(dib_palette, one_coloured_entry_makes_an_image_coloured)
@@ -45,6 +52,18 @@ TEST(dib_palette, one_coloured_entry_makes_an_image_coloured)
         EXPECT_EQ(is_color(color), 1);
     }
     EXPECT_EQ(is_color(-3), -13);
+}
+
+TEST(color_rows, swapping_red_and_blue_ends_with_the_last_pixel)
+{
+    byte_vector row(256);
+    std::iota(row.begin(), row.end(), uint8_t{0});
+    for (size_t width = 0; width <= 64; ++width) {
+        byte_vector swapped = row;
+        swap_red_blue(swapped.data(), swapped.data(), width);
+        for (size_t i = 0; i < row.size(); ++i)
+            ASSERT_EQ(swapped[i], i < 3 * width ? row[i + 2 - 2 * (i % 3)] : row[i]) << width;
+    }
 }
 
 TEST(color_rows, grey_by_depth)
